@@ -1,0 +1,28 @@
+// data/lists.h: the one list syntax of taxa, characters, trees, blocks, and the named groups.
+#pragma once
+#include <cstdint>
+
+constexpr int GROUPS = 32;
+extern uint32_t *taxgroup, *chargroup;              // per element, bit g = member of group g
+extern uint32_t taxgroupdef, chargroupdef;          // groups defined
+extern char **taxgroupname, **chargroupname, **treegroupname;
+extern int  num_treegroups, treegroupcells;         // 64 groups in 32-bit words a tree
+extern uint32_t *treegroupdef;
+extern int  autotreegroups, nextautotreegroup;      // trees read or found go to a new group; start at 1, 0
+extern int  scopis[2];                              // ends of the range parsed by getscope
+extern int  use_taxlist_from_pico, use_charlist_from_pico, use_treelist_from_pico;
+extern uint8_t *taxlist_from_pico, *charlist_from_pico, *treelist_from_pico;
+
+constexpr uint8_t LISTED = 1, UNLISTED = 255;       // 255: explicitly removed by '-'
+
+// Parses a list into list[low..high-1]: 0 not mentioned, LISTED, UNLISTED.  kind is "tree",
+// "vault-tree", "taxon", "character", "block" or "host"; names may be null.  Stops before one of
+// & / ; < = > \ ].  Returns the elements mentioned, 0 for an empty list.
+int  read_scope(uint8_t *list, int low, int high, const char *kind, char **names);
+void getscope(int low, int high, const char *kind);   // one number or range, into scopis
+int  rdtax();                                        // a taxon by name or number; -1 if none is named
+bool isatree(long n), isanod(long n), isatax(long n), isachar(long n);
+int  countlist(const uint8_t *list, int n);          // how many are exactly LISTED
+
+// A list of trees, all when none is given, in arena memory.  "Tree(s) are required".
+uint8_t *treelist();

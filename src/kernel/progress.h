@@ -1,0 +1,13 @@
+// kernel/progress.h: the one progress call of all long loops.  It also polls for interrupts,
+// timeouts and autosaving, at most once a second.
+#pragma once
+
+extern int record_progress_bar, report_as_bar;
+extern int xreport_status_time, xreport_status_reps, xreport_status_trees;   // 0 = not recorded
+extern int doing_user_progress;
+
+void dildit(double done, double total, const char *text);
+void erdil();                        // clears the progress line
+void erdil_forgood();
+void set_progress_bar_type(int simple);
+void refresh_report();

@@ -1,0 +1,30 @@
+// kernel/textbuf.h: the store behind the view.  A fixed number of bytes holds the newest lines;
+// runs of blanks are kept as two bytes.
+#pragma once
+#include <string>
+
+extern char *bgilspace, *gilend;     // the byte area and its end, less two bytes
+extern char **gilspace;              // starts of lines
+extern int  atlin, starlin, starbufis, maxlines;   // line being written; oldest kept; where the area wrapped last; limit
+extern char *xat;                    // next free byte
+extern int  pressbuff;               // compression on; starts at 1
+extern int  linsdone, first_linout, last_linout, scrollpos;
+constexpr int GILROWS = 150;
+extern const char *gil[GILROWS];     // line pointers of the current screen
+
+inline int WINBUFSIZ() { return atlin - starlin; }   // lines stored
+
+bool initialize_winbufsiz(int kilobytes);   // (re)allocates the store; false when even a small one fails
+void spewtogil(const char *text);
+void clear_text_buffer();
+void copygil(int offset);
+std::string bufferline(int n);       // line n from the oldest kept, expanded
+int  buflinlen(int line);
+int  give_total_lines(), give_first_line(), give_last_line(), give_scroll_pos(), give_scroll_line();
+int  give_display_buffer_size(), give_free_buffer_bytes(), give_display_buffer_use();
+long uncompressed_buffer_size();
+int  search_text_buffer(const char *target, bool wrap);   // line found, or -1
+
+// What was added since a reader last looked, expanded.  A front end keeps one cursor.
+struct textcursor { long line = 0; long col = 0; };   // absolute line (dropped ones counted) and column
+void readnewtext(textcursor *at, std::string *out);

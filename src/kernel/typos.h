@@ -1,0 +1,12 @@
+// kernel/typos.h: closeness of words, for offering corrections (global alignment, affine gaps:
+// Needleman & Wunsch 1970, Gotoh 1982).
+#pragma once
+
+extern int    admit_typos;           // 0 off; else the lock of the matching memory
+extern int    admit_inner_typos;     // option words too
+extern double name_match_limit;      // similarity from which a correction is offered; starts at 0.75
+
+int    needwunsch_typo(const char *given, const char *candidate, const char *kind);   // 1 accept, 0 no, -1 cancelled
+double needwunsch_cmp(const char *a, const char *b, int limit);                       // similarity 0..1
+int    needwunsch_matchdiff(const char *a, int lena, const char *b, int lenb);        // same taxon? asks when close
+void   allocate_name_matching();     // locks the matching memory under admit_typos

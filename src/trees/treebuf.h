@@ -1,0 +1,37 @@
+// trees/treebuf.h: the trees in memory.
+#pragma once
+#include <cstdint>
+
+extern int   maxtrees, realmaxtrees;   // room in force, room set by the user; start at 100
+extern int   trees_in_mem;             // trees held, in places 0..trees_in_mem-1
+extern int **mem_tree;                 // maxtrees rows of nodz entries; null without data
+extern uint32_t **treegroup;           // per tree, treegroupcells words of group bits
+extern int   recalctree;               // what depends on the next tree read must be computed again
+extern int   send_to_base;             // taxa absent from a tree read are joined at the base
+
+// One record a stored tree, kept by searches to find duplicates fast.
+struct treechkrec {
+    double score;
+    int   *tree;
+    treechkrec *next, *prev;           // in its bucket
+    int    bucket;                     // 0..127; TREE_DEAD marks a tree for removal
+};
+constexpr int TREE_DEAD = 255, TREEBUCKETS = 128;
+extern treechkrec *treechk;            // maxtrees records
+struct treebucket { double score; int *tree; treechkrec *head; };
+extern treebucket *treechklist;        // TREEBUCKETS
+
+[[noreturn]] void numtreeerror(long n);  // "No tree number" n "- only" trees_in_mem "trees in mem"
+[[noreturn]] void fullerr();             // "Tree buffer is full"
+void notreeerror();                      // "Tree(s) are required" when none is in memory
+
+void laytreebuffer(int n);       // lays out the datatag layer for n trees (data reading, hold) and locks it
+int  trinc(const char *group, bool maygrow);   // makes room for one tree, returns its place
+void stortree(const int *anc);   // copies to the next free place, clears its groups
+void deletree(int n);            // later trees move down with their groups
+void reset_maxtrees(int n);      // new room; trees survive
+void effect_tree_choice(const uint8_t *keep);  // drops trees not marked LISTED
+int  find_equal_tree(const int *anc, int before);   // place of an equal tree below before, or -1
+int  new_auto_treegroup(const char *name);     // the next automatic group takes that name, empty; -1 when off
+void add_to_treegroup(int t, int g);
+void checktreebuf();

@@ -1,0 +1,65 @@
+#include "zeltest.h"
+#include "kernel/driver.h"
+#include "kernel/errors.h"
+#include "kernel/textbuf.h"
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+static bool failed;
+
+std::string zelrun(const std::string &commands)
+{
+    static bool booted;
+    static textcursor seen;
+    std::string text;
+    if (!booted) {
+        booted = true;
+        initialize_winbufsiz(250);
+        gtkZel(";");
+        warning = 0;
+        readnewtext(&seen, &text);
+        text.clear();
+    }
+    int before = failed_commands;
+    gtkZel(commands.c_str());
+    failed = failed_commands != before;
+    readnewtext(&seen, &text);
+    return text;
+}
+
+bool zelfailed() { return failed; }
+
+std::string tempdir()
+{
+    static struct folder {
+        fs::path path = fs::temp_directory_path() / ("zeltest" + std::to_string(getpid()));
+        folder() { fs::create_directories(path); }
+        ~folder() { std::error_code e; fs::remove_all(path, e); }
+    } here;
+    return here.path.string();
+}
+
+std::string writefile(const std::string &name, const std::string &text)
+{
+    std::string path = tempdir() + "/" + name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+}
+
+std::string readfile(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::string datafile(const std::string &name)
+{
+    std::string path = std::string(ZEL_DATA_DIR) + "/" + name;
+    return fs::exists(path) ? path : "";
+}
