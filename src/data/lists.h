@@ -9,6 +9,7 @@ extern char **taxgroupname, **chargroupname, **treegroupname;
 extern int  num_treegroups, treegroupcells;         // 64 groups in 32-bit words a tree
 extern uint32_t *treegroupdef;
 extern int  autotreegroups, nextautotreegroup;      // trees read or found go to a new group; start at 1, 0
+extern uint8_t *charscopelist;                        // a list of characters that outlives arena marks, nc bytes
 extern int  scopis[2];                              // ends of the range parsed by getscope
 extern int  use_taxlist_from_pico, use_charlist_from_pico, use_treelist_from_pico;
 extern uint8_t *taxlist_from_pico, *charlist_from_pico, *treelist_from_pico;
@@ -26,3 +27,9 @@ int  countlist(const uint8_t *list, int n);          // how many are exactly LIS
 
 // A list of trees, all when none is given, in arena memory.  "Tree(s) are required".
 uint8_t *treelist();
+
+// Parts of a list, for commands with a grammar of their own.  The opening sign has been read.
+void readgroups(uint8_t *list, int low, int high, const char *kind, uint8_t value);   // through '}'
+void readblock(int *low, int *high);                 // after '@': the first character of the block, and that after its last
+int  findtaxon(const char *word);                    // by number (all digits) or name: the exact one, else the first it begins; -1
+void printlist(const uint8_t *list, int low, int high, uint8_t value);   // the numbers of the elements holding value

@@ -54,6 +54,7 @@ struct charrec {
     uint32_t **costs;          // maxstate x maxstate, null without allow_sankoff
     int32_t  steps;            // results of the last scoring pass: integer steps,
     double   realsteps, fit;   // real steps, fit
+    uint8_t  lightpacked, constant;   // marks of trees/lightopt.h, good while opttag stands
 };
 extern charrec *charcodes, *oldccodes;   // current and stored
 

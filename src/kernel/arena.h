@@ -68,7 +68,10 @@ void wipetag(int *tag);    // the same, but nothing for a tag of 0
 char  *giveme_protralo(int lock);     // low mark stored at a lock
 size_t getTagLowSize(int lock);       // its distance from the bottom mark
 
+extern void (*kill_all_threads)();    // stops the workers before layers from schtag up go; null until there are any
+
 void ramset();                        // ask the system for Minram bytes, halving until it agrees
+void replacearena(uint64_t bytes);    // give the block back and take another; all pointers into it die
 void ram_autoreset(uint64_t size);    // replace the whole arena; only when no data are in memory
 void ramreset();                      // the command mxram
 void showram();

@@ -16,3 +16,5 @@ int  give_trees_in_mem(), give_maxtrees();
 void data_were_dropped();
 int  give_nt(), give_nc();
 
+// trees: every check routine, called after every command of the debug build
+void check_everything();

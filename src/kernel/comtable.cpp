@@ -226,7 +226,7 @@ const comrow comtable[COMROWS + 1] = {
     { nullptr, nullptr, 0, 0, nullptr }
 };
 
-const comrow runfile_row = { "run-file", runfilecom, 0, 0, &runhelp };
+const comrow runfile_row = { "run-file", runfilecom, 1, 0, &runhelp };
 
 const comrow *findcommand(const char *word)
 {

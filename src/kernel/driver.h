@@ -23,13 +23,17 @@ extern char breakwarntxt[256]; extern int breakwarn;   // question asked before 
 
 void zelpivot(const char *text);     // null: read standard input as the base level
 void gtkZel(const char *text);       // entry from the shell: runs text and refreshes the window
+extern int gtkZel_noerrors;          // the last gtkZel ran to its end without an error
 bool safecall(handler h);            // true if h finished, false if an error unwound it
+void end_of_command();               // what follows every command: search ended, arena marks back at the locks
 void notime();                       // the current command is not to be timed
 void set_go_on();
 double now();                        // seconds on a steady clock
 bool lapsed_over(double since, double seconds);
 
 // Commands run from inside a handler.  Refuse when the stack is full, restore what they saved.
+enum { RECONSTRUCTIONS, TRAVELLING, COMBINATIONS };      // kinds of fake_cmd_loop_allrecons
+extern void (*set_the_skipdes)();    // what "skipdes" does while travelling a tree; null until there is such a thing
 void fake_cmd_loop(const char *text);
 void fake_cmd_loop_allrecons(const char *text, int kind);
 void fake_cmd_loop_for_macroswap(const char *text);
@@ -40,5 +44,7 @@ void fake_cmd_loop_for_picoc(const char *text);
 // Interrupts: polled by every long loop.
 void intrupt(int mode);              // 1 poll; 0 Esc without questions; 2 force the stop; 100 force the file tests
 bool have_some_intrupt();            // userstop is set
+bool sure_you_want_stop();           // asks breakwarntxt, when set
+bool sure_you_want_to_advance();     // asks whether to end the search and go on
 bool timeisout();                    // polled by searches; sets userstop 3 when time is up
 void get_time_string();              // hours:minutes:seconds into mytimeout

@@ -15,6 +15,7 @@ void nodaterror(const char *what);                     // "Must read data before
 
 extern int caught_an_error;          // the command failed; cleared by gtkZel
 extern int failed_commands;          // commands that failed since the start (the console's exit status)
+extern int jumpchain;                // recovery points in force; 0: an unwinding would end the program
 
 // What errtrap must put back, in order.  A subsystem that can be left half-changed adds its row.
 struct resetrow { const char *what; void (*undo)(); };

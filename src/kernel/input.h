@@ -7,6 +7,7 @@
 #include <cstdio>
 
 constexpr int INBUFSIZE = 4128;      // bytes of a level's buffer; a file fills at most 4096 of it
+constexpr int ENDROOM = 8;           // behind a text of full length: what ends a level that was not ended
 constexpr int MAXARGS = 32;          // arguments of "run" and "recurse"
 constexpr int CMDNAMESIZE = 2048, JUNKSIZE = 10000;
 
@@ -16,9 +17,9 @@ struct inrec {                       // one level of input
     int   at_eof;                    // closed at the next read
     int   has_args;                  // opened by run, recurse or goto
     int   nargs;
-    char *saved_getnext;             // read position of the parent
+    char *saved_getnext;             // where reading goes on once the levels above are closed
     const char *args[MAXARGS + 1];   // args[0] the level's name; args[1] doubles as saved top of the argument pool
-    char  buffer[INBUFSIZE];
+    char  buffer[INBUFSIZE + ENDROOM];
     char  name[160];
     int   saved_atloop, saved_private, saved_addatvar, saved_highest;   // macro state, only carried here
     char *saved_loseg;
@@ -32,9 +33,12 @@ extern char *getnext;                // read position
 extern char *argpool;                // top of the argument pool
 extern char  cmdname[CMDNAMESIZE];   // word, identifier or file name read last
 extern char  junkstr[JUNKSIZE];      // scratch text
-extern char  rundir[2048];           // where "run" looks for scripts; empty at start
+extern char  rundir[2048];           // where a word that is no command is looked for as a script; empty at start
 extern int   domacros, doing_quotes, ignore_quotes, allow_same_file, reading_literal_file, parsing_args;
-extern int   recurse_instance, inbground, is_typed_menu, getting_cmd, reading_nexus_file, recall_commands;
+extern int   recurse_instance;       // levels that already read the file opened last
+extern int   inbground;              // a background run: no front end, ended by the end of its instructions
+extern int   is_typed_menu;          // level that serves a dialog opened by a command; 0 = none
+extern int   getting_cmd, reading_nexus_file, recall_commands;
 
 // Characters.  All readers go through these two pointers, so that macro substitution stays invisible.
 extern int  (*gtch)();               // next character, consumed
@@ -65,7 +69,10 @@ extern const unsigned char *const idchars;     // entry = the character when all
 void newproc();                      // opens the file named in cmdname as a new level and says so
 void closeproc();
 void inpurge();                      // closes all levels and empties the base
-void push_text_level(const char *name, const char *text, const char *toolong);   // string level, silent
+void runscript(const char *name);    // reads the arguments up to ';' and opens the script
+void push_text_level(const char *name, const char *text, const char *ending, int limit);   // string level; limit: most bytes of text, plus one
+void pop_text_level();               // drops the top level, which is a string, without a word
+void base_input(const char *name, const char *text);   // level 0 alone, reading text; null: standard input
 bool end_of_input(); bool end_of_file();
 void check_eof();                    // "Unexpected end of file (possibly missing "procedure/;")"
 int  giveme_curproc_level(); const char *giveme_curproc_name(); char *giveme_curproc_buf();

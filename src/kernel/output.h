@@ -40,7 +40,8 @@ void mywarn(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void noisy();                        // bell, if mybeep
 void ask(const char *newprompt);
 
-// Tables: one value a row, five or so rows a line; -1 marks rows not asked for.
+// Tables: one value a row of the table, ten to a line; -1 marks rows not asked for, which print empty;
+// -4 and -5 are marks of their own.
 extern void (*printable)(const int *values, int rows);
 extern void (*printable_floats)(const double *values, int rows);
 void printable_default(const int *values, int rows);
@@ -48,6 +49,16 @@ void printable_optional(const int *values, int rows);
 void printable_default_floats(const double *values, int rows);
 void printable_optional_floats(const double *values, int rows);
 
+extern int optional_tables;          // tables go through printable_optional; starts at 0
+void set_table_pointers();           // printable and printable_floats after optional_tables
+
+// The log.
+extern int  autosvg;                 // tree-drawing commands save SVG to autosvg_file; starts at 0
+extern char autosvg_file[160];
+void tolog(const char *text);        // into the log's line buffer
 void flushlog();                     // write what the log's line buffer holds
 void closelog();
-void utf8out(const char *text, size_t n, FILE *to);   // tree glyphs and stray bytes become UTF-8
+
+// Text leaving the program: tree glyphs and stray bytes become UTF-8.
+void   utf8out(const char *text, size_t n, FILE *to);
+size_t utf8whole(const char *text, size_t n);   // how much of the text does not end inside a sequence

@@ -28,3 +28,4 @@ int  search_text_buffer(const char *target, bool wrap);   // line found, or -1
 // What was added since a reader last looked, expanded.  A front end keeps one cursor.
 struct textcursor { long line = 0; long col = 0; };   // absolute line (dropped ones counted) and column
 void readnewtext(textcursor *at, std::string *out);
+void checktextbuf();                 // asserts the invariants

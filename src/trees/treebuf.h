@@ -7,7 +7,7 @@ extern int   trees_in_mem;             // trees held, in places 0..trees_in_mem-
 extern int **mem_tree;                 // maxtrees rows of nodz entries; null without data
 extern uint32_t **treegroup;           // per tree, treegroupcells words of group bits
 extern int   recalctree;               // what depends on the next tree read must be computed again
-extern int   send_to_base;             // taxa absent from a tree read are joined at the base
+extern int   send_to_base;             // taxa absent from a tree read are joined at the base; starts at 0
 
 // One record a stored tree, kept by searches to find duplicates fast.
 struct treechkrec {
@@ -26,12 +26,16 @@ extern treebucket *treechklist;        // TREEBUCKETS
 void notreeerror();                      // "Tree(s) are required" when none is in memory
 
 void laytreebuffer(int n);       // lays out the datatag layer for n trees (data reading, hold) and locks it
-int  trinc(const char *group, bool maygrow);   // makes room for one tree, returns its place
-void stortree(const int *anc);   // copies to the next free place, clears its groups
+int  trinc(const char *group, bool maygrow);   // makes room for one tree, returns its place; with a group
+                                 // name (and autotreegroups) the tree stored there is the first of a new group
+void stortree(const int *anc);   // copies to the next free place, clears its groups (but that of trinc)
 void deletree(int n);            // later trees move down with their groups
-void reset_maxtrees(int n);      // new room; trees survive
+void reset_maxtrees(int n);      // new room, said so; trees survive, layers above the buffer do not
+bool try_maxtrees(int n);        // the same, silent; false and nothing changed when memory does not suffice
 void effect_tree_choice(const uint8_t *keep);  // drops trees not marked LISTED
+void droptrees(int keep);        // keeps the first ones only
 int  find_equal_tree(const int *anc, int before);   // place of an equal tree below before, or -1
 int  new_auto_treegroup(const char *name);     // the next automatic group takes that name, empty; -1 when off
+void empty_treegroup(int g);                   // all trees leave it; it stays defined
 void add_to_treegroup(int t, int g);
 void checktreebuf();

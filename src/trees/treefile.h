@@ -6,9 +6,32 @@
 
 extern FILE *treefile;           // null = none open
 extern int   tsavemode;          // 1 parenthetical, 0 compact
-extern char  txtr_is_set;        // tag tree exists
+extern void (*usertree)(int *anc);   // during a search: gives a copy of a tree in memory back its user numbers; else null
 
-bool leatre(int *anc);           // reads one parenthetical tree from the stream up to '*' or ';'
-void convertree(const int *anc, std::string *codes);       // compact codes of a tree, little-endian words
+// Reading.
+bool leatre(int *anc);           // reads one parenthetical tree from the stream up to '*' or ';'; false when there is none
+bool leatre_tagged(int *anc);    // the same; its tags go to the tag tree
+void fix_unbalpars(int depth, int lastaxon, bool tagged);   // what happens when parentheses are left open
+
+// A group of trees as "tread" and "shortread" take it: "=N" empties group N, ">N" adds to it.
+struct treesink {
+    int group = -1;              // -1 none yet
+    int first = 0, read = 0;     // place of the first tree, trees read
+    std::string name;            // of the automatic group
+};
+void readsink(treesink *sink);                  // =N or >N, if any
+void sinktree(treesink *sink, const int *anc);  // stores, making room; the first one opens the automatic group
+void reportsink(const treesink *sink);          // "N trees read (trees A-B)"
+std::string filepart(const char *path);         // a file's name without its path
+
+// Writing.
+void convertree(const int *anc, std::string *codes);       // compact form of a complete tree: size and codes, little-endian
+void convertheader(std::string *header);                   // what a compact file for nt taxa starts with
 void savetree(const int *anc, int node, std::string *out); // parenthetical text of a subtree
-const char *gimetax(int t);      // a terminal as trees are written: number, or name with usetaxnames
+void savetags(std::string *out);                           // parenthetical text of the tag tree, with its tags
+std::string gimename(int t);     // a terminal as trees are written: number, or name with usetaxnames
+const char *gimetax(int t);      // the same, valid until the next call
+
+// The compact form read back: words are the codes of one tree.  False when they are no tree.
+bool revertree(const uint8_t *codes, size_t bytes, int *anc);
+constexpr int BIGTAXA = 16384;   // compact files for so many taxa use 32-bit words

@@ -1,0 +1,6 @@
+// compare/below.h: what compare calls in the folders below it, by plain declaration.
+#pragma once
+
+// diagrams
+extern char treetitle[256];                      // line shown before the next diagram
+void drawtree(const int *tree, int start);       // the part of the tree above node start, in characters

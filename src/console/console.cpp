@@ -1,0 +1,274 @@
+// The interpreter on a terminal, or between two pipes.
+//
+// Standard output carries exactly what goes to the text buffer; prompts, boxes and the progress
+// line go to the terminal or to standard error.  Ctrl-C is the Esc key: a running search stops in
+// order, and at the prompt the line is cleared.
+#include "console/console.h"
+#include "console/arguments.h"
+#include "kernel/below.h"
+#include "kernel/driver.h"
+#include "kernel/errors.h"
+#include "kernel/output.h"
+#include "kernel/textbuf.h"
+#include "kernel/window.h"
+#include <algorithm>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <readline/history.h>
+#include <readline/readline.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+static bool interactive;                 // standard input is a terminal
+static textcursor seen;                  // how far the text buffer was printed
+static std::string halfsequence;         // printed with what follows it
+static bool progressing;                 // the terminal shows a progress line
+static volatile sig_atomic_t escpressed; // Ctrl-C presses not yet answered
+
+// --- output ------------------------------------------------------------------------------
+
+static void clearprogress()
+{
+    if (!progressing) return;
+    fprintf(stderr, "\r%*s\r", 79, "");
+    fflush(stderr);
+    progressing = false;
+}
+
+static void append(const char *)
+{
+    std::string text = std::move(halfsequence);
+    readnewtext(&seen, &text);
+    size_t whole = utf8whole(text.data(), text.size());
+    halfsequence = text.substr(whole);
+    if (!whole) return;
+    clearprogress();
+    utf8out(text.data(), whole, stdout);
+    fflush(stdout);
+}
+
+static void finishoutput()
+{
+    append("");
+    utf8out(halfsequence.data(), halfsequence.size(), stdout);
+    halfsequence.clear();
+    fflush(stdout);
+}
+
+static void clearscreen()
+{
+    if (isatty(STDOUT_FILENO) && getenv("TERM")) {
+        fputs("\033[H\033[2J", stdout);
+        fflush(stdout);
+    }
+}
+
+// As much of the text as one line of the terminal takes; every code point is one column.
+static std::string oneline(const char *text)
+{
+    std::string line;
+    int columns = 0;
+    for (const char *c = text; *c && *c != '\n'; ++c) {
+        bool continues = (*c & 0xc0) == 0x80;
+        if (!continues && ++columns >= screen_width) break;
+        line += *c;
+    }
+    for (; columns < std::min(screen_width, 80) - 1; ++columns) line += ' ';     // covers the line before
+    return line;
+}
+
+static void progressline(const char *text)
+{
+    if (!isatty(STDERR_FILENO)) return;
+    if (!*text) {
+        clearprogress();
+        return;
+    }
+    fprintf(stderr, "\r%s", oneline(text).c_str());
+    fflush(stderr);
+    progressing = true;
+}
+
+// --- keys and boxes ----------------------------------------------------------------------
+
+static void pressesc(int)
+{
+    constexpr int IMPATIENT = 3;         // with no prompt to return to, these presses end the program
+    escpressed = escpressed + 1;
+    if (!interactive && escpressed >= IMPATIENT) _exit(130);
+}
+
+static int keypressed()
+{
+    int key = escpressed ? KEY_ESC : 0;
+    escpressed = 0;
+    return key;
+}
+
+// Read without a buffer, like all else that reads standard input.  False at the end of input.
+static bool readanswer(char *first)
+{
+    char c;
+    *first = 0;
+    ssize_t n;
+    while ((n = read(STDIN_FILENO, &c, 1)) == 1 && c != '\n')
+        if (!*first && c > ' ') *first = c;
+    return n == 1;
+}
+
+static int askkey(const char *question, const char *keys, const int *answers, int otherwise)
+{
+    for (;;) {
+        fprintf(stderr, "%s ", question);
+        fflush(stderr);
+        char c;
+        if (!readanswer(&c)) return otherwise;
+        const char *key = c ? strchr(keys, c) : nullptr;
+        if (key) return answers[key - keys];
+    }
+}
+
+static int messagebox(const char *title, const char *text, int flags)
+{
+    finishoutput();
+    clearprogress();
+    std::string plain = text;
+    plain.erase(std::remove(plain.begin(), plain.end(), '\r'), plain.end());
+    std::string whole = std::string(title) + ": " + plain + "\n";
+    utf8out(whole.data(), whole.size(), stderr);
+    if (!interactive) return 1;
+    constexpr int answers[] = { 1, 1, 0, 0, 2, 2 };
+    if (flags & BOX_CANCEL) return askkey("(y)es, (n)o or (c)ancel?", "yYnNcC", answers, 2);
+    if (flags & BOX_YESNO) return askkey("(y)es or (n)o?", "yYnN", answers, 0);
+    if (flags & BOX_ERROR) return 1;     // nothing to decide: the prompt that follows is enough
+    char c;
+    fputs("(press Enter) ", stderr);
+    readanswer(&c);
+    return 1;
+}
+
+static void dialog(const char *title, const char *caption) { messagebox(title, caption, 0); }
+
+// --- lines typed -------------------------------------------------------------------------
+
+static std::string historyfile()
+{
+    const char *home = getenv("HOME");
+    return home ? std::string(home) + "/.zel_command_history" : "";
+}
+
+static void savehistory()
+{
+    if (!historyfile().empty()) write_history(historyfile().c_str());
+}
+
+// Called when a signal came while a line was typed.
+static int clearline()
+{
+    if (!escpressed) return 0;
+    escpressed = 0;
+    fputc('\n', rl_outstream);
+    rl_replace_line("", 0);
+    rl_on_new_line();
+    rl_redisplay();
+    return 0;
+}
+
+static void startreadline()
+{
+    rl_readline_name = "zel";
+    rl_outstream = isatty(STDOUT_FILENO) ? stdout : stderr;
+    rl_bind_key('\t', rl_insert);
+    rl_signal_event_hook = clearline;
+    using_history();
+    if (!historyfile().empty()) read_history(historyfile().c_str());
+    atexit(savehistory);
+}
+
+static char *readcommand(const char *asked)
+{
+    finishoutput();
+    clearprogress();
+    escpressed = 0;
+    char *line = readline((std::string(asked) + " ").c_str());
+    const char *paste = rl_variable_value("enable-bracketed-paste");
+    if (line && *line) add_history(line);
+    if (!line && (!paste || strcmp(paste, "on"))) fputc('\n', rl_outstream);      // else it has ended the line
+    return line;
+}
+
+// --- the run -----------------------------------------------------------------------------
+
+static void fillslots()
+{
+    window.zel_app_window_getKeyPressed = keypressed;
+    window.zel_app_window_dialog = dialog;
+    window.zel_app_window_updateBufferSearches = append;
+    window.zel_app_window_updateBuffer = append;
+    window.zel_app_window_clearBuffer = clearscreen;
+    window.zel_app_window_isEmptyBuffer = [] { return WINBUFSIZ() == 0; };
+    window.zel_app_window_countBufferLines = [] { return WINBUFSIZ(); };
+    window.messagebox = messagebox;
+    window.readcommand = readcommand;
+    window.progressline = progressline;
+}
+
+static void takesignals()
+{
+    struct sigaction act = {};
+    act.sa_handler = pressesc;
+    act.sa_flags = SA_RESTART;           // a line being read is not to look like the end of input
+    sigaction(SIGINT, &act, nullptr);
+    signal(SIGPIPE, SIG_DFL);            // nobody reads any more: end quietly
+}
+
+static void measurescreen()
+{
+    winsize size;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) || !size.ws_row || !size.ws_col) return;
+    screen_size = std::max<int>(size.ws_row, 10);
+    screen_width = size.ws_col;
+}
+
+// What "exit" does about work under way.
+static void endwork()
+{
+    if (autosave_results) {
+        autosave_results = 1;
+        autosave_the_results();
+    }
+    close_treefile_at_exit();
+    closelog();
+    finishoutput();
+}
+
+int runconsole(const std::vector<std::string> &words)
+{
+    startwork work;
+    if (!readarguments(words, &work)) {
+        fprintf(stderr, "Commands too long (at most %zu characters)\n", LONGESTCOMMANDS);
+        return 2;
+    }
+    if (!setlocale(LC_CTYPE, "C.UTF-8")) setlocale(LC_CTYPE, "");    // text is UTF-8; numbers stay plain
+    interactive = isatty(STDIN_FILENO);
+    takesignals();
+    measurescreen();
+    fillslots();
+    atexit(finishoutput);
+    if (interactive) startreadline();
+    strcpy(dabinname, "zel");
+    initialize_winbufsiz(250);
+    gtkZel(";");
+
+    for (const std::string &file : work.files) gtkZel(file.c_str());
+    for (const std::string &piece : work.commands) {
+        gtkZel(piece.c_str());
+        if (caught_an_error) break;      // the rest was meant to follow on it
+    }
+    zelpivot(nullptr);
+    endwork();
+    return !interactive && failed_commands ? 1 : 0;
+}

@@ -1,0 +1,13 @@
+// kernel/background.h: a run without a front end.  Its instructions are the process arguments;
+// files with the process number in their names stop it, pause it, or give it more to do.
+#pragma once
+
+extern int execfile_serial;          // number of the next execute file; -1 when the last could not be removed; starts at 1
+
+[[noreturn]] void start_background(int argc, char **argv);   // argv[1..] are the instructions, "bground" first
+const char *background_text();       // the instructions while they wait to be read, else null; ends with ";\n"
+bool open_execute_file();            // opens it as a level; false when there is none
+bool will_not_reset_from_background();   // no execute file is ahead
+[[noreturn]] void quit_background(); // the instructions have ended
+bool stop_file_found();              // and removes it
+void pause_while_asked();            // sleeps as long as the pause file exists

@@ -1,0 +1,144 @@
+// Reporting a failure and unwinding from it.
+//
+// The message and the place where it stood are composed in the output buffer and flushed past
+// every silence; then all inputs are closed and what was half done is put back.
+#include "kernel/errors.h"
+#include "kernel/arena.h"
+#include "kernel/below.h"
+#include "kernel/driver.h"
+#include "kernel/input.h"
+#include "kernel/output.h"
+#include "kernel/progress.h"
+#include "kernel/typos.h"
+#include "kernel/window.h"
+#include <algorithm>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+int caught_an_error, failed_commands, jumpchain;
+
+// --- putting back -------------------------------------------------------------------------
+
+static void undo_file_modes() { reading_nexus_file = allow_same_file = reading_literal_file = 0; }
+static void undo_asking()     { if (admit_inner_typos) admit_inner_typos = 1; }
+static void undo_silence()    { silent = static_cast<unsigned char>(silent & ~2); }
+
+const resetrow resettable[] = {
+    { "how files are being read", undo_file_modes },
+    { "text waiting for the log", flushlog },
+    { "corrections of options",   undo_asking },
+    { "a search in progress",     end_of_search },
+    { "a viewer on the console",  undo_silence },
+    { nullptr, nullptr }
+};
+
+void errtrap()
+{
+    caught_an_error = 1;
+    ++failed_commands;
+    for (const resetrow *row = resettable; row->what; ++row) row->undo();
+    if (inbground) {
+        myp("... SOME ERROR OCCURED, QUITTING...");
+        flushlog();
+        exit(255);
+    }
+    if (!jumpchain) {
+        fputs("No jump buffer\n", stderr);
+        exit(255);
+    }
+    throw unwound{};
+}
+
+// --- where it stood -----------------------------------------------------------------------
+
+constexpr int PLACEWIDTH = 75, PLACEBEFORE = 37;
+
+static void composeplace()
+{
+    bool isfile = curproc->stream && curproc->stream != stdin;
+    if (isfile && !menuing) {
+        tospew("Error reading");
+        tospew(curproc->name);
+        spewch('\n');
+    }
+    const char *text = curproc->buffer;
+    if (!*text) return;
+    const char *from = std::max(text, static_cast<const char *>(getnext) - PLACEBEFORE);
+    const char *to = from + strnlen(from, PLACEWIDTH);
+    for (const char *c = from; c < to; ++c) spewchos(static_cast<unsigned char>(*c));
+    tojoin(" \n");
+    spewspx(std::max(0, int(getnext - from) - 1));
+    tojoin("^\n");
+}
+
+// --- reporting ----------------------------------------------------------------------------
+
+void errmsg(const char *text, ...)
+{
+    constexpr size_t LONGEST = 2048 - 4 * PLACEWIDTH;   // the place must still fit in the output buffer
+    std::string message;
+    va_list list;
+    va_start(list, text);
+    for (const char *t = text; t; t = va_arg(list, const char *)) (message += t) += ' ';
+    va_end(list);
+    if (message.size() > LONGEST) message.resize(LONGEST);
+
+    doing_quotes = doing_user_progress = 0;
+    unsigned char silence = silent;
+    if (trulogfile) { logfile = trulogfile; trulogfile = nullptr; }
+    if (jaking) { jaking = 0; silence = 0; }
+    erdil_forgood();
+    noisy();
+
+    // What stood half composed is shown or silenced as the command was; the message never is silenced.
+    if (menuing && !domacros) clear_spewbuf();
+    else if (composed_length()) spewout();
+    notime();
+    ignore_quotes = tmpsilent = 0;
+    silent = 0;
+    if (!myecho) myecho = 3;
+    tojoin(message.c_str());
+
+    bool plaintext = !curproc->stream || curproc->stream == stdin;
+    if (!message.empty() && !(menuing && plaintext)) {
+        spewch('\n');
+        composeplace();
+    }
+    if (menuing) {
+        if (warning && !plaintext) {
+            char box[400];
+            snprintf(box, sizeof box, "Encountered an error when parsing\ninstructions from file \"%s\"", curproc->name);
+            GTK_Message_Box("Error", box, BOX_ERROR);
+        } else
+            GTK_Message_Box("Error", "Error parsing instructions\nfrom the graphic interface", BOX_ERROR);
+        menuing = 2;
+    }
+    if (composed_length()) spewout();
+    silent = silence;
+    inpurge();
+    errtrap();
+}
+
+void myerr(const char *format, ...)
+{
+    static char text[JUNKSIZE];      // not junkstr itself: an argument may stand there
+    va_list list;
+    va_start(list, format);
+    vsnprintf(text, sizeof text, format, list);
+    va_end(list);
+    strcpy(junkstr, text);
+    errmsg(junkstr, nullptr);
+}
+
+void errarg(int c)
+{
+    char quoted[4] = { '\'', char(c), '\'', 0 };
+    errmsg("Wrong argument for", current_command, ":", quoted, nullptr);
+}
+
+void nodaterror(const char *what)
+{
+    if (!datatag) errmsg("Must read data before", what, nullptr);
+}

@@ -1,0 +1,125 @@
+// The commands quote and lquote: text of the user's own in the output.
+#include "kernel/comhelps.h"
+#include "kernel/commands.h"
+#include "kernel/driver.h"
+#include "kernel/errors.h"
+#include "kernel/input.h"
+#include "kernel/output.h"
+#include "kernel/window.h"
+#include <cctype>
+#include <cstring>
+#include <string>
+
+static int literal_quotes;               // text is kept as it stands; starts at 0
+static int allow_ascii_conversions;      // "&65" is the character of code 65; starts at 0
+static int quote_to_stderr;              // quotes are copied to standard error; starts at 0
+
+constexpr size_t LONGESTMESSAGE = 3990;  // bytes shown in a box
+constexpr int    FLUSHAT = 2033;         // bytes composed
+
+// An '&' was read.
+static int coded()
+{
+    int code = 0, digits = 0, c;
+    while (isdigit(c = gtch()) && digits < 3) {
+        code = code * 10 + c - '0';
+        ++digits;
+    }
+    ungtch();
+    return digits && code > 0 && code < 256 ? code : '&';
+}
+
+// The next character of the text; the semicolon that ends it stays to be read.
+static int textchar()
+{
+    int c = gtch();
+    if (c == ';') {
+        ungtch();
+        return 0;
+    }
+    if (c == '&' && allow_ascii_conversions) return coded();
+    if (literal_quotes) return c;
+    if (c == '\r') return ' ';
+    if (c != '.') return c;
+    if (gtch() == ',') return ';';
+    ungtch();
+    return c;
+}
+
+static void flushquote()
+{
+    if (quote_to_stderr) utf8out(composed(), size_t(composed_length()), stderr);
+    spewjn();
+}
+
+void quotecom()
+{
+    struct quoting {
+        unsigned char was = silent;
+        quoting()  { doing_quotes = 1; }
+        ~quoting() { doing_quotes = 0; silent = was; }
+    } guard;
+
+    notime();
+    std::string lead, message;
+    int c;
+    while ((c = gtch()) && c <= ' ') lead += char(c);
+    ungtch();
+    if (gotc(':')) {
+        silent = 0;
+        lead.clear();
+    }
+    bool box = gotc('*');
+    if (box) lead.clear();
+    if (literal_quotes) tojoin(lead.c_str());
+    while ((c = textchar())) {
+        spewch(c);
+        if (box && message.size() < LONGESTMESSAGE) message += char(c);
+        if (composed_length() > FLUSHAT) flushquote();
+    }
+    if (!literal_quotes) spewend();
+    if (composed_length()) flushquote();
+    if (box) {
+        memcpy(junkstr, message.c_str(), message.size() + 1);
+        MsgBox_OK("Message", message.c_str());
+    }
+}
+
+const comhelp quotehelp = {
+    "Write a text to the output.", nullptr,
+    "  quote TEXT ;     write TEXT; \".,\" in it stands for a semicolon\n"
+    "  quote : TEXT ;   write it whatever \"silent\" says\n"
+    "  quote * TEXT ;   show it in a box as well\n"
+    "See also \"lquote\".\n"
+    "Examples:\n"
+    "  quote Now searching, please wait ;\n"
+};
+
+// --- lquote ------------------------------------------------------------------------------
+
+static void setflag(int *flag, int value, const char *label)
+{
+    *flag = value;
+    if (report_status) joinem(label, value ? "ON" : "OFF", "\n", nullptr);
+}
+
+void lquotecom()
+{
+    notime();
+    int c = peep();
+    if (c == '[' || c == ']') setflag(&allow_ascii_conversions, gtnb() == '[', "ASCII conversions is ");
+    else if (c == '>' || c == '<') setflag(&quote_to_stderr, gtnb() == '>', "Quotes to stderr is ");
+    else onoff(&literal_quotes, "Literal quotes");
+}
+
+const comhelp lquotehelp = {
+    "Choose how \"quote\" treats its text.", nullptr,
+    "  =   keep the text as it stands, with no new line at its end\n"
+    "  -   skip blanks before it, and end the line (the default)\n"
+    "  [   \"&N\" in the text gives the character of code N\n"
+    "  ]   it does not (the default)\n"
+    "  >   copy quotes to standard error\n"
+    "  <   do not (the default)\n"
+    "Examples:\n"
+    "  lquote = ;\n"
+};

@@ -1,0 +1,200 @@
+// Clusters of branches: connected pieces of the tree whose unions of branch sets are compared
+// with a clip first.  What does not fit the union fits none of its branches.
+#include "search/evaldata.h"
+#include "kernel/arena.h"
+#include "kernel/errors.h"
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+clusrec *clusmat;
+int *isinclu, numclusters, maxclustnum, clustersize = 15, tree_start = -1;
+const uint8_t *nodeisfix;
+int *rootlist, *deslist;
+uint32_t *unionrows, *unionbackups;
+int *members, *memberstart;
+
+static int *piecesize, *pieceof, *visit;   // per node
+static int movessince;                     // moves made since the last partition
+constexpr int REPARTITION = 20;            // a node that moves stays in its cluster; after so many moves pieces are made anew
+constexpr int CLUSTERROOM = 17;            // nodes a cluster may hold above clustersize
+
+static int clusternumber()                 // enough for every partition of hinod nodes
+{
+    constexpr int SLACK = 7, MAXDIVISOR = 20, FEWEST = 15;
+    int size = std::min(clustersize, ntax), d = std::clamp(size - SLACK, 1, MAXDIVISOR), m = hinod / d, n = m + m / 5;
+    if (size > 15 && ntax / size < 20) n += size * 100 / ntax * n / 100 + 3;
+    return std::max(n, FEWEST);
+}
+
+void layclusters()
+{
+    maxclustnum = clusternumber();
+    size_t row = rowcells, line = 64;
+    char *p = static_cast<char *>(loram(2 * maxclustnum * row * sizeof(uint32_t) + line));
+    unionrows = reinterpret_cast<uint32_t *>(p + (line - uintptr_t(p) % line) % line);
+    unionbackups = unionrows + maxclustnum * row;
+    memset(unionrows, 255, 2 * maxclustnum * row * sizeof(uint32_t));   // padding holds every state here too
+    clusmat = zlo<clusrec>(maxclustnum);
+    isinclu = zlo<int>(hinod + 1);
+    members = lo<int>(hinod + 1);
+    memberstart = lo<int>(maxclustnum + 1);
+    piecesize = lo<int>(hinod + 1);
+    pieceof = lo<int>(hinod + 1);
+    visit = lo<int>(hinod + 1);
+    rootlist = lo<int>(hinod + 1);
+    deslist = lo<int>(hinod + 1);
+    ed.isinclu = isinclu;
+    ed.dirty = zlo<int>(maxclustnum);
+    ed.dirtylist = lo<int>(maxclustnum);
+    ed.lowcell = lo<int>(maxclustnum);
+    ed.hicell = lo<int>(maxclustnum);
+    ed.ndirty = 0;
+    int room = std::min(clustersize, ntax) + CLUSTERROOM;
+    int *lists = lo<int>(size_t(maxclustnum) * room);
+    for (int k = 0; k < maxclustnum; ++k) {
+        clusmat[k].uni = unionrows + k * row;
+        clusmat[k].backup = unionbackups + k * row;
+        clusmat[k].nodes = clusmat[k].roots = lists + size_t(k) * room;
+    }
+    numclusters = 0;
+    tree_start = -1;
+    nodeisfix = nullptr;
+}
+
+static void makeunion(int k)
+{
+    clusrec &u = clusmat[k];
+    memcpy(u.uni, branchset(members[memberstart[k]]), rowcells * sizeof(uint32_t));
+    for (int i = memberstart[k] + 1; i < memberstart[k + 1]; ++i) kernel->orrow(&ed, u.uni, branchset(members[i]));
+    memcpy(u.backup, u.uni, rowcells * sizeof(uint32_t));
+}
+
+// From the tips downward the open piece of each node joins that of its ancestor, until it has
+// enough nodes.  Two open pieces and their ancestor are less than twice enough.
+void assign_clusters(int flag)
+{
+    int size = std::min(clustersize, ntax), enough = std::max(3, std::min(size - 7, (size + 8) / 2));
+    int top = rig[ntax];
+    numclusters = 0;
+    auto close = [&](int n) {
+        if (numclusters == maxclustnum)
+            myerr("Ooops! sorry internal error setting clusters\n--->> Too many clusters! (expected %i, have %i)\n",
+                  maxclustnum, numclusters + 1);
+        pieceof[n] = numclusters++;
+    };
+    for (int n = 0; n < ntax; ++n) {
+        piecesize[n] = 1;
+        pieceof[n] = -1;
+    }
+    for (int i = noptlist - 1; i >= 1; --i) {
+        int n = optlist[i], size = 1;
+        for (int d : { lef[n], rig[n] })
+            if (pieceof[d] < 0) size += piecesize[d];
+        piecesize[n] = size;
+        pieceof[n] = -1;
+        if (size >= enough) close(n);
+    }
+    if (pieceof[top] < 0) close(top);
+    isinclu[top] = isinclu[ntax] = isinclu[0] = pieceof[top];
+    std::fill(memberstart, memberstart + numclusters + 1, 0);
+    ++memberstart[pieceof[top]];                             // terminal 0
+    ++memberstart[pieceof[top]];
+    for (int i = 1; i < noptlist; ++i)                       // the ancestor's cluster is known
+        for (int d : { lef[optlist[i]], rig[optlist[i]] }) {
+            isinclu[d] = pieceof[d] < 0 ? isinclu[optlist[i]] : pieceof[d];
+            ++memberstart[isinclu[d]];
+        }
+    int sum = 0;
+    for (int k = 0; k <= numclusters; ++k) {
+        int n = k < numclusters ? memberstart[k] : 0;
+        if (k < numclusters) clusmat[k].nmembers = n;
+        memberstart[k] = sum;
+        visit[k] = sum;                                      // next free place of the cluster
+        sum += n;
+    }
+    auto put = [&](int n) { members[visit[isinclu[n]]++] = n; };
+    put(0);
+    put(top);
+    for (int i = 1; i < noptlist; ++i)
+        for (int d : { lef[optlist[i]], rig[optlist[i]] }) put(d);
+    for (int k = 0; k < numclusters; ++k) ed.dirty[k] = 0;
+    ed.ndirty = movessince = 0;
+    if (flag)
+        for (int k = 0; k < numclusters; ++k) makeunion(k);
+}
+
+void recheck_clusters()
+{
+    for (int i = 0; i < ed.ndirty; ++i) {
+        int k = ed.dirtylist[i], from = ed.lowcell[k], n = ed.hicell[k] - from;
+        if (n > 0) memcpy(clusmat[k].uni + from, clusmat[k].backup + from, n * sizeof(uint32_t));
+        ed.dirty[k] = 0;
+    }
+    ed.ndirty = 0;
+}
+
+void rebuild_clusters()
+{
+    if (!clusters_on) return;
+    if (++movessince >= REPARTITION) {
+        assign_clusters(1);
+        return;
+    }
+    for (int i = 0; i < ed.ndirty; ++i) {
+        makeunion(ed.dirtylist[i]);
+        ed.dirty[ed.dirtylist[i]] = 0;
+    }
+    ed.ndirty = 0;
+}
+
+// The n nodes in visit and all below them, breadth first; the first is entered even when it is fixed.
+static int listbelow(int n)
+{
+    for (int i = 0; i < n; ++i) {
+        int v = visit[i];
+        if (v < ntax || (nodeisfix && nodeisfix[v] && i)) continue;
+        visit[n++] = lef[v];
+        visit[n++] = rig[v];
+    }
+    return n;
+}
+
+void reassign_clusters(int x, int s, int *nroots, int *ndests)
+{
+    for (int k = 0; k < numclusters; ++k) clusmat[k].ndests = clusmat[k].nroots = 0;
+    *nroots = *ndests = 0;
+    visit[0] = s == 0 ? 0 : tree_start >= 0 ? tree_start : rig[ntax];
+    int n = listbelow(1);
+    for (int i = 0; i < n; ++i) {
+        int k = isinclu[visit[i]];
+        if (!clusmat[k].ndests) deslist[(*ndests)++] = k;
+        clusmat[k].nodes[clusmat[k].ndests++] = visit[i];
+    }
+    for (int i = 0; i < *ndests; ++i) clusmat[deslist[i]].roots = clusmat[deslist[i]].nodes + clusmat[deslist[i]].ndests;
+    if (x < ntax) {
+        visit[0] = x;
+        n = 1;
+    } else {
+        int l = lef[x];
+        visit[0] = rig[x];
+        n = 1;
+        if (l >= ntax) {
+            visit[n++] = lef[l];
+            visit[n++] = rig[l];
+        }
+        const uint8_t *fixed = nodeisfix;        // what is fixed binds destinations, not roots
+        nodeisfix = nullptr;
+        n = listbelow(n);
+        nodeisfix = fixed;
+    }
+    for (int i = 0; i < n; ++i) {
+        int k = isinclu[visit[i]];
+        clusrec &u = clusmat[k];
+        if (!u.nroots) {
+            rootlist[(*nroots)++] = k;
+            if (!u.ndests) u.roots = u.nodes;
+        }
+        u.roots[u.nroots++] = visit[i];
+    }
+}

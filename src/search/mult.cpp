@@ -1,0 +1,249 @@
+#include "search/mult.h"
+#include "search/bbreak.h"
+#include "search/keeptrees.h"
+#include "search/moves.h"
+#include "search/rseed.h"
+#include "search/setup.h"
+#include "search/spr.h"
+#include "search/status.h"
+#include "search/swapper.h"
+#include "search/tbr.h"
+#include "search/wagner.h"
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/comhelps.h"
+#include "kernel/commands.h"
+#include "kernel/driver.h"
+#include "kernel/errors.h"
+#include "kernel/input.h"
+#include "kernel/output.h"
+#include "kernel/progress.h"
+#include "kernel/random.h"
+#include "trees/collapse.h"
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+
+multsettings mults = { 10, 10, MULT_TBR, 0 };
+
+// --- one replication ----------------------------------------------------------------------
+
+static double runswapper(int first, int mulpars)
+{
+    curalg = mults.swapper == MULT_TBR ? ALG_TBR : ALG_SPR;
+    return mults.swapper == MULT_TBR ? tbrswap(anx, first, mulpars) : sprswap(anx, first, mulpars);
+}
+
+// Swaps every tree of the replication, those that turn up meanwhile too, until its room is full.
+static double swapmany(int first, double score)
+{
+    for (int t = first; t < trees_in_mem && !userstop; ++t) {
+        current_treenum = t;
+        schgettree(mem_tree[t]);
+        double now = runswapper(first, 1);
+        if (now < score) {             // the trees from first on are new
+            score = now;
+            t = swapped_slot == first ? first : first - 1;
+        }
+        if (bufferfull()) break;
+    }
+    return score;
+}
+
+// From the Wagner tree in anx; its trees go to the buffer from first on.
+static double replicate(int first)
+{
+    double score = 0;
+    if (mults.swapper == MULT_NONE) {
+        full_store_tree(anx, first, &score);
+        return score;
+    }
+    if (!skip_spr_phase) {
+        curalg = ALG_SPR;
+        score = sprswap(anx, first, 0);
+    }
+    if (mults.hold == 1 && (mults.swapper == MULT_TBR || skip_spr_phase)) {
+        // a tree that is kept already was swapped by the replication that found it
+        if (!userstop && check_if_nutree(anx, first)) runswapper(first, 0);
+        full_store_tree(anx, first, &score);
+        return score;
+    }
+    bool isnew = full_store_tree(anx, first, &score);
+    return isnew && mults.hold > 1 ? swapmany(first, score) : score;
+}
+
+// --- all of them --------------------------------------------------------------------------
+
+struct runsettings {                 // what the run changes, put back however it ends
+    int seed = ranseed;
+    ~runsettings()
+    {
+        ranseed = seed;
+        maxtrees = realmaxtrees;
+    }
+};
+
+// The trees of a replication against those before: the buffer is cut back to what is good enough.
+static void judge(multresult *r, int first, double score)
+{
+    if (r->best < NOSCORE && same_score(score, r->best)) ++r->hits;
+    else if (score < r->best) {
+        r->best = overall_bestscore = score;
+        r->hits = 1;
+        if (!mults.keepall) drop_longer_than(0, score + suboptimal);
+    } else if (!mults.keepall) drop_longer_than(first, r->best + suboptimal);
+}
+
+multresult runmult(int replications)
+{
+    multresult r = { 0, 0, NOSCORE, false, false };
+    runsettings saved;
+    char *mark = lomark();
+    int *seeds = lo<int>(replications + 1);
+    randinit();
+    seeds[0] = rand();
+    overall_bestscore = NOSCORE;
+    replications_wanted = replications;
+    for (int rep = 0; rep < replications && !userstop; ++rep) {
+        int first = trees_in_mem;
+        if ((r.full = first >= realmaxtrees)) break;
+        current_replication = rep;
+        current_treenum = first;
+        curalg = ALG_WAGNER;
+        wagner(anx, seeds[rep]);
+        int next = get_slopy_seeds() ? int((unsigned(seeds[rep]) + unsigned(get_slopy_seeds())) & INT_MAX) : rand();
+        seeds[rep + 1] = get_slopy_seeds() ? next : chkseed(seeds, rep + 1, next);
+        if (userstop) break;
+        ranseed = -1;
+        suboptimal_limit = NOSCORE;
+        maxtrees = std::min(first + mults.hold, realmaxtrees);
+        double score = replicate(first);
+        r.overflowed |= mults.hold > 1 && bufferfull();
+        maxtrees = realmaxtrees;
+        if (!userstop) ++r.completed;
+        judge(&r, first, score);
+        report_search_status(score);
+        record_search_status(xreport_status_reps, rep + 1, score);
+    }
+    loset(mark);
+    return r;
+}
+
+// --- the command --------------------------------------------------------------------------
+
+static void readreplic()
+{
+    long n = gtnu();
+    if (n < 0) errarg(peep());
+    if (n > MAXREPLICS) myerr("Can't do %i random addition sequences (max=%i)", int(std::min<long>(n, INT_MAX)), MAXREPLICS);
+    mults.replic = int(n);
+}
+
+static void none() {}
+template<const char *const *word> static void later() { notyetoption(*word); }
+#define LATER(w) static const char *const w##_word = #w
+LATER(ratchet); LATER(drift); LATER(wclus); LATER(cas); LATER(fas); LATER(ias); LATER(sas);
+#undef LATER
+
+static const optrow multopts[] = {
+    optcall("replic", readreplic, "N random addition sequences, 0 to 100000 (10)"),
+    optnumber("hold", &mults.hold, 1, INT_MAX, "trees kept of each sequence (10)"),
+    optstore("tbr", &mults.swapper, MULT_TBR, "swap with TBR (the default)"),
+    optstore("spr", &mults.swapper, MULT_SPR, "swap with SPR"),
+    optstore("wagner", &mults.swapper, MULT_NONE, "no swapping: only Wagner trees"),
+    optflag("keepall", &mults.keepall, "keep the trees of all sequences, not only the best (off)"),
+    optnumber("outfreq", &user_cuts_for_report, 0, INT_MAX, "clips between status reports; 0 = automatic (the default)"),
+    optcall("ras", none, "add taxa in random order (the default)"),
+    optcall("noratchet", none, "no ratchet (the default)"),
+    optcall("nodrift", none, "no drifting (the default)"),
+    optcall("nowclus", none, "Wagner trees without clusters (the default)"),
+    optcall("ratchet", later<&ratchet_word>, "(not available yet)"),
+    optcall("drift", later<&drift_word>, "(not available yet)"),
+    optcall("wclus", later<&wclus_word>, "(not available yet)"),
+    optcall("cas", later<&cas_word>, "(not available yet)"),
+    optcall("fas", later<&fas_word>, "(not available yet)"),
+    optcall("ias", later<&ias_word>, "(not available yet)"),
+    optcall("sas", later<&sas_word>, "(not available yet)"),
+    optend()
+};
+
+void show_mult_options()
+{
+    static const char *const swappers[] = { "none", "SPR", "TBR" };
+    myp("Random addition sequences:\n"
+        "     * %i replications, keeping up to %i trees each\n"
+        "     * swapper: %s\n"
+        "     * %s", mults.replic, mults.hold, swappers[mults.swapper],
+        mults.keepall ? "keep the trees of all replications" : "keep only the best trees");
+}
+
+static void readmultoptions()
+{
+    readoptions(multopts, "Wrong argument for mult: %s");
+    if (peep() != ';') myerr("Wrong argument for mult: %c", peep());
+}
+
+static void warnroom(int reps)
+{
+    int room = maxtrees - trees_in_mem;
+    if (mults.swapper == MULT_NONE) {
+        if (reps > room) mywarn("Doing %i wagner trees may fill memory (available treespace is %i)", reps, room);
+    } else if (double(reps) * mults.hold > room)
+        mywarn("%i reps. with %i trees each exceeds available treespace (%i)\n"
+               "Search may have to be interrupted if tree-buffer is filled", reps, mults.hold, room);
+}
+
+static void reportmult(const multresult &r, double best)
+{
+    if (userstop) joinem("Search was interrupted...\n", nullptr);
+    else myp("Completed %i random addition sequences.", r.completed);
+    if (r.full) myp("\nNOTE: Search terminated after replication %i (tree buffer full)", r.completed);
+    show_numrearrangs();
+    if (collapse_level >= COLL_RULE1 && suboptimal > 0)
+        myp("Note: some trees of different length may become identical if collapsed.");
+    static const char *const swappers[] = { "", " (SPR):", " (TBR):" };
+    myp("Best score hit %i times out of %i%s.\nBest score%s %s.  %i trees retained.", r.hits, r.completed,
+        r.overflowed ? " (some replications overflowed)" : "", swappers[mults.swapper], scoretext(best).c_str(), trees_in_mem);
+}
+
+void multcom()
+{
+    int reps = -1, c = peep();
+    if (c == ':' || c == '=') {
+        gtnb();
+        if (c == ':' && peep() == ';') return show_mult_options();
+        readmultoptions();
+        if (c == ':') return;
+    } else if (isdigit(c)) {
+        multsettings saved = mults;
+        readreplic();
+        reps = mults.replic;
+        mults = saved;
+        if (peep() != ';') myerr("Wrong argument for mult: %c", peep());
+    } else if (c != ';') myerr("Wrong argument for mult: %c", c);
+    if (reps < 0) reps = mults.replic;
+    nodaterror("searching");
+    warnroom(reps);
+    multresult r = runmult(reps);
+    erdil();
+    double best = r.best;
+    if (autocollapse_searches) quick_clean_mem_trees(best);
+    else if (trees_in_mem) best = clean_mem_trees("resulting", mults.keepall ? NOSCORE : suboptimal);
+    group_found_trees("random_addseqs");
+    reportmult(r, best);
+}
+
+const comhelp multhelp = {
+    "Search with random addition sequences and branch swapping.", multopts,
+    "Each replication builds a tree adding the taxa in random order, swaps it, and keeps the\n"
+    "trees found.  Only the best trees of all replications are retained.\n"
+    "  N      do N replications (this time)\n"
+    "  =      set options, and search\n"
+    "  :      set options only; without options, show them\n"
+    "  ;      search with the present options\n"
+    "Examples:\n"
+    "  mult 20 ;\n"
+    "  mult = replic 100 hold 5 ;\n"
+    "  mult : spr keepall ;\n"
+};

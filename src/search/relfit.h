@@ -1,0 +1,12 @@
+// search/relfit.h: how much of what speaks for a tree is contradicted by a move: the relative fit
+// difference, which bounds suboptimal trees besides their length.
+#pragma once
+#include <cstdint>
+
+// Once a clip: notes which fields have a step between the clip and its original place.  Returns
+// the largest cost at a place that can still pass the relative limit.
+double relative_bound(const uint32_t *clip, const uint32_t *home);
+// Of the place noted against another one (rows of the root of the clip and of the destination):
+// F the weight of fields that lose a step there, C of those that gain one.  (C - F) / C, or
+// -(F - C) / F for a better place; 0 when they are equal.
+double relative_difference(const uint32_t *clip, const uint32_t *dest);

@@ -1,0 +1,163 @@
+#include "search/setup.h"
+#include "search/keeptrees.h"
+#include "search/moves.h"
+#include "search/schcollapse.h"
+#include "search/status.h"
+#include "data/lists.h"
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/below.h"
+#include "kernel/commands.h"
+#include "kernel/driver.h"
+#include "kernel/errors.h"
+#include "kernel/input.h"
+#include "kernel/output.h"
+#include "kernel/random.h"
+#include "trees/collapse.h"
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+int xmulting, autoxmulting, perturbating, emulating_tradrat;
+
+// The commands that search; a new one is a row.
+struct searchrow { handler command; bool starts_from_trees; };   // from the best trees in memory, that is
+static const searchrow searches[] = {
+    { bbreakcom, true },
+    { multcom,   false },       // adds to what is in memory
+};
+
+// --- trees fit for a search ---------------------------------------------------------------
+
+static bool hasactivetaxa(const int *tree)
+{
+    for (int t = 0; t < nt; ++t)
+        if (isinthetree(tree, t) != bool(taxact[t])) return false;
+    return true;
+}
+
+static void listtrees(const uint8_t *keep)
+{
+    constexpr int PERLINE = 10;
+    int n = 0;
+    for (int t = 0; t < trees_in_mem; ++t)
+        if (keep[t] != LISTED) {
+            tospew(intvert(t));
+            if (++n % PERLINE == 0) spewout();
+        }
+    if (n % PERLINE) spewout();
+}
+
+void chk_tree_composition()
+{
+    char *mark = himark();
+    uint8_t *keep = hi<uint8_t>(std::max(1, trees_in_mem));
+    int bad = 0;
+    for (int t = 0; t < trees_in_mem; ++t) {
+        keep[t] = hasactivetaxa(mem_tree[t]) ? LISTED : UNLISTED;
+        bad += keep[t] != LISTED;
+    }
+    if (bad) {
+        joinem("Searches require that pre-existing trees match active taxa.\nThe following trees don't match:\n", nullptr);
+        listtrees(keep);
+        warnem("Trees not matching set of active taxa will be discarded", nullptr);
+        effect_tree_choice(keep);
+    }
+    hiset(mark);
+}
+
+static bool rooted_on_outgroup(const int *tree) { return tree[outgroup] == nt; }
+
+void chk_tree_rooting()
+{
+    bool said = false;
+    for (int t = 0; t < trees_in_mem; ++t) {
+        int *tree = mem_tree[t];
+        if (rooted_on_outgroup(tree)) continue;
+        if (!said) mywarn("Pre-existing trees will be rooted on %s (current outgroup)", taxname_out(outgroup));
+        said = true;
+        if (!reroot(tree, outgroup))
+            myerr("Tree %i does not include current outgroup (%s) and cannot be rerooted", t, taxname_out(outgroup));
+    }
+}
+
+void chk_tree_polytomies()
+{
+    randinit();
+    for (int t = 0; t < trees_in_mem; ++t) dichotomize_tree(mem_tree[t], rand());
+}
+
+void chk_tree_status()
+{
+    chk_tree_composition();
+    chk_tree_rooting();
+    chk_tree_polytomies();
+}
+
+// --- in and out ---------------------------------------------------------------------------
+
+static void chk_active_taxa()
+{
+    constexpr int LEAST = 3;
+    int active = numactive();
+    if (active < LEAST) myerr("Searches require %i or more active taxa (only %i active)", LEAST, active);
+    if (!taxact[outgroup]) myerr("The outgroup (%s) is not active", taxname_out(outgroup));
+}
+
+static void chk_suboptimal()
+{
+    if (num_cont || suboptimal == floor(suboptimal)) return;
+    mywarn("Suboptimal (%.4f) reset to %i (implied weights off, no continuous chars.)", suboptimal, int(suboptimal));
+    suboptimal = floor(suboptimal);
+}
+
+void precheck(handler command, int nextchar, int mode)
+{
+    if (!datatag) return;
+    const searchrow *row = std::find_if(std::begin(searches), std::end(searches),
+                                        [&](const searchrow &r) { return r.command == command; });
+    if (row == std::end(searches) || (nextchar ? nextchar : peep()) == ':') return;
+    clear_rearrangs();
+    no_reports_yet = 1;
+    xmulting = autoxmulting = perturbating = emulating_tradrat = 0;
+    current_replication = -1;
+    current_treenum = 0;
+    now_being_swapped = -1;
+    realmaxtrees = maxtrees;
+    set_schcollapser(current_collapsing_rule());
+    chk_active_taxa();
+    chk_tree_status();
+    schpack();
+    chk_suboptimal();
+    doing_a_search = 1;
+    overall_bestscore = clean_mem_trees("existing", row->starts_from_trees ? suboptimal : NOSCORE);
+}
+
+void end_of_search()
+{
+    bool searching = doing_a_search;
+    doing_a_search = clusters_on = swapcollapse = 0;
+    now_being_swapped = -1;
+    current_replication = -1;
+    if (searching) maxtrees = realmaxtrees;
+    if (!schtag || !trees_are_packed) return;
+    unpack_trees();
+    for (int t = 0; t < trees_in_mem; ++t) reset_nodz(mem_tree[t]);
+    recalctree = 1;
+    ntax = realntax;
+}
+
+void schgettree(const int *tree)
+{
+    if (tree == anx) errmsg("Internal error (schsup): called schgettree to get anx!", nullptr);
+    for (int n = 0; n < hinod; ++n) anx[n] = n == ntax ? hinod : tree[n] & NODEBITS;
+}
+
+void group_found_trees(const char *name)
+{
+    int g = new_auto_treegroup(name);
+    if (g < 0) return;
+    for (int t = 0; t < trees_in_mem; ++t) add_to_treegroup(t, g);
+}
+
+void notyetoption(const char *what) { myerr("\"%s\" is not available yet", what); }

@@ -1,0 +1,17 @@
+// search/setup.h: the door every search goes through, and the way back.
+//
+// Before the handler of a search command runs, precheck makes the trees in memory fit for a search
+// (active taxa, rooted on the outgroup, dichotomous), packs the data, and expresses the trees in
+// packed numbers.  end_of_search, after every command, takes trees and settings back to where the
+// user left them.  precheck and end_of_search themselves are declared in kernel/below.h.
+#pragma once
+
+extern int xmulting, autoxmulting, perturbating, emulating_tradrat;   // the searches that come with them set these; start at 0
+
+void chk_tree_status();           // the three checks, on trees in user numbers
+void chk_tree_composition();
+void chk_tree_rooting();
+void chk_tree_polytomies();
+void schgettree(const int *tree); // a stored tree into anx, without marks
+void group_found_trees(const char *name);   // all trees in memory become the next automatic group
+void notyetoption(const char *what);        // fails: what is not available yet

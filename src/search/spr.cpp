@@ -1,0 +1,63 @@
+// SPR.  Without rerooting there are few places a clip, so clusters would not pay: the branches of
+// the rest are listed and scanned in one call.
+#include "search/spr.h"
+#include "search/moves.h"
+#include "search/status.h"
+#include "search/swapguards.h"
+#include "search/swapper.h"
+#include "data/matrix.h"
+#include "kernel/driver.h"
+#include "trees/treemodel.h"
+
+// The branches of what the clip left, from the sister of terminal 0, breadth first.
+static int listbranches(int *list)
+{
+    int n = 0;
+    list[n++] = sis[0];
+    for (int i = 0; i < n; ++i) {
+        int y = list[i];
+        if (y < ntax) continue;
+        list[n++] = lef[y];
+        list[n++] = rig[y];
+    }
+    return n;
+}
+
+static int try_clip(swapping *sw, int x)
+{
+    int s = sis[x];
+    clip_subtree(x);
+    reoptimize_after_clip(s, x);
+    begin_clip(sw, x, s);
+    if (!(only_better(sw) && sw->cost == 0)) {
+        int n = listbranches(deslist);
+        for (int i = 0; (i = scan_nodes(clipset, deslist, i, n)) < n; ++i) {
+            int d = deslist[i];
+            if (d == s || !second_check(x, d, 0)) continue;
+            if (good_place(sw, -1, d)) break;
+        }
+    }
+    return end_clip(sw);
+}
+
+// What stays behind must have more than one branch.
+static bool hasplaces(int x) { return swaptree[x] != ntax && !(sis[x] < ntax && swaptree[swaptree[x]] == ntax); }
+
+double sprswap(int *tree, int first, int mulpars)
+{
+    swapguards guards(mulpars);
+    clusters_on = 0;
+    swapping sw;
+    start_swap(&sw, tree, first, mulpars, "SPR");
+    int at = 0, visits = 0;
+    for (int count = 0; count < hinod && !sw.stop; ++count) {
+        if (visits++ % report_every == 0) report_search_status(sw.score);
+        if (userstop) break;
+        int x = next_clip(&sw, &at);
+        if (x == 0 || x == ntax || !hasplaces(x)) continue;
+        add_rearrangs((unsigned long)(2 * (ntax - tnodsize[x]) - 3));
+        if (try_clip(&sw, x)) count = mulpars > 0 ? 0 : 1;
+    }
+    end_swap(&sw);
+    return sw.score;
+}

@@ -1,0 +1,91 @@
+// TBR.  The places of the clip's root are the outer loop, the destinations the inner one, both in
+// clusters: the union of a root cluster against that of a destination cluster, then each root
+// against the destination cluster, then each root against each destination.  Every stage that
+// fails saves all that are within it.
+#include "search/tbr.h"
+#include "search/moves.h"
+#include "search/status.h"
+#include "search/swapguards.h"
+#include "search/swapper.h"
+#include "data/matrix.h"
+#include "kernel/driver.h"
+#include "trees/treemodel.h"
+#include <algorithm>
+
+// Destinations of a clip that keeps its root; true when the walk ended early.
+static bool walk_rooted(swapping *sw, int from, int ndests)
+{
+    const int x = sw->clip, single = x < ntax ? x : lef[x];
+    for (int i = from; (i = scan_clusters(clipset, deslist, i, ndests)) < ndests; ++i) {
+        clusrec &there = clusmat[deslist[i]];
+        if (!second_check(deslist[i], single, 1)) continue;
+        for (int j = 0; (j = scan_nodes(clipset, there.nodes, j, there.ndests)) < there.ndests; ++j) {
+            int d = there.nodes[j];
+            if (d == sw->sister || !second_check(single, d, 0)) continue;
+            if (good_place(sw, -1, d)) return true;
+        }
+    }
+    return false;
+}
+
+static bool walk_pair(swapping *sw, int roots, int dests)
+{
+    clusrec &here = clusmat[roots], &there = clusmat[dests];
+    const int origin = rig[sw->clip];
+    for (int i = 0; (i = scan_nodes(there.uni, here.roots, i, here.nroots)) < here.nroots; ++i) {
+        int r = here.roots[i];
+        if (!second_check(dests, r, 1)) continue;
+        for (int j = 0; (j = scan_nodes(branchset(r), there.nodes, j, there.ndests)) < there.ndests; ++j) {
+            int d = there.nodes[j];
+            if ((d == sw->sister && r == origin) || !second_check(r, d, 0)) continue;
+            if (good_place(sw, r == origin ? -1 : r, d)) return true;
+        }
+    }
+    return false;
+}
+
+static void walk_rerooted(swapping *sw, int nroots, int ndests)
+{
+    for (int i = 0; i < nroots; ++i)
+        for (int j = 0; (j = scan_clusters(clusmat[rootlist[i]].uni, deslist, j, ndests)) < ndests; ++j) {
+            if (!second_check(rootlist[i], deslist[j], 2)) continue;
+            if (walk_pair(sw, rootlist[i], deslist[j])) return;
+        }
+}
+
+static int try_clip(swapping *sw, int x, int size)
+{
+    int s = sis[x], nroots = 0, ndests = 0;
+    clip_subtree(x);
+    reassign_clusters(x, s, &nroots, &ndests);
+    reoptimize_after_clip(s, x);
+    begin_clip(sw, x, s);
+    if (!(only_better(sw) && sw->cost == 0)) {
+        if (size < 3) walk_rooted(sw, 0, ndests);
+        else walk_rerooted(sw, nroots, ndests);
+    }
+    return end_clip(sw);
+}
+
+double tbrswap(int *tree, int first, int mulpars)
+{
+    constexpr int SMALLCLIP = 3;      // below it there is only one place for the root
+    swapguards guards(mulpars);
+    clusters_on = 1;
+    swapping sw;
+    start_swap(&sw, tree, first, mulpars, "TBR");
+    int at = mulpars < 0 && !prearranglist ? ntax : 0, visits = 0;
+    for (int count = 0; count < hinod && !sw.stop; ++count) {
+        if (visits++ % report_every == 0) report_search_status(sw.score);
+        if (userstop) break;
+        int x = next_clip(&sw, &at);
+        if (x == 0 || x == ntax) continue;
+        int size = tnodsize[x];
+        if (mulpars < 0 && size < SMALLCLIP) continue;
+        add_rearrangs(std::max(1, 2 * (ntax - size) - 3) * (2 * size - 3 < 0 ? 1ul : (unsigned long)(2 * size - 3)));
+        if (try_clip(&sw, x, size)) count = mulpars > 0 ? 0 : 1;
+    }
+    clusters_on = 0;
+    end_swap(&sw);
+    return sw.score;
+}

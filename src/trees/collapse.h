@@ -1,0 +1,24 @@
+// trees/collapse.h: which branches of a tree the data support, under the rule in force.
+#pragma once
+#include <cstdint>
+
+// marks: one value a node; 1 for an internal node whose branch stands, 0 for one to collapse and
+// for terminals and unused slots.  excluded: a byte per taxon, 1 for taxa that give no support to
+// the branches that only they hold apart; null for none.  The root and the nodes directly below
+// it always stand.  optmem must have been called.
+using collapser = void (*)(const int *tree, int *marks, const uint8_t *excluded);
+
+extern collapser mark_supported;      // the rule in force; starts as rule_1
+extern int dacollrule;                // its number; starts at 3
+extern int collapse_consensuses;      // trees are collapsed temporarily for consensuses; starts at 1
+extern int autocollapse_searches;     // trees are condensed after a search; starts at 0
+extern int quick_collapse;            // starts at 0
+
+enum collapserule { COLL_NONE, COLL_RULE3, COLL_AMBIGUOUS, COLL_RULE1 };
+
+void nocollapse(const int *tree, int *marks, const uint8_t *excluded);      // every branch stands
+void rule_3(const int *tree, int *marks, const uint8_t *excluded);          // maximum length above 0
+void rule_ambiguous(const int *tree, int *marks, const uint8_t *excluded);  // final sets of node and ancestor differ
+void rule_1(const int *tree, int *marks, const uint8_t *excluded);          // minimum length above 0
+int  current_collapsing_rule();       // number of the rule in force
+void mark_unsupported(const int *tree, int *marks);   // 1 for an internal node to delete (for delnodz), else 0

@@ -1,0 +1,183 @@
+// The packed image as a whole: when it is built, the numbering of its taxa, and trees going over to
+// that numbering and back.
+#include "trees/pack.h"
+#include "trees/packlist.h"
+#include "trees/treebuf.h"
+#include "trees/treemodel.h"
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/output.h"
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+constexpr fieldclass classof(int bits)
+{
+    uint32_t all = ~0u >> (32 - bits), tops = ~0u / all << (bits - 1);
+    return { bits, 32 / bits, all, ~tops, bits - 1 };
+}
+const fieldclass fieldclasses[FIELDCLASSES] = {
+    classof(2), classof(4), classof(8), classof(16), classof(32), classof(16), classof(32),
+};
+
+int nc2, nc4, nc8, nc2cells, nc4cells, nc8cells, nc16, nc32, ncsan16, ncsan32;
+int type32shift, san16shift, san32shift, char_cells, foldcells, rowcells;
+int num_packed_chars, non_sankoff_chars, totnc, have_unpacked, hinod;
+int uniform_weights, store_individual_weights, use_alt_bit_searches, num_cont, true_num_cont;
+double step_lag, continuous_step_lag;
+int *gotopack, *backfrompack, trees_are_packed, mem_slack_for_sectors;
+void (*after_pack)();
+
+weightkind packweightkind()
+{
+    return uniform_weights ? WT_UNIT : store_individual_weights ? WT_FIELD : WT_CELL;
+}
+
+void exchange_terminals(int t, int u)
+{
+    std::swap_ranges(dnset(t), dnset(t) + rowcells, dnset(u));
+    std::swap_ranges(branchset(t), branchset(t) + rowcells, branchset(u));
+}
+
+// Terminal 0 is the outgroup, the other active taxa follow in ascending order; what is not in the
+// image maps to the numbers that it does not use.
+static void numbertaxa()
+{
+    gotopack = lo<int>(nodz);
+    backfrompack = lo<int>(nodz);
+    int first = outgroup, t = 0;
+    while (first < nt && !taxact[first]) ++first;
+    auto give = [&t](int real) { gotopack[real] = t; backfrompack[t++] = real; };
+    if (first < nt) give(first);
+    for (int i = 0; i < nt; ++i)
+        if (taxact[i] && i != first) give(i);
+    realntax = ntax = t;
+    hinod = 2 * ntax - 1;
+    for (int n = nt; n < nt + ntax - 1; ++n) give(n);
+    for (int i = 0; i < nt; ++i)
+        if (!taxact[i]) give(i);
+    for (int n = nt + ntax - 1; n < nodz; ++n) give(n);
+}
+
+constexpr int LOWMEMORY = 5;   // percent of the search memory
+
+static void warnlowmemory()
+{
+    if (!allow_extra_sch_mem) return;
+    if (vailram() < used_ram() / 100 * LOWMEMORY)
+        warnem("Free memory is low (below 5% of search memory).\nYou may run out of memory during the search.\n", nullptr);
+}
+
+void do_full_pack(int reuse, int keep_trees)
+{
+    if (reuse < 1) {
+        set_all_charcodes();
+        check_uninformative_states();
+    }
+    char *scratch = himark();
+    makepacklist();
+    bool bywt = setweights();
+    numbertaxa();
+    packit(bywt);
+    hiset(scratch);
+    packlist = packlist_end = nullptr;
+    if (after_pack) after_pack();
+    warnlowmemory();
+    if (!reuse && !keep_trees) pack_trees();
+}
+
+void schpack()
+{
+    if (schtag) {
+        pack_trees();
+        return;
+    }
+    wipetag(&opttag);
+    do_full_pack(0, 0);
+    lockram(&schtag);
+}
+
+// ---- Trees in packed numbers ---------------------------------------------------------------
+
+// Renumbers a tree by a map; the entries of the two roots hold node counts.
+static void renumber(int *anc, const int *map, int oldroot, int newroot)
+{
+    char *mark = himark();
+    int *now = zhi<int>(nodz), used = anc[oldroot] & NODEBITS;
+    for (int n = 0; n < used; ++n) {
+        int a = anc[n] & NODEBITS;
+        if (n != oldroot && a) now[map[n]] = map[a];
+    }
+    now[newroot] = used - oldroot + newroot;
+    memcpy(anc, now, nodz * sizeof(int));
+    hiset(mark);
+}
+
+void pack_one_tree(int *anc)
+{
+    renumber(anc, gotopack, nt, realntax);
+}
+
+void unpack_one_tree(int *anc)
+{
+    renumber(anc, backfrompack, realntax, nt);
+}
+
+void pack_trees()
+{
+    if (trees_are_packed) return;
+    for (int t = 0; t < trees_in_mem; ++t) pack_one_tree(mem_tree[t]);
+    trees_are_packed = 1;
+}
+
+void unpack_trees()
+{
+    if (!trees_are_packed) return;
+    for (int t = 0; t < trees_in_mem; ++t) unpack_one_tree(mem_tree[t]);
+    trees_are_packed = 0;
+}
+
+// In ascending order a terminal is the first descendant of its ancestor, and terminal 0 that of the root.
+void binmksis(const int *anc)
+{
+    int used = anc[ntax];
+    for (int n = 0; n < used; ++n) lef[n] = rig[n] = sis[n] = -1;
+    for (int n = 0; n < used; ++n) {
+        int a = anc[n];
+        if (n == ntax || !a) continue;        // absent terminals have no ancestor
+        if (lef[a] < 0) lef[a] = n;
+        else {
+            rig[a] = n;
+            sis[n] = lef[a];
+            sis[lef[a]] = n;
+        }
+    }
+}
+
+int binoptlist(int *list)
+{
+    int n = 0;
+    list[n++] = ntax;
+    for (int i = 0; i < n; ++i) {
+        int l = lef[list[i]], r = rig[list[i]];
+        if (l >= ntax) list[n++] = l;
+        if (r >= ntax) list[n++] = r;
+    }
+    return n;
+}
+
+void checkpack()
+{
+#ifndef NDEBUG
+    assert(nc2 == nc2cells && nc4 == nc2 + nc4cells && nc8 == nc4 + nc8cells);
+    assert(foldcells <= char_cells && char_cells <= rowcells && rowcells % ROWALIGN == 0);
+    assert(hinod == 2 * realntax - 1);
+    for (int n = 0; n < nodz; ++n) assert(gotopack[backfrompack[n]] == n);
+    for (int t = 0; t < realntax; ++t) {
+        for (int c = 0; c < foldcells; ++c)
+            assert((~(((dnset(t)[c] & celllow[c]) + celllow[c]) | dnset(t)[c] | celllow[c])) == 0);   // no empty field
+        for (int c = char_cells; c < rowcells; ++c) assert(dnset(t)[c] == ~0u);
+    }
+    for (int i = 0; i < totnc; ++i) assert(indcc[i].character >= -1 && indcc[i].character < nc);
+#endif
+}

@@ -1,0 +1,189 @@
+// Lays out the cells of the packed image and writes the terminals into them.
+#include "trees/packlist.h"
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include <bit>
+#include <cstring>
+
+uint32_t *globwts, *fieldwts, *celllow, *cellshift, *walkrows, *branchrows;
+fieldrec *indcc;
+
+// Cells and records of a class begin behind those of the classes before it.
+static int firstcell[FIELDCLASSES + 1], firstrec[FIELDCLASSES + 1];
+
+static void setbounds()
+{
+    const int cells[FIELDCLASSES] = { nc2cells, nc4cells, nc8cells, (nc16 + 1) / 2, nc32, (ncsan16 + 1) / 2, ncsan32 };
+    for (int c = 0; c < FIELDCLASSES; ++c) {
+        firstcell[c + 1] = firstcell[c] + cells[c];
+        firstrec[c + 1] = firstrec[c] + cells[c] * fieldclasses[c].percell;
+    }
+    num_packed_chars = firstrec[CELLCLASSES];
+    non_sankoff_chars = firstrec[5];
+    totnc = firstrec[7];
+    foldcells = firstcell[5];
+    type32shift = firstcell[4];
+    san16shift = firstcell[5];
+    san32shift = firstcell[6];
+}
+
+// Rows are an odd multiple of the widest vector: with an even one the first cells of all nodes, which
+// is what most checks read, would share a fraction of the cache.
+static int rowlength(int cells)
+{
+    int vectors = (cells + ROWALIGN - 1) / ROWALIGN;
+    if (vectors < 2) return ROWALIGN;
+    return (vectors | 1) * ROWALIGN;
+}
+
+static uint32_t *alignedrows(size_t cells)
+{
+    constexpr size_t LINE = 64;
+    char *p = static_cast<char *>(loram(cells * sizeof(uint32_t) + LINE));
+    return reinterpret_cast<uint32_t *>(p + (LINE - uintptr_t(p) % LINE) % LINE);
+}
+
+static void layrows()
+{
+    int cells = char_cells + char_cells * mem_slack_for_sectors / 100;
+    rowcells = rowlength(cells);
+    size_t row = rowcells;
+    walkrows = alignedrows(hinod * 3 * row);
+    branchrows = alignedrows(hinod * row);
+    memset(walkrows, 255, hinod * 3 * row * sizeof(uint32_t));
+    memset(branchrows, 255, hinod * row * sizeof(uint32_t));
+    globwts = alignedrows(row);
+    celllow = alignedrows(row);
+    cellshift = alignedrows(row);
+    fieldwts = alignedrows(row * 16);
+    memset(fieldwts, 0, row * 16 * sizeof(uint32_t));
+    int cls = 0;                                   // cells behind the last one continue its class: one shift a vector
+    for (int c = 0; c < rowcells; ++c) {
+        while (cls < FIELDCLASSES - 1 && c >= firstcell[cls + 1] && c < char_cells) ++cls;
+        globwts[c] = 1;
+        celllow[c] = fieldclasses[cls].low;
+        cellshift[c] = uint32_t(fieldclasses[cls].topshift);
+    }
+    indcc = zlo<fieldrec>(totnc);
+    for (int i = 0; i < totnc; ++i) indcc[i].character = -1;
+}
+
+// The field pattern of a set of states, a field each of nfields.  Two-state patterns have bit 0 for
+// the lower state.  Non-additive: bit k is the state of rank k.  Additive: one field a threshold,
+//   state low + 2 of thresholds 1 2 3 4:  10 10 01 01
+static void fieldpatterns(uint32_t *fields, uint32_t set, uint32_t states, bool additive, int nfields)
+{
+    memset(fields, 0, nfields * sizeof(uint32_t));
+    int low = std::countr_zero(states);
+    for (uint32_t left = set & states; left; left &= left - 1) {
+        int s = std::countr_zero(left);
+        if (!additive) fields[0] |= 1u << std::popcount(states & ((1u << s) - 1));
+        else
+            for (int f = 0; f < nfields; ++f) fields[f] |= f < s - low ? 2 : 1;
+    }
+}
+
+// What remains of a taxon's states when the uninformative ones are taken out; their steps go to
+// step_lag.  0: nothing is left, as if missing.
+static uint32_t informativepart(uint32_t x, int c, int *dropped)
+{
+    const charrec &r = charcodes[c];
+    uint32_t once = uninf_states[c];
+    if (!(x & once)) return x;
+    uint32_t rest = x & ~once;
+    if (!r.additive) {
+        if (!rest) {
+            step_lag += r.weight;
+            ++*dropped;
+        }
+        return rest;
+    }
+    int low = std::countr_zero(r.sets), high = 31 - std::countl_zero(r.sets);
+    uint32_t over = high < 31 ? (x & once) >> high >> 1 : 0, under = x & once & ((1u << low) - 1);
+    if (!rest && !(over && under)) {
+        int distance = over ? std::countr_zero(over) + 1 : low - (31 - std::countl_zero(under));
+        step_lag += double(r.weight) * distance;
+    }
+    return rest | (over ? 1u << high : 0) | (under ? 1u << low : 0);
+}
+
+// Writes one record of the list into all terminals, its first field at place `bit` of `cell`, with
+// field record `rec`.
+static void pressem(const packrec &p, int cellno, int bit, int rec)
+{
+    const charrec &r = charcodes[p.character];
+    const fieldclass &f = fieldclasses[p.cls];
+    const int all = p.nfields * p.repeat;
+    int dropped = 0;
+    uint32_t patterns[32];
+    for (int t = 0; t < ntax; ++t) {
+        uint32_t x = cell(backfrompack[t], p.character);
+        if (ismissing(x) || !(x = informativepart(x, p.character, &dropped))) continue;
+        fieldpatterns(patterns, x, r.sets, r.additive, p.nfields);
+        uint32_t *row = dnset(t) + cellno;
+        for (int i = 0, at = bit; i < all; ++i, at += f.bits) {
+            if (at == 32) {
+                at = 0;
+                ++row;
+            }
+            *row = (*row & ~(f.all << at)) | patterns[i % p.nfields] << at;
+        }
+    }
+    for (int i = 0, at = bit, c = cellno; i < all; ++i, at += f.bits) {
+        if (at == 32) {
+            at = 0;
+            ++c;
+        }
+        fieldrec &record = indcc[rec + i];
+        record.character = p.character;
+        record.weight = uint32_t(p.weight);
+        record.basesteps = uint32_t(r.internal_steps);
+        record.minsteps = p.firstcls == 0 ? 1 : uint32_t(r.minsteps - dropped);
+        if (p.divisor) record.minsteps /= uint32_t(p.divisor);
+        record.concavity = record.equalizer = 1;
+        globwts[c] = uint32_t(p.weight);
+        fieldwts[size_t(c) * 16 + (at + f.topshift) / 2] = uint32_t(p.weight);
+    }
+}
+
+// A cell holds one weight only.
+static void placebyweight()
+{
+    for (int cls = 0; cls < CELLCLASSES; ++cls) {
+        int field = 0, per = fieldclasses[cls].percell;
+        const wtclass &w = ar_wtclass[cls];
+        for (int *wt = w.weights; wt < w.weights_end; ++wt) {
+            for (packrec *p = packlist; p < packlist_end; ++p) {
+                if (p->cls != cls || p->weight != *wt) continue;
+                pressem(*p, firstcell[cls] + field / per, field % per * fieldclasses[cls].bits, firstrec[cls] + field);
+                field += p->nfields * p->repeat;
+            }
+            field = (field + per - 1) / per * per;
+        }
+    }
+}
+
+static void placeinorder(int fromclass)
+{
+    int field[FIELDCLASSES] = {};
+    for (packrec *p = packlist; p < packlist_end; ++p) {
+        if (p->cls < fromclass) continue;
+        const fieldclass &f = fieldclasses[p->cls];
+        int &n = field[p->cls];
+        pressem(*p, firstcell[p->cls] + n / f.percell, n % f.percell * f.bits, firstrec[p->cls] + n);
+        n += p->nfields * p->repeat;
+    }
+}
+
+void packit(bool bywt)
+{
+    setbounds();
+    layrows();
+    if (bywt) placebyweight();
+    placeinorder(bywt ? CELLCLASSES : 0);
+    for (int t = 0; t < ntax; ++t) memcpy(branchset(t), dnset(t), rowcells * sizeof(uint32_t));
+    nc2 = nc2cells;
+    nc4 = nc2 + nc4cells;
+    nc8 = nc4 + nc8cells;
+    have_unpacked = ncsan16 + ncsan32 + num_cont;
+}

@@ -1,0 +1,34 @@
+// trees/packlist.h: which characters are packed, and in which cells; used only by the pack itself.
+//
+// The list and the tables of weights live at the high end of the arena during a pack.
+#pragma once
+#include "trees/pack.h"
+
+struct packrec {
+    int character;
+    int cls, firstcls;    // field class, and what it was before fields were moved to fill cells
+    int nfields;          // fields of one copy: 1, or one for each threshold of an additive character
+    int repeat;           // copies, normally 1: a character of weight 2 may be two fields of weight 1
+    int weight;           // of each field
+    int divisor;          // of the minimum steps; 0 = none
+};
+extern packrec *packlist, *packlist_end;   // null outside a pack
+
+// The distinct weights of one of classes 0..2, in the order of the list, and the fields of each.
+struct wtclass {
+    int *weights, *weights_end, *counts;
+};
+extern wtclass ar_wtclass[CELLCLASSES];
+
+// Field counts of classes 0..2 while packing, then cumulative cell bounds; cells of these classes.
+extern int *const arpacnc[FIELDCLASSES];
+extern int *const arpaccells[CELLCLASSES];
+
+void makepacklist();                    // decides each character's class; adds constant ones to step_lag
+// Shares cells out by weight where it pays, or fills up half-empty cells; sets uniform_weights,
+// store_individual_weights and the cells counters.  True if each cell has one weight class.
+bool setweights();
+int  process_weight_class(int cls);     // fills the holes of half-empty cells; returns the cells needed
+void check_weight_classes();            // distinct weights and their counts, from the list
+void countcells();                      // cells of a state set from the counters
+void packit(bool bywt);                 // lays out cells and fills the terminals

@@ -1,0 +1,133 @@
+// Soft polytomies: each character may resolve a node as suits it best.
+//
+// A polytomy of unordered states needs one step less than the fewest states that give every
+// descendant one of its own (a smallest hitting set of their sets): the descendants of one state
+// are joined first, then those groups.  Any state of any such smallest choice can be at the node.
+// Ranges behave at a polytomy as they do at a fork: from the lowest high bound to the highest
+// low bound.  Either way a state outside the node's set costs its distance more, so that the set
+// is all that the ancestor needs to know.
+#include "trees/scores.h"
+#include <algorithm>
+#include <bit>
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/errors.h"
+#include "trees/lightopt.h"
+#include "trees/treemodel.h"
+
+// The states of the terminals, as a node shows them: bits, or bounds of a range.
+static uint32_t terminalstates(int t, int c)
+{
+    uint32_t x = cell(t, c);
+    return ismissing(x) || !(x & charcodes[c].sets) ? charcodes[c].sets : x & charcodes[c].sets;
+}
+
+// Keeps in sets[0..n-1] those that hold no other of them, smallest first; returns how many.
+static int essential(uint32_t *sets, int n)
+{
+    std::sort(sets, sets + n, [](uint32_t a, uint32_t b) {
+        return std::popcount(a) != std::popcount(b) ? std::popcount(a) < std::popcount(b) : a < b;
+    });
+    int kept = 0;
+    for (int i = 0; i < n; ++i)
+        if (std::none_of(sets, sets + kept, [&](uint32_t s) { return (s & ~sets[i]) == 0; })) sets[kept++] = sets[i];
+    return kept;
+}
+
+// The union of all hitting sets of `size` states; 0 when there is none.  Depth first: the first
+// set not hit yet must be hit by one of its states, which are tried in turn.
+static uint32_t hittingstates(const uint32_t *sets, int n, int size)
+{
+    uint32_t chosen[33] = { 0 }, totry[33], found = 0;
+    auto firstmissed = [&](uint32_t states) {
+        for (int i = 0; i < n; ++i)
+            if (!(sets[i] & states)) return sets[i];
+        return uint32_t{0};
+    };
+    int depth = 0;
+    totry[0] = sets[0];
+    while (depth >= 0) {
+        if (!totry[depth]) { --depth; continue; }
+        uint32_t state = totry[depth] & -totry[depth];
+        totry[depth] ^= state;
+        uint32_t states = chosen[depth] | state, missed = firstmissed(states);
+        if (!missed) found |= states;
+        else if (depth + 1 < size) chosen[++depth] = states, totry[depth] = missed;
+    }
+    return found;
+}
+
+static int softsets(int c, uint32_t *set, uint32_t *below)
+{
+    int steps = 0;
+    for (int i = optnodes - 1; i >= 0; --i) {
+        int n = 0;
+        for (int d = lef[nodlist[i]]; d >= 0; d = sis[d]) below[n++] = set[d];
+        n = essential(below, n);
+        uint32_t found = 0;
+        int size = 0;
+        while (!found) found = hittingstates(below, n, ++size);
+        set[nodlist[i]] = found;
+        steps += size - 1;
+    }
+    return steps;
+}
+
+static long softranges(int c, int *low, int *high)
+{
+    long steps = 0;
+    for (int i = optnodes - 1; i >= 0; --i) {
+        int n = nodlist[i];
+        low[n] = low[lef[n]], high[n] = high[lef[n]];
+        for (int d = sis[lef[n]]; d >= 0; d = sis[d]) {
+            low[n] = std::max(low[n], low[d]);
+            high[n] = std::min(high[n], high[d]);
+        }
+        if (low[n] > high[n]) steps += low[n] - high[n], std::swap(low[n], high[n]);
+    }
+    return steps;
+}
+
+double find_a_min(int c)
+{
+    const charrec &ch = charcodes[c];
+    if (!ch.continuous && !ch.sets) return 0;
+    char *here = lomark();
+    double steps;
+    if (ch.additive || ch.continuous) {
+        int *low = lo<int>(nodz), *high = lo<int>(nodz);
+        for (int t = 0; t < nt; ++t) {
+            uint32_t x = ch.continuous ? cell(t, c) : terminalstates(t, c);
+            if (ch.continuous && x == CONT_INAPP) x = CONT_MISSING;
+            low[t] = ch.continuous ? int(x & 0xffff) : std::countr_zero(x);
+            high[t] = ch.continuous ? int(x >> 16) : std::bit_width(x) - 1;
+        }
+        steps = double(softranges(c, low, high)) / (ch.continuous ? 1000 : 1);
+    } else {
+        uint32_t *set = lo<uint32_t>(nodz), *below = lo<uint32_t>(nt);
+        for (int t = 0; t < nt; ++t) set[t] = terminalstates(t, c);
+        steps = softsets(c, set, below);
+    }
+    loset(here);
+    return steps;
+}
+
+double softpolyoptimize(const int *tree)
+{
+    for (int c = 0; c < nc; ++c)
+        if (charcodes[c].active && charcodes[c].sankoff && !charcodes[c].continuous)
+            myerr("Cannot optimize polytomies as \"soft\" for Sankoff characters");
+    optnodes = mkoptlist(nodlist, tree);
+    double score = 0;
+    for (int c = 0; c < nc; ++c) {
+        charrec &ch = charcodes[c];
+        ch.steps = 0;
+        ch.realsteps = ch.fit = 0;
+        if (!ch.active) continue;
+        double steps = find_a_min(c);
+        if (ch.continuous) ch.realsteps = steps;
+        else ch.steps = ftisql(steps);
+        score += ch.weight * steps;
+    }
+    return score;
+}

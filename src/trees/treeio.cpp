@@ -1,0 +1,236 @@
+// Trees from files: "tread" for the parenthetical form, which is command text, and "shortread" for
+// the compact form.
+#include "trees/treefile.h"
+#include "trees/safefile.h"
+#include "trees/scratch.h"
+#include "trees/treebuf.h"
+#include "trees/treetags.h"
+#include "data/lists.h"
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/below.h"
+#include "kernel/comhelps.h"
+#include "kernel/commands.h"
+#include "kernel/errors.h"
+#include "kernel/input.h"
+#include "kernel/output.h"
+#include "kernel/progress.h"
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <sys/stat.h>
+
+// --- Where trees go ---
+
+std::string filepart(const char *path)
+{
+    const char *slash = strrchr(path, '/');
+    return slash ? slash + 1 : path;
+}
+
+void readsink(treesink *sink)
+{
+    int c = peep();
+    if (c != '=' && c != '>') return;
+    gtnb();
+    long g = gtnu();
+    if (g < 0 || g >= num_treegroups) myerr("Can store trees only as groups 0-%i", num_treegroups - 1);
+    sink->group = int(g);
+    if (c == '=') empty_treegroup(sink->group);
+    else treegroupdef[g / 32] |= 1u << g % 32;
+}
+
+void sinktree(treesink *sink, const int *anc)
+{
+    if (!sink->read) {
+        sink->first = trees_in_mem;
+        if (sink->group < 0) sink->group = new_auto_treegroup(sink->name.c_str());
+    }
+    stortree(anc);
+    ++sink->read;
+    if (sink->group >= 0) add_to_treegroup(trees_in_mem - 1, sink->group);
+}
+
+void reportsink(const treesink *sink)
+{
+    erdil();
+    joinem(intvert(sink->read), " trees read", nullptr);
+    if (sink->read) {
+        joinem(" (trees ", intvert(sink->first), nullptr);
+        if (sink->read > 1) joinem("-", intvert(sink->first + sink->read - 1), nullptr);
+        joinem(")", nullptr);
+    }
+    joinem("\n", nullptr);
+    recalctree = 1;
+}
+
+// Room for a hundred trees more.  The layers above the buffer and all scratch go, so this stands
+// between trees, when nothing is held.
+static void makeroom()
+{
+    constexpr int MORE = 100;
+    if (trees_in_mem < maxtrees) return;
+    if (!try_maxtrees(maxtrees + MORE)) fullerr();
+    spewem("Space for", intvert(maxtrees), "trees in memory", nullptr);
+}
+
+// --- tread ---
+
+namespace {
+struct noquotes {                    // the title and the signs before it are not for the macro language
+    noquotes()  { ignore_quotes = 1; }
+    ~noquotes() { ignore_quotes = 0; }
+};
+}
+
+static void tagconcatenation(int c)
+{
+    concat_tags = c == '[';
+    if (concat_tags && (isdigit(peep()) || !strchr(";('=>", peep()))) {
+        long sep = gtnu();
+        if (sep < 1 || sep > 255) errmsg("Give ASCII number for tag separator", nullptr);
+        tag_separator = int(sep);
+    }
+    joinem("When reading tags from parenthetical trees, ", concat_tags ? "add" : "don't add",
+           " them to existing tags\n", nullptr);
+}
+
+static void echotitle()
+{
+    constexpr int FLUSHAT = 2000;
+    int c;
+    while ((c = gtch()) != '\'') {
+        if (end_of_file()) check_eof();
+        if (c == '\r') continue;
+        if (c == '\n') {
+            spewout();
+            continue;
+        }
+        spewchos(c);
+        if (composed_length() > FLUSHAT) spewjn();
+    }
+    spewout();
+}
+
+// How far the file being read has got, in bytes; typed text has no length to tell.
+static void showprogress(int trees)
+{
+    struct stat st;
+    FILE *f = curproc->stream;
+    if (f && !fstat(fileno(f), &st) && st.st_size > 0) dildit(double(ftell(f)), double(st.st_size), "Reading trees");
+    else dildit(trees, trees + 1, "Reading trees");
+}
+
+void treadcom()
+{
+    if (!datatag) errmsg("Must read data first", nullptr);
+    treesink sink;
+    sink.name = filepart(giveme_curproc_name());
+    {
+        noquotes guard;
+        if (int c = peep(); c == '[' || c == ']') {
+            gtnb();
+            tagconcatenation(c);
+            if (peep() == ';') return;
+        }
+        readsink(&sink);
+        if (gotc('\'')) echotitle();
+    }
+    do {
+        makeroom();
+        hiscratch scratch;
+        int *anc = hi<int>(nodz);
+        if (leatre_tagged(anc)) sinktree(&sink, anc);
+        showprogress(sink.read);
+    } while (gotc('*') && !have_some_intrupt());
+    reportsink(&sink);
+}
+
+const comhelp treadhelp = {
+    "Read trees in parenthetical notation.", nullptr,
+    "   tread 'title' (0 (1 2) (3 4))* (0 (1 (2 (3 4)))) ;\n"
+    "Trees are separated by \"*\".  Within a tree, separated by blanks or commas:\n"
+    "   N        taxon number N                 name     taxon of that name\n"
+    "   name...  all taxa whose names begin so  =text/   tag of the taxon or group before it\n"
+    "   @T N     all taxa of node N of tree T   +T N     the group itself\n"
+    "Before the title:\n"
+    "   =N       the trees are group N          >N       they are added to group N\n"
+    "   [ N      add tags to existing ones, separated by ASCII character N; ] replace them\n"
+    "Otherwise they are a new group, named as the file (see \"tgroup\").  Taxa that are not named\n"
+    "are absent from the tree, or at its base (see \"absincl\").\n"
+};
+
+// --- shortread ---
+
+static uint32_t number(const uint8_t *at, int bytes)
+{
+    uint32_t n = 0;
+    for (int i = 0; i < bytes; ++i) n |= uint32_t(at[i]) << 8 * i;
+    return n;
+}
+
+// What "tread" and "tsave" agree on: the file starts with the number of taxa.  Returns the bytes
+// of the header, 0 when there is not even that.
+static size_t checkheader(const char *name, const std::string &text)
+{
+    const uint8_t *at = reinterpret_cast<const uint8_t *>(text.data());
+    if (text.size() < 2) return 0;
+    long taxa = number(at, 2);
+    size_t size = 2;
+    if (!taxa) {
+        if (nt < BIGTAXA) errmsg("File", name, "doesn't look like a tree file for", intvert(nt), "taxa", nullptr);
+        if (text.size() < 6) return 0;
+        taxa = number(at + 2, 4);
+        size = 6;
+    }
+    if (taxa != nt)
+        errmsg("Tree file", name, "is for", intvert(taxa), "taxa - Current data file", intvert(nt), nullptr);
+    return size;
+}
+
+// Trees read before a failure stay.  Words of 2 bytes, or 4 for many taxa.
+static void readcompact(const char *name, treesink *sink, int word)
+{
+    std::string text;
+    if (!readwhole(name, &text)) errmsg("Can't open", name, nullptr);
+    size_t at = checkheader(name, text), end = text.size();
+    if (!at) errmsg("Unexpected end of file", nullptr);
+    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(text.data());
+    while (at < end && !have_some_intrupt()) {
+        if (end - at < size_t(word)) errmsg("Unexpected end of file", nullptr);
+        size_t size = size_t(number(bytes + at, word)) * word;
+        at += word;
+        if (end - at < size) errmsg("Unexpected end of file", nullptr);
+        makeroom();
+        hiscratch scratch;
+        int *anc = hi<int>(nodz);
+        if (!revertree(bytes + at, size, anc))
+            errmsg("Tree file", name, "is damaged at tree", intvert(sink->read), nullptr);
+        at += size;
+        sinktree(sink, anc);
+        dildit(double(at), double(end), "Reading trees");
+    }
+}
+
+static void x_shortreadcom(const char *name, treesink *sink) { readcompact(name, sink, 4); }
+
+void shortreadcom()
+{
+    nodaterror("reading trees");
+    treesink sink;
+    readsink(&sink);
+    if (!rdfilename()) errmsg("Must give filename", nullptr);
+    std::string name = cmdname;
+    sink.name = filepart(name.c_str());
+    if (nt >= BIGTAXA) x_shortreadcom(name.c_str(), &sink);
+    else readcompact(name.c_str(), &sink, 2);
+    reportsink(&sink);
+}
+
+const comhelp shortreadhelp = {
+    "Read trees in compact notation.", nullptr,
+    "   shortread name;      read the trees saved by \"tsave name\" (and \"save\")\n"
+    "   shortread =N name;   as group N of trees; >N adds to it\n"
+    "The file must be for the same number of taxa as the data.  Without a group, the trees are a\n"
+    "new group, named as the file.\n"
+};

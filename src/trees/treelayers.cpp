@@ -1,0 +1,25 @@
+// The tree arrays and all else of this folder that is sized by the number of taxa: the part of
+// the data layer that the matrix asks for when it is laid out.
+#include "trees/treemodel.h"
+#include "trees/treetags.h"
+#include "data/below.h"
+#include "data/groups.h"
+#include "data/lists.h"
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/input.h"
+
+static int **const perslot[] = {
+    &anx, &lef, &rig, &sis, &nodfork, &nodlist, &htulist, &bufprvtree, &issupp, &waglist, &ladd,
+    &taxnum, &lineof, &doat, &drawat, &branchlen, &xpos, &ypos, &txtr
+};
+
+// One entry more than there are slots: lists of nodes may be ended by a mark.
+void laytreearrays()
+{
+    for (int **array : perslot) *array = zlo<int>(nodz + 1);
+    nodmsg = zlorows<char>(nodz, 2 * Namesize);
+    txtrmsg = zlorows<char>(nodz, maxtxtsz);
+    cleartags();
+    laygroupnames();
+}

@@ -1,0 +1,103 @@
+// A background run ends its process, so each one is a child.
+#include "zeltest.h"
+#include "kernel/background.h"
+#include <filesystem>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+struct ending { int status; std::string log; };
+
+// Runs the arguments in a folder of its own; before gives the child a chance to leave files for itself.
+static ending background(std::vector<std::string> arguments, void (*before)() = nullptr)
+{
+    std::string folder = tempdir() + "/bg", log = tempdir() + "/bglog";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    fflush(stdout);
+    fflush(stderr);
+    pid_t child = fork();
+    if (!child) {
+        int out = open(log.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
+        dup2(out, 2);
+        dup2(open("/dev/null", O_RDONLY), 0);
+        if (chdir(folder.c_str())) _exit(99);
+        on_exit([](int status, void *) { fflush(nullptr); _exit(status); }, nullptr);   // the folder is the parent's to remove
+        if (before) before();
+        std::vector<char *> argv{ const_cast<char *>("zel") };
+        for (std::string &a : arguments) argv.push_back(a.data());
+        start_background(int(argv.size()), argv.data());
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return { WIFEXITED(status) ? WEXITSTATUS(status) : -1, readfile(log) };
+}
+
+static void leave(const std::string &what, const std::string &text)
+{
+    FILE *f = fopen((what + "_zel_" + std::to_string(getpid())).c_str(), "w");
+    fputs(text.c_str(), f);
+    fclose(f);
+}
+
+TEST(Background, QuitsWithStatusOneWhenTheInstructionsEnd)
+{
+    ending end = background({ "bground", "system", "touch", "done" });
+    EXPECT_EQ(end.status, 1);
+    EXPECT_NE(end.log.find("\nQuitting ZEL...\n"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(tempdir() + "/bg/done"));
+}
+
+TEST(Background, RunsAScriptWithoutASemicolonOfItsOwn)
+{
+    std::string path = writefile("bgscript", "system touch ran\n");
+    EXPECT_EQ(background({ "bground", "run", path, "a" }).status, 1);
+    EXPECT_TRUE(std::filesystem::exists(tempdir() + "/bg/ran"));
+    EXPECT_EQ(background({ "bground", "proc", path }).status, 1);
+    EXPECT_TRUE(std::filesystem::exists(tempdir() + "/bg/ran"));
+}
+
+TEST(Background, AnErrorEndsItWithStatus255)
+{
+    EXPECT_EQ(background({ "bground", "nosuchword;", "system", "touch", "ran" }).status, 255);
+    EXPECT_FALSE(std::filesystem::exists(tempdir() + "/bg/ran"));
+}
+
+TEST(Background, ZzzEndsItWithStatusZero) { EXPECT_EQ(background({ "bground", "zzz;" }).status, 0); }
+
+TEST(Background, InstructionsThatDoNotFitAreRefused)
+{
+    EXPECT_EQ(background({ "bground", std::string(5000, ' ') }).status, 255);
+}
+
+TEST(Background, RunsTheExecuteFileAfterItsInstructions)
+{
+    ending end = background({ "bground", "system", "touch", "first" }, [] { leave("execute", "system touch second\n"); });
+    EXPECT_EQ(end.status, 1);
+    EXPECT_TRUE(std::filesystem::exists(tempdir() + "/bg/first"));
+    EXPECT_TRUE(std::filesystem::exists(tempdir() + "/bg/second"));
+    int copies = 0, left = 0;
+    for (auto &f : std::filesystem::directory_iterator(tempdir() + "/bg")) {
+        copies += f.path().filename().string().starts_with(".zelexec_1_zel_");
+        left += f.path().filename().string().starts_with("execute");
+    }
+    EXPECT_EQ(copies, 1);
+    EXPECT_EQ(left, 0);
+}
+
+TEST(Background, RunsTheExecuteFileInsteadOfLeaving)
+{
+    ending end = background({ "bground", "zzz;", "system", "touch", "first" }, [] { leave("execute", "system touch second\nzzz;"); });
+    EXPECT_EQ(end.status, 0);
+    EXPECT_TRUE(std::filesystem::exists(tempdir() + "/bg/second"));
+    EXPECT_FALSE(std::filesystem::exists(tempdir() + "/bg/first"));
+}
+
+TEST(Background, AStopFileStopsItAndIsRemoved)
+{
+    ending end = background({ "bground", "pause 30;", "system", "touch", "ran" }, [] { leave("stop", ""); });
+    EXPECT_EQ(end.status, 255);
+    EXPECT_FALSE(std::filesystem::exists(tempdir() + "/bg/ran"));
+    for (auto &f : std::filesystem::directory_iterator(tempdir() + "/bg"))
+        EXPECT_FALSE(f.path().filename().string().starts_with("stop")) << f.path();
+}

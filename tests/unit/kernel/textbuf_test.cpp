@@ -1,0 +1,346 @@
+#include "kernel/driver.h"
+#include "kernel/output.h"
+#include "kernel/textbuf.h"
+#include "kernel/window.h"
+#include "zeltest.h"
+#include <algorithm>
+
+class TextBuffer : public testing::Test {
+protected:
+    void SetUp() override { zelrun(";"); }
+    void TearDown() override
+    {
+        pressbuff = 1;
+        initialize_winbufsiz(250);
+    }
+};
+
+static std::vector<std::string> stored()
+{
+    std::vector<std::string> lines;
+    for (int i = 0; i <= WINBUFSIZ(); ++i) lines.push_back(bufferline(i));
+    return lines;
+}
+
+// Lines of a text; the last is the one not ended yet.
+static std::vector<std::string> split(const std::string &text)
+{
+    std::vector<std::string> lines(1);
+    for (char c : text)
+        if (c == '\n') lines.emplace_back();
+        else lines.back() += c;
+    return lines;
+}
+
+static bool endswith(const std::vector<std::string> &all, const std::vector<std::string> &end)
+{
+    return end.size() <= all.size() && std::equal(end.rbegin(), end.rend(), all.rbegin());
+}
+
+// Bytes that a line takes, its 0 included: runs of 2 to 125 blanks take two.
+static size_t plainsize(const std::string &line, bool compressed)
+{
+    size_t bytes = 1;
+    for (size_t i = 0; i < line.size(); ) {
+        size_t run = 1;
+        if (compressed && line[i] == ' ')
+            while (run < 125 && i + run < line.size() && line[i + run] == ' ') ++run;
+        bytes += run > 1 ? 2 : 1;
+        i += run;
+    }
+    return bytes;
+}
+
+static const std::string note = "NOTE: wrapped lines before wrapping buffer contents!";
+
+static std::string randomtext(std::mt19937 &random, int longest)
+{
+    std::string text;
+    for (int n = int(random() % unsigned(longest)); n > 0; --n)
+        switch (random() % 12) {
+            case 0:  text.append(random() % 300, ' '); break;
+            case 1: case 2: text += ' '; break;
+            case 3:  text += '\n'; break;
+            default: text += char('!' + random() % 90);
+        }
+    return text;
+}
+
+TEST_F(TextBuffer, KeepsTheNewestLinesWhateverIsWritten)
+{
+    std::mt19937 random(11);
+    for (int kilobytes : { 1, 2, 10, 40 })
+        for (int compressed : { 0, 1 }) {
+            pressbuff = compressed;
+            ASSERT_TRUE(initialize_winbufsiz(kilobytes));
+            std::string all;
+            size_t area = size_t(kilobytes) * 1024, longest = 0;
+            for (int step = 0; step < 400; ++step) {
+                std::string text = randomtext(random, kilobytes == 1 ? 100 : 400);
+                if (text.find('\n') == std::string::npos && step % 3) text += '\n';
+                // A line longer than the area would lose its start.
+                size_t tail = all.size() - std::min(all.size(), all.rfind('\n') + 1);
+                if (tail + text.size() > area / 3) text = "\n" + text.substr(0, area / 4);
+                spewtogil(text.c_str());
+                all += text;
+                checktextbuf();
+                std::vector<std::string> model = split(all), kept = stored();
+                if (kept[0] == note && !endswith(model, kept)) {
+                    ASSERT_GE(int(model.size()), maxlines) << "cleared before the limit of lines";
+                    all = note;
+                    for (size_t i = 1; i < kept.size(); ++i) all += "\n" + kept[i];
+                    model = split(all);
+                }
+                ASSERT_TRUE(endswith(model, kept))
+                    << kilobytes << " KB, compression " << compressed << ", step " << step;
+                longest = std::max(longest, plainsize(model.back(), compressed));
+                if (kept.size() == model.size()) continue;
+                size_t bytes = plainsize(model[model.size() - kept.size() - 1], compressed);
+                for (auto &line : kept) {
+                    bytes += plainsize(line, compressed);
+                    longest = std::max(longest, plainsize(line, compressed));
+                }
+                ASSERT_TRUE(bytes + longest + 4 > area || int(kept.size()) + 1 >= maxlines)
+                    << "a line was dropped though there was room";
+            }
+        }
+}
+
+TEST_F(TextBuffer, RunsOfBlanksTakeTwoBytesAndComeBackWhole)
+{
+    for (int blanks : { 1, 2, 3, 124, 125, 126, 127, 130, 250, 251, 500 }) {
+        ASSERT_TRUE(initialize_winbufsiz(10));
+        std::string line = "a" + std::string(size_t(blanks), ' ') + "b";
+        char *from = xat;
+        spewtogil((line + "\n").c_str());
+        EXPECT_EQ(size_t(xat - from), plainsize(line, true)) << blanks;
+        EXPECT_EQ(bufferline(0), line);
+        EXPECT_EQ(buflinlen(0), blanks + 2);
+    }
+}
+
+TEST_F(TextBuffer, RunsGoOnFromOneCallToTheNext)
+{
+    ASSERT_TRUE(initialize_winbufsiz(10));
+    char *from = xat;
+    for (int i = 0; i < 100; ++i) spewtogil(" ");
+    EXPECT_EQ(xat - from, 2);
+    EXPECT_EQ(bufferline(0), std::string(100, ' '));
+}
+
+TEST_F(TextBuffer, BlanksAreKeptAsTheyAreWithoutCompression)
+{
+    pressbuff = 0;
+    ASSERT_TRUE(initialize_winbufsiz(10));
+    char *from = xat;
+    spewtogil("a     b\n");
+    EXPECT_EQ(xat - from, 8);
+    EXPECT_EQ(bufferline(0), "a     b");
+}
+
+TEST_F(TextBuffer, ReachingTheLineLimitBeforeTheAreaWrapsClearsTheStore)
+{
+    ASSERT_TRUE(initialize_winbufsiz(1));
+    for (int i = 0; i < maxlines; ++i) {
+        EXPECT_EQ(WINBUFSIZ(), i);
+        spewtogil("\n");
+    }
+    EXPECT_EQ(WINBUFSIZ(), 1);
+    EXPECT_EQ(bufferline(0), "NOTE: wrapped lines before wrapping buffer contents!");
+    checktextbuf();
+}
+
+TEST_F(TextBuffer, AReaderGetsAllThatWasAddedAlsoAcrossWrapsAndClearing)
+{
+    std::mt19937 random(5);
+    static textcursor at;
+    static std::string seen;
+    auto hook = window.zel_app_window_updateBuffer;
+    window.zel_app_window_updateBuffer = [](const char *) { readnewtext(&at, &seen); };
+    for (int kilobytes : { 1, 3 }) {
+        ASSERT_TRUE(initialize_winbufsiz(kilobytes));
+        seen.clear();
+        readnewtext(&at, &seen);
+        seen.clear();
+        std::string all;
+        for (int step = 0; step < 3000; ++step) {
+            std::string text = step % 7 && step > 40 ? randomtext(random, 25) : std::string(random() % 30, '\n');
+            text = text.substr(0, 300);
+            spewtogil(text.c_str());
+            readnewtext(&at, &seen);
+            all += text;
+        }
+        for (size_t p; (p = seen.find(note + "\n")) != std::string::npos; ) seen.erase(p, note.size() + 1);
+        EXPECT_TRUE(seen == all) << kilobytes << " KB";
+    }
+    window.zel_app_window_updateBuffer = hook;
+}
+
+TEST_F(TextBuffer, ALineLongerThanTheAreaReachesTheReaderWhole)
+{
+    static textcursor at;
+    static std::string seen;
+    std::string all;
+    auto hook = window.zel_app_window_updateBuffer;
+    window.zel_app_window_updateBuffer = [](const char *) { readnewtext(&at, &seen); };
+    ASSERT_TRUE(initialize_winbufsiz(1));
+    readnewtext(&at, &seen);
+    seen.clear();
+    for (int i = 0; i < 400; ++i) {
+        std::string text = "word" + std::to_string(i) + std::string(size_t(i % 5), ' ');
+        if (i % 150 == 149) text += '\n';
+        spewtogil(text.c_str());
+        readnewtext(&at, &seen);
+        all += text;
+        checktextbuf();
+    }
+    EXPECT_TRUE(seen == all);
+    window.zel_app_window_updateBuffer = hook;
+}
+
+TEST_F(TextBuffer, AReaderThatComesLateGetsWhatIsStillKept)
+{
+    ASSERT_TRUE(initialize_winbufsiz(1));
+    textcursor at;
+    std::string seen, all;
+    readnewtext(&at, &seen);
+    seen.clear();
+    for (int i = 0; i < 500; ++i) {
+        std::string line = "line number " + std::to_string(i) + " of many that go by\n";
+        spewtogil(line.c_str());
+        all += line;
+    }
+    readnewtext(&at, &seen);
+    ASSERT_GT(seen.size(), 500u);
+    EXPECT_EQ(all.substr(all.size() - seen.size()), seen);
+    EXPECT_EQ(seen.substr(0, 5), "line ");
+    seen.clear();
+    readnewtext(&at, &seen);
+    EXPECT_EQ(seen, "");
+}
+
+TEST_F(TextBuffer, ScreensShowTheEndAndScrollWithinTheStore)
+{
+    ASSERT_TRUE(initialize_winbufsiz(50));
+    int size = screen_size;
+    screen_size = 10;
+    for (int i = 0; i < 30; ++i) spewtogil(("row " + std::to_string(i) + "\n").c_str());
+    struct { int offset, scroll, first, last; } expected[] = {
+        { 0, 0, 20, 30 }, { 5, 0, 20, 30 }, { -5, -5, 15, 25 }, { -20, -20, 0, 10 }, { -1000, -20, 0, 10 },
+    };
+    for (auto &e : expected) {
+        copygil(e.offset);
+        EXPECT_EQ(give_scroll_pos(), e.scroll);
+        EXPECT_EQ(give_first_line(), e.first);
+        EXPECT_EQ(give_last_line(), e.last);
+        EXPECT_EQ(linsdone, 10);
+        EXPECT_EQ(std::string(gil[0]), "row " + std::to_string(e.first));
+        EXPECT_EQ(gil[10], nullptr);
+    }
+    screen_size = 1000;
+    copygil(0);
+    EXPECT_EQ(linsdone, 30);
+    screen_size = size;
+}
+
+TEST_F(TextBuffer, SearchingGoesOnFromTheLineFoundAndWrapsOnlyWhenAsked)
+{
+    ASSERT_TRUE(initialize_winbufsiz(50));
+    for (int i = 0; i < 10; ++i) spewtogil(i % 4 == 1 ? "Some   Taxon here\n" : "nothing\n");
+    EXPECT_EQ(search_text_buffer("TAXON", false), 1);
+    EXPECT_EQ(search_text_buffer("taxon", false), 5);
+    EXPECT_EQ(search_text_buffer("  tax", false), 9);
+    EXPECT_EQ(search_text_buffer("taxon", false), -1);
+    EXPECT_EQ(search_text_buffer("taxon", true), 1);
+    EXPECT_EQ(search_text_buffer("no such text", true), -1);
+}
+
+TEST_F(TextBuffer, UseAndFreeBytesAddUp)
+{
+    ASSERT_TRUE(initialize_winbufsiz(10));
+    EXPECT_EQ(give_display_buffer_size(), 10);
+    EXPECT_EQ(give_free_buffer_bytes(), 10 * 1024 - 2);
+    EXPECT_EQ(give_display_buffer_use(), 0);
+    spewtogil("123456789\n");
+    EXPECT_EQ(give_free_buffer_bytes(), 10 * 1024 - 2 - 10);
+    for (int i = 0; i < 5000; ++i) spewtogil("some words to fill the store\n");
+    EXPECT_GE(give_display_buffer_use(), 99);
+    EXPECT_LE(give_display_buffer_use(), 100);
+    EXPECT_EQ(uncompressed_buffer_size(), 29L * WINBUFSIZ());
+}
+
+// --- the commands ------------------------------------------------------------------------
+
+TEST_F(TextBuffer, TxtsizeBelowTenWarnsAndChangesNothing)
+{
+    zelrun("quote something;");
+    int lines = WINBUFSIZ();
+    std::string text = zelrun("txtsize 5;");
+    EXPECT_NE(text.find("Changing size of text-buffer will clear all buffer contents"), std::string::npos);
+    EXPECT_NE(text.find("Text buffer: 250 Kb ("), std::string::npos);
+    EXPECT_GT(WINBUFSIZ(), lines);
+    EXPECT_EQ(give_display_buffer_size(), 250);
+}
+
+TEST_F(TextBuffer, TxtsizeClearsAndReallocates)
+{
+    zelrun("txtsize 20;");
+    EXPECT_EQ(give_display_buffer_size(), 20);
+    EXPECT_EQ(WINBUFSIZ(), 1);
+    EXPECT_EQ(bufferline(0), "Text buffer: 20 Kb (0% of buffer in use)");
+    EXPECT_EQ(zelrun("txtsize;"), "Text buffer: 20 Kb (0% of buffer in use)\n");
+    EXPECT_EQ(zelrun("txtsize/;"), "Buffer (20 Kb) occupies ca. 1 Kbytes on disk\nText buffer: 20 Kb (0% of buffer in use)\n");
+}
+
+TEST_F(TextBuffer, CompressionIsSwitchedWithAWarningAndClears)
+{
+    zelrun("quote some text;");
+    zelrun("txtsize -;");
+    EXPECT_EQ(pressbuff, 0);
+    EXPECT_EQ(WINBUFSIZ(), 1);
+    EXPECT_EQ(zelrun("txtsize -;").find("WARNING"), std::string::npos);
+    zelrun("txtsize =;");
+    EXPECT_EQ(pressbuff, 1);
+}
+
+TEST_F(TextBuffer, ClsAndClbufferEmptyTheStore)
+{
+    for (const char *command : { "cls;", "clbuffer;" }) {
+        zelrun("quote one.,quote two;");
+        EXPECT_GT(WINBUFSIZ(), 0);
+        zelrun(command);
+        EXPECT_EQ(WINBUFSIZ(), 0);
+    }
+}
+
+TEST_F(TextBuffer, SvtxtWritesExpandedLinesToTheLog)
+{
+    std::string path = tempdir() + "/svtxt.log";
+    zelrun("cls;");
+    zelrun("quote a   b;quote c" + std::string(130, ' ') + "d;quote e;");
+    zelrun("silent=file;log " + path + ";");
+    EXPECT_EQ(zelrun("svtxt 1 1;"), "Buffer: lines 1 1 saved to " + path + " \n");
+    zelrun("svtxt 0 0;log/;silent-all;");
+    EXPECT_EQ(readfile(path), "c" + std::string(130, ' ') + "d\na   b\n");
+}
+
+TEST_F(TextBuffer, SvtxtCountsFromTheOldestLineKept)
+{
+    std::string path = tempdir() + "/oldest.log";
+    ASSERT_TRUE(initialize_winbufsiz(10));
+    for (int i = 0; i < 2000; ++i) spewtogil(("a line with the number " + std::to_string(i) + "\n").c_str());
+    std::string oldest = bufferline(0);
+    EXPECT_NE(oldest, "a line with the number 0");
+    zelrun("silent=all;log " + path + ";svtxt 0 0;log/;silent-all;");
+    EXPECT_EQ(readfile(path), oldest + "\n");
+}
+
+TEST_F(TextBuffer, SvtxtRefusesLinesThatDoNotExistAndNeedsALog)
+{
+    EXPECT_NE(zelrun("svtxt;").find("No log file open"), std::string::npos);
+    zelrun("log " + tempdir() + "/refused.log;cls;quote a;quote b;");
+    EXPECT_NE(zelrun("svtxt 0 2;").find("Only 2 lines in display buffer"), std::string::npos);
+    EXPECT_TRUE(zelfailed());
+    EXPECT_NE(zelrun("svtxt 2 1;").find("lines in display buffer"), std::string::npos);
+    zelrun("log/;");
+}

@@ -1,0 +1,236 @@
+// The packed image: which characters it holds, in which fields, and that it scores trees as plain
+// optimization of the matrix does.
+#include "../search/packed.h"
+#include "trees/packlist.h"
+
+namespace {
+
+int fieldsof(int c)
+{
+    int n = 0;
+    for (int i = 0; i < totnc; ++i) n += indcc[i].character == c;
+    return n;
+}
+
+double packedscore(const plain::data &m, std::mt19937 &rng, plain::tree *t)
+{
+    *t = plain::randomtree(rng, m.taxa, 0, activetaxa(m));
+    std::vector<int> anc = packedtree(*t);
+    return schoptimize(anc.data(), 1);
+}
+
+plain::data pattern(const std::vector<std::string> &rows, int width = 8) { return plain::fromrows(rows, width); }
+
+}  // namespace
+
+TEST(Pack, ScoresRandomTreesAsPlainOptimizationDoes)
+{
+    std::mt19937 rng(101);
+    for (const drawing &d : drawings) {
+        SCOPED_TRACE(d.what);
+        for (int trial = 0; trial < 40; ++trial) {
+            plain::data m = plain::randommatrix(rng, 4 + plain::below(rng, 9), 1 + plain::below(rng, 60), d.mix);
+            packing image(m);
+            for (int i = 0; i < 8; ++i) {
+                plain::tree t;
+                double score = packedscore(m, rng, &t);
+                ASSERT_EQ(score, double(plain::length(m, t))) << "trial " << trial << plain::readtext(m) << plain::text(t);
+            }
+        }
+    }
+}
+
+TEST(Pack, EveryKernelGivesTheSameScore)
+{
+    std::mt19937 rng(102);
+    for (const drawing &d : drawings)
+        for (int trial = 0; trial < 8; ++trial) {
+            plain::data m = plain::randommatrix(rng, 12, 150, d.mix);
+            packing image(m);
+            plain::tree t = plain::randomtree(rng, m.taxa, 0, activetaxa(m));
+            double expected = double(plain::length(m, t));
+            std::vector<int> anc = packedtree(t);
+            foreachkernel([&] { EXPECT_EQ(schoptimize(anc.data(), 3), expected) << d.what; });
+        }
+}
+
+TEST(Pack, UninformativeCharactersLeaveNoCellsAndAreTheWholeScore)
+{
+    //                            constant, one odd taxon, all different
+    plain::data m = pattern({ "000", "001", "002", "003", "014" });
+    packing image(m);
+    EXPECT_EQ(char_cells, 0);
+    EXPECT_EQ(step_lag, 0 + 1 + 4);
+    std::mt19937 rng(1);
+    plain::tree t;
+    foreachkernel([&] { EXPECT_EQ(packedscore(m, rng, &t), 5); });
+}
+
+TEST(Pack, AStateOfOneTaxonIsAStepOfEveryTreeAndCountsAsMissing)
+{
+    plain::data m = pattern({ "0", "0", "1", "1", "2" });      // state 2 costs a step anywhere
+    packing image(m);
+    EXPECT_EQ(step_lag, 1);
+    EXPECT_EQ(nc2cells, 1);                                    // two states remain
+    EXPECT_EQ(nc4cells, 0);
+    EXPECT_EQ(dnset(gotopack[4])[0], ~0u);
+    EXPECT_EQ(dnset(gotopack[0])[0] & 3, 1u);
+    EXPECT_EQ(dnset(gotopack[2])[0] & 3, 2u);
+}
+
+TEST(Pack, AnExtremeAdditiveStateOfOneTaxonBecomesItsDistanceToTheNextState)
+{
+    plain::data m = pattern({ "0", "0", "1", "1", "5" });
+    m.additive[0] = 1;
+    m.weight[0] = 3;
+    packing image(m);
+    EXPECT_EQ(step_lag, 3 * 4);                                // 5 to 1
+    EXPECT_EQ(fieldsof(0), 1);                                 // threshold between 0 and 1
+    EXPECT_EQ(dnset(gotopack[4])[0], dnset(gotopack[2])[0]);
+}
+
+TEST(Pack, AnInnerAdditiveStateOfOneTaxonStays)
+{
+    plain::data m = pattern({ "0", "0", "1", "3", "3" });
+    m.additive[0] = 1;
+    packing image(m);
+    EXPECT_EQ(step_lag, 0);
+    EXPECT_EQ(fieldsof(0), 3);
+}
+
+TEST(Pack, APolymorphicAdditiveCellIsTheRangeOfItsStates)
+{
+    plain::data m = pattern({ "0", "0", "3", "3", "0" });
+    m.additive[0] = 1;
+    m.cells[4][0] = 1 << 1 | 1 << 3;                           // 1 to 3: above the first threshold only
+    packing image(m);
+    EXPECT_EQ(dnset(gotopack[0])[0] & 63, 1u | 1u << 2 | 1u << 4);
+    EXPECT_EQ(dnset(gotopack[2])[0] & 63, 2u | 2u << 2 | 2u << 4);
+    EXPECT_EQ(dnset(gotopack[4])[0] & 63, 2u | 3u << 2 | 3u << 4);
+}
+
+TEST(Pack, FieldsAreAsWideAsTheStatesThatRemain)
+{
+    plain::data m = pattern({ "0000", "0000", "1111", "1111", "?222", "?222", "??33", "??33", "???4", "???4",
+                              "???5", "???5", "???6", "???6", "???7", "???7", "???8", "???8" }, 16);
+    packing image(m);
+    EXPECT_EQ(nc2cells, 1);       // the first
+    EXPECT_EQ(nc4cells, 1);       // the second and third
+    EXPECT_EQ(nc8cells, 0);
+    EXPECT_EQ(nc32, 1);           // nine states
+    EXPECT_EQ(char_cells, 3);
+    EXPECT_EQ(type32shift, 2);
+}
+
+TEST(Pack, TheOutgroupIsNumberedFirstAndInactiveTaxaLast)
+{
+    plain::data m = pattern({ "01", "01", "00", "11", "10", "10" });
+    zelrun("procedure " + writefile("p.xread", plain::readtext(m)) + "; outgroup 3; taxcode -1;");
+    ASSERT_FALSE(zelfailed());
+    schpack();
+    const int expected[] = { 3, 0, 2, 4, 5 };
+    ASSERT_EQ(ntax, 5);
+    EXPECT_EQ(hinod, 9);
+    for (int t = 0; t < 5; ++t) {
+        EXPECT_EQ(backfrompack[t], expected[t]);
+        EXPECT_EQ(gotopack[expected[t]], t);
+    }
+    EXPECT_EQ(gotopack[nt], ntax);
+    EXPECT_GE(gotopack[1], hinod);
+    wipetag(&schtag);
+}
+
+TEST(Pack, TreesSurviveTheWayToPackedNumbersAndBack)
+{
+    std::mt19937 rng(103);
+    for (int trial = 0; trial < 50; ++trial) {
+        plain::data m = plain::randommatrix(rng, 12, 10, plain::everything(16));
+        packing image(m);
+        plain::tree t = plain::randomtree(rng, m.taxa, 0, activetaxa(m));
+        std::vector<int> anc = packedtree(t);
+        EXPECT_EQ(anc[ntax], hinod);
+        EXPECT_EQ(anc[0], ntax);
+        EXPECT_EQ(plain::shape(plaintree(anc.data())), plain::shape(t));
+    }
+}
+
+TEST(Pack, AFewCharactersOfWeightTwoBecomeTwoFieldsOfWeightOne)
+{
+    plain::data m = plain::blankmatrix(6, 12);
+    for (int t = 0; t < 6; ++t)
+        for (int c = 0; c < 12; ++c) m.cells[t][c] = 1u << (t < 3);
+    m.weight[10] = m.weight[11] = 2;                           // 10 and 2 fields: 14 of a cell of weight 1
+    packing image(m);
+    EXPECT_FALSE(uniform_weights);
+    EXPECT_FALSE(store_individual_weights);
+    EXPECT_EQ(nc2cells, 1);
+    EXPECT_EQ(globwts[0], 1u);
+    EXPECT_EQ(fieldsof(10), 2);
+    EXPECT_EQ(fieldsof(0), 1);
+}
+
+TEST(Pack, WeightsThatDoNotDivideKeepCellsOfTheirOwn)
+{
+    plain::data m = plain::blankmatrix(6, 20);
+    for (int t = 0; t < 6; ++t)
+        for (int c = 0; c < 20; ++c) m.cells[t][c] = 1u << (t < 3);
+    for (int c = 0; c < 20; ++c) m.weight[c] = c < 10 ? 3 : 5;
+    packing image(m);
+    EXPECT_FALSE(store_individual_weights);                    // two cells without grouping too
+    ASSERT_EQ(nc2cells, 2);
+    EXPECT_EQ(globwts[0], 3u);
+    EXPECT_EQ(globwts[1], 5u);
+}
+
+TEST(Pack, AsManyWeightsAsCharactersAreKeptForEachField)
+{
+    plain::data m = plain::blankmatrix(6, 17);
+    for (int t = 0; t < 6; ++t)
+        for (int c = 0; c < 17; ++c) m.cells[t][c] = 1u << (t < 3);
+    for (int c = 0; c < 17; ++c) m.weight[c] = 101 + 2 * c;
+    packing image(m);
+    EXPECT_TRUE(store_individual_weights);
+    EXPECT_EQ(packweightkind(), WT_FIELD);
+    EXPECT_EQ(nc2cells, 2);
+    for (int i = 0; i < 17; ++i) EXPECT_EQ(indcc[i].weight, 101u + 2 * i);
+}
+
+TEST(Pack, LeftoverNarrowFieldsFillAHalfEmptyCellOfTheNextClass)
+{
+    plain::data m = plain::blankmatrix(8, 3 + 5);              // 3 two-state, 5 of four states: 8 fields of 4 bits
+    for (int t = 0; t < 8; ++t)
+        for (int c = 0; c < 8; ++c) m.cells[t][c] = 1u << (c < 3 ? t / 4 : t / 2);
+    packing image(m);
+    EXPECT_EQ(nc2cells, 0);
+    EXPECT_EQ(nc4cells, 1);
+    EXPECT_EQ(dnset(0)[0] & 15, 1u);                           // still two states in four bits
+    EXPECT_EQ(fieldsof(2), 1);
+}
+
+TEST(Pack, CharactersOfNoWeightAndInactiveOnesCostNothing)
+{
+    plain::data m = pattern({ "000", "000", "111", "111", "001" });
+    m.weight[0] = 0;
+    m.active[1] = 0;
+    packing image(m);
+    EXPECT_EQ(fieldsof(0), 0);
+    EXPECT_EQ(fieldsof(1), 0);
+    EXPECT_EQ(fieldsof(2), 1);
+}
+
+TEST(Pack, StatesOfInactiveTaxaDoNotCount)
+{
+    plain::data m = pattern({ "0", "0", "0", "1", "1" });
+    m.taxactive[4] = 0;                                        // now state 1 is seen once
+    packing image(m);
+    EXPECT_EQ(char_cells, 0);
+    EXPECT_EQ(step_lag, 1);
+}
+
+TEST(Pack, ContinuousCharactersThatVaryAreRefusedForNow)
+{
+    zelrun("nstates cont; xread 1 4 a 0.1 b 0.2 c 0.3 d 0.5 ; nstates 8;");
+    if (zelfailed()) GTEST_SKIP() << "no continuous matrix could be read";
+    zelrun("mult;");
+    EXPECT_TRUE(zelfailed());
+}
