@@ -42,7 +42,8 @@ inline uint32_t *groupbits(int g) { return group_bits + size_t(g) * (bitwords + 
 inline bool selectedtree(const uint8_t *list, int t) { return !list || int8_t(list[t]) > 0; }
 
 // Leaves flags of the user at 1, adds 2 for taxa missing from a selected tree, sets consensus_taxa
-// and excluding_taxa.  Null trees: only the user's flags count.  "consensus of N taxa?"
+// and excluding_taxa; doing it again changes nothing.  Null trees: only the user's flags count.
+// "consensus of N taxa?"
 void completexlist(int *const *trees, int ntrees, const uint8_t *list, uint8_t *excluded);
 
 void initmpbits(const uint8_t *excluded);                   // lays out the tables; rows of the terminals

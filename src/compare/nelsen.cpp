@@ -79,6 +79,7 @@ void strictcom()
         gott(';');
         return;
     }
+    completexlist(mem_tree, trees_in_mem, list, excluded);
     notecollapsing();
     int *result = lo<int>(nodz);
     dostrict(mem_tree, result, trees_in_mem, list, excluded, 0);

@@ -85,7 +85,8 @@ extern int use_safe_unclip;              // bbreak:safe: optimize fully after ea
 void clip_subtree(int x);
 void unclip_subtree(int x, int d);       // a goes on the branch above d: lef[a] = d, rig[a] = x; d = 0: x goes below the root again
 // Roots the clipped subtree on the branch of its node r: lef[x] = r afterwards.  Returns the lowest
-// node whose descendants changed, for reoptimize_clip_path; -1 when nothing changed.
+// node whose descendants changed, for reoptimize_clip_path; -1 when nothing changed.  To come back,
+// root it at that old descendant of x below which r does not lie.
 int  reroot_clip(int r, int x);
 
 // ---- Incremental sets ---------------------------------------------------------------------

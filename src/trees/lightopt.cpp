@@ -27,45 +27,76 @@ void distri4(uint32_t mask, int cell)
     for (; mask; mask &= mask - 1) ++steps[std::countr_zero(mask) >> 2];
 }
 
-template<int W> static void distribute(const uint32_t *marks, int from, int to)
+// Steps are counted where they are found, in words: lightsmall adds the marks of each cell in the
+// fields themselves, up to full<W>; then they are spread over the bytes of lightwide, one word for
+// every field of a byte (a plane); bytes that might be full go to lightsteps.  So counting costs
+// the same whether or not the tree has many steps, and the loops have no branches.
+static int smalladds[5], wideadds[5];        // by W: additions since last emptied
+
+template<int W> constexpr int full = (1 << W) - 1;
+template<int W> constexpr int planes = 8 / W;
+
+template<int W> static void emptywide(int from, int to)
 {
-    for (int i = from; i < to; ++i)
-        if (marks[i]) W == 2 ? distri2(marks[i], i) : distri4(marks[i], i);
+    wideadds[W] = 0;
+    uint32_t *steps = lightsteps + (W == 2 ? 0 : 16 * lightcells2);
+    for (int k = 0; k < planes<W>; ++k)
+        for (int i = from; i < to; ++i) {
+            uint32_t bytes = lightwide[k * lightcells + i];
+            for (int b = 0; b < 4; ++b, bytes >>= 8) steps[(i - from) * (32 / W) + b * planes<W> + k] += bytes & 255;
+            lightwide[k * lightcells + i] = 0;
+        }
 }
 
+template<int W> static void emptysmall(int from, int to)
+{
+    constexpr uint32_t lane = full<W> * 0x01010101u;
+    smalladds[W] = 0;
+    for (int k = 0; k < planes<W>; ++k)
+        for (int i = from; i < to; ++i) lightwide[k * lightcells + i] += lightsmall[i] >> (W * k) & lane;
+    for (int i = from; i < to; ++i) lightsmall[i] = 0;
+    if ((wideadds[W] += full<W>) > 255 - full<W>) emptywide<W>(from, to);
+}
+
+template<int W> static void room(int adds, int from, int to)     // for additions of one mark a field
+{
+    if (smalladds[W] + adds > full<W>) emptysmall<W>(from, to);
+    smalladds[W] += adds;
+}
+
+template<int W> constexpr uint32_t onefield(uint32_t marks) { return W == 2 ? marks : marks >> 3; }
+
 // The loops below do nothing but word operations on rows that never overlap, so that the compiler
-// takes several cells at a time; the rare work of counting steps is kept out of them.
+// takes several cells at a time.
 
 template<int W>
-static void twoforks(uint32_t *__restrict best, uint32_t *__restrict next, uint32_t *__restrict marks,
+static void twoforks(uint32_t *__restrict best, uint32_t *__restrict next, uint32_t *__restrict count,
                      const uint32_t *__restrict a, const uint32_t *__restrict b, int from, int to)
 {
+    room<W>(1, from, to);
     for (int i = from; i < to; ++i) {
         uint32_t both = a[i] & b[i], any = a[i] | b[i];
         uint32_t none = empty<W>(both), whole = wholefields<W>(none);
         best[i] = both | (whole & any);
         next[i] = any | whole;
-        marks[i] = none;
+        count[i] += onefield<W>(none);
     }
-    distribute<W>(marks, from, to);
 }
 
 template<int W>
-static void threeforks(uint32_t *__restrict best, uint32_t *__restrict next, uint32_t *__restrict marks,
-                       uint32_t *__restrict marks2, const uint32_t *__restrict a, const uint32_t *__restrict b,
-                       const uint32_t *__restrict c, int from, int to)
+static void threeforks(uint32_t *__restrict best, uint32_t *__restrict next, uint32_t *__restrict count,
+                       const uint32_t *__restrict a, const uint32_t *__restrict b, const uint32_t *__restrict c,
+                       int from, int to)
 {
+    room<W>(2, from, to);
     for (int i = from; i < to; ++i) {
         uint32_t all = a[i] & b[i] & c[i], pair = (c[i] & (a[i] | b[i])) | (a[i] & b[i]), any = a[i] | b[i] | c[i];
         uint32_t notall = empty<W>(all), whole = wholefields<W>(notall);
-        uint32_t nopair = empty<W>(pair), whole2 = wholefields<W>(nopair);
+        uint32_t nopair = empty<W>(pair), whole2 = wholefields<W>(nopair);   // of two states a pair shares one
         best[i] = all | (whole & pair) | (whole2 & any);
         next[i] = (whole & any) | pair | whole2;
-        marks[i] = notall;
-        marks2[i] = nopair;        // two states: never marked, one of them is shared by a pair
+        count[i] += onefield<W>(notall) + onefield<W>(nopair);
     }
-    distribute<W>(marks, from, to);
-    distribute<W>(marks2, from, to);
 }
 
 template<int W> static void manyforks(int n, int from, int to)
@@ -94,13 +125,18 @@ template<int W> static void manyforks(int n, int from, int to)
     }
 }
 
+template<int W> static void endcount(int from, int to)
+{
+    emptysmall<W>(from, to);
+    emptywide<W>(from, to);
+}
+
 template<int W> static void downnode(int n, int from, int to)
 {
     uint32_t *best = lightset[n], *next = lightset2[n];
     const uint32_t *a = lightset[lef[n]], *b = lightset[sis[lef[n]]];
-    if (nodfork[n] == 2) twoforks<W>(best, next, lightempty, a, b, from, to);
-    else if (nodfork[n] == 3)
-        threeforks<W>(best, next, lightempty, lightempty + lightcells, a, b, lightset[sis[sis[lef[n]]]], from, to);
+    if (nodfork[n] == 2) twoforks<W>(best, next, lightsmall, a, b, from, to);
+    else if (nodfork[n] == 3) threeforks<W>(best, next, lightsmall, a, b, lightset[sis[sis[lef[n]]]], from, to);
     else manyforks<W>(n, from, to);
 }
 
@@ -131,6 +167,8 @@ double packdownpass(const int *tree)
             downnode<2>(nodlist[i], 0, lightcells2);
             downnode<4>(nodlist[i], lightcells2, lightcells);
         }
+        endcount<2>(0, lightcells2);
+        endcount<4>(lightcells2, lightcells);
         for (int f = lightfields - 1; f >= 0; --f)      // padding has no steps
             charcodes[lightchar[f]].steps += int(lightsteps[f]);
     }

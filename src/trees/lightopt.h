@@ -28,7 +28,8 @@ extern int lightfieldcap;       // all fields, with padding
 extern uint32_t *lightsteps;    // per field: steps on the tree
 extern int *lightchar;          // per field: its character; 0 for padding
 extern uint32_t *lightstack;    // scratch of polytomies: nt + 3 words
-extern uint32_t *lightempty;    // scratch of a node: 2 lightcells words
+extern uint32_t *lightsmall;    // steps being counted, in the fields of each cell; all 0 between passes
+extern uint32_t *lightwide;     // the same in bytes: up to 4 words a cell; all 0 between passes
 extern int *rangebounds;        // scratch of the slow passes: bounds of the descendants of a node, 2 nt
 
 constexpr uint32_t NO_CHANGE = 32700;   // cost of an impossible state

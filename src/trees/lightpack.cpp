@@ -9,7 +9,7 @@ uint32_t **lightset, **lightset2;
 int lightcells2, lightcells, lightfields2, lightfields, lightfieldcap;
 uint32_t *lightsteps;
 int *lightchar;
-uint32_t *lightstack, *lightempty;
+uint32_t *lightstack, *lightsmall, *lightwide;
 int *rangebounds;
 uint32_t **sankcosts;
 
@@ -111,7 +111,8 @@ void lightpack()
     for (size_t i = 0; i < size_t(nodz) * lightcells; ++i) row[i] = ~uint32_t{0};
     lightsteps = zlo<uint32_t>(lightfieldcap);
     lightchar = zlo<int>(lightfieldcap);
-    lightempty = lo<uint32_t>(2 * lightcells);
+    lightsmall = zlo<uint32_t>(lightcells);
+    lightwide = zlo<uint32_t>(4 * lightcells);
     lightstack = lo<uint32_t>(nt + 3);
     fillterminals();
 }
@@ -162,6 +163,7 @@ void checklightopt()
     if (!opttag) return;
     assert(lightcells2 <= lightcells && lightfields2 <= 16 * lightcells2 && lightfields <= lightfieldcap);
     assert(lightfieldcap == 16 * lightcells2 + 8 * (lightcells - lightcells2));
+    for (int i = 0; i < 4 * lightcells; ++i) assert(!lightwide[i] && !lightsmall[i / 4]);
     for (int f = 0; f < lightfieldcap; ++f) {
         int shift, at = fieldof(f, &shift);
         bool two = f < 16 * lightcells2, used = f < (two ? lightfields2 : lightfields);

@@ -1,6 +1,6 @@
 // The two layouts of a native matrix, names, and what may surround them.
 #include "datatest.h"
-#include "data/lists.h"
+#include "data/xread.h"
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "trees/treebuf.h"
@@ -403,7 +403,6 @@ TEST(Interleaved, SaysWhatItReadWhenVerbose)
 
 TEST(NewMatrix, IsMissingEverywhere)
 {
-    extern void read_matrix(long, long, int);
     fresh();
     read_matrix(4, 5, 2);
     EXPECT_STREQ(dataname, "New Matrix");

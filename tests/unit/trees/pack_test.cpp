@@ -111,15 +111,21 @@ TEST(Pack, APolymorphicAdditiveCellIsTheRangeOfItsStates)
 
 TEST(Pack, FieldsAreAsWideAsTheStatesThatRemain)
 {
-    plain::data m = pattern({ "0000", "0000", "1111", "1111", "?222", "?222", "??33", "??33", "???4", "???4",
-                              "???5", "???5", "???6", "???6", "???7", "???7", "???8", "???8" }, 16);
-    packing image(m);
-    EXPECT_EQ(nc2cells, 1);       // the first
-    EXPECT_EQ(nc4cells, 1);       // the second and third
-    EXPECT_EQ(nc8cells, 0);
-    EXPECT_EQ(nc32, 1);           // nine states
-    EXPECT_EQ(char_cells, 3);
-    EXPECT_EQ(type32shift, 2);
+    struct { int states, *cells; } const rows[] = {
+        { 2, &nc2cells }, { 3, &nc4cells }, { 4, &nc4cells }, { 5, &nc8cells }, { 8, &nc8cells },
+        { 9, &nc32 }, { 16, &nc32 }, { 32, &nc32 },
+    };
+    for (auto &row : rows) {
+        plain::data m = plain::blankmatrix(2 * row.states + 1, 1, 32);
+        for (int t = 0; t < m.taxa; ++t) m.cells[t][0] = 1u << std::min(t / 2, row.states - 1);
+        if (row.states == 32) m.cells[0][0] = plain::ANY, m.cells[1][0] = 1, m.cells[2][0] = 3;
+        packing image(m);
+        EXPECT_EQ(char_cells, 1) << row.states;
+        EXPECT_EQ(*row.cells, 1) << row.states;
+        EXPECT_EQ(foldcells, 1);
+        EXPECT_EQ(nc2 == 1, row.states == 2);
+        EXPECT_EQ(type32shift, row.states > 8 ? 0 : 1);
+    }
 }
 
 TEST(Pack, TheOutgroupIsNumberedFirstAndInactiveTaxaLast)

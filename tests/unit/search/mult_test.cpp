@@ -1,0 +1,170 @@
+#include "searchtest.h"
+#include "search/mult.h"
+
+// Every binary tree of 4 to 7 taxa is scored by the plain reference.
+TEST(Mult, FindsTheShortestTreesOfAllForFewTaxa)
+{
+    std::mt19937 rng(41);
+    for (int trial = 0; trial < 330; ++trial) {
+        plain::data m = plain::randommatrix(rng, 4 + trial % 4, 3 + plain::below(rng, 25), kinds()[trial % kinds().size()]);
+        use(m);
+        plain::shortest best = plain::search(activepart(m));
+        std::string report = zelrun("mult=replic 12 hold 3;");
+        ASSERT_FALSE(zelfailed()) << report;
+        ASSERT_EQ(bestscore(report), double(best.length)) << "trial " << trial << "\n" << report;
+    }
+    zelrun("mult:replic 10 hold 10;");
+}
+
+TEST(Mult, KeepsTreesThatAreShortestAndDifferOnceCollapsed)
+{
+    std::mt19937 rng(42);
+    for (int trial = 0; trial < 60; ++trial) {
+        plain::data m = plain::randommatrix(rng, 6 + trial % 2, 4 + plain::below(rng, 8), { 8, 2, 20 });
+        use(m);
+        plain::shortest best = plain::search(m);
+        zelrun("mult=replic 5 hold 20;bbreak;");
+        std::set<std::vector<uint64_t>> shapes, possible;
+        auto collapsed = [&](plain::tree t) {          // a branch stands when some character must change on it
+            std::vector<std::vector<uint32_t>> sets;
+            for (int c = 0; c < m.chars; ++c) sets.push_back(plain::finalsets(m, t, c));
+            auto groups = plain::groups(t);
+            std::vector<uint64_t> stands;
+            for (int n = m.taxa + 1; n < t.nodes(); ++n) {
+                bool supported = t.anc[n] == t.root();
+                for (int c = 0; c < m.chars; ++c) supported |= !(sets[c][n] & sets[c][t.anc[n]]);
+                if (supported) stands.push_back(groups[n]);
+            }
+            std::sort(stands.begin(), stands.end());
+            return stands;
+        };
+        for (const plain::tree &t : best.trees) possible.insert(collapsed(t));
+        for (const plain::tree &t : allkept()) {
+            EXPECT_EQ(plain::length(m, t), best.length);
+            EXPECT_TRUE(shapes.insert(collapsed(t)).second) << "two kept trees collapse to one, trial " << trial;
+        }
+        // the trees kept stand for all the shortest ones that swapping reaches
+        EXPECT_LE(shapes.size(), possible.size());
+        for (auto &s : shapes) EXPECT_TRUE(possible.count(s));
+    }
+}
+
+TEST(Mult, LeavesCanonicalBinaryTreesOfTheActiveTaxa)
+{
+    std::mt19937 rng(43);
+    for (int trial = 0; trial < 40; ++trial) {
+        plain::data m = plain::randommatrix(rng, 8, 20, plain::everything(8));
+        use(m);
+        zelrun("mult=replic 3;");
+        ASSERT_GT(trees_in_mem, 0);
+        int active = activepart(m).taxa;
+        for (int t = 0; t < trees_in_mem; ++t) {
+            checktree(mem_tree[t]);
+            EXPECT_EQ(countnodes(mem_tree[t]), active - 1);
+            EXPECT_EQ(mem_tree[t][outgroup], nt);
+            for (int x = 0; x < nt; ++x) EXPECT_EQ(isinthetree(mem_tree[t], x), bool(m.taxactive[x]));
+            std::vector<int> again(mem_tree[t], mem_tree[t] + nodz);
+            reset_nodz(again.data());
+            EXPECT_TRUE(equal_tree(again.data(), mem_tree[t]));
+        }
+    }
+}
+
+TEST(Mult, RepeatsARunFromItsSeed)
+{
+    std::mt19937 rng(44);
+    plain::data m = plain::randommatrix(rng, 25, 40);
+    use(m);
+    for (const char *how : { "rseed]<;", "rseed[;", "rseed]>;", "rseed<!;", "rseed-;", "rseed:3;" }) {
+        zelrun(how);
+        std::string first = zelrun("keep 0;rseed 7;mult=replic 4;");
+        auto trees = allkept();
+        std::string again = zelrun("keep 0;rseed 7;mult=replic 4;");
+        EXPECT_EQ(first, again) << how;
+        auto same = allkept();
+        ASSERT_EQ(trees.size(), same.size());
+        for (size_t i = 0; i < trees.size(); ++i) EXPECT_EQ(trees[i].anc, same[i].anc);
+        EXPECT_NE(first, zelrun("keep 0;rseed 8;mult=replic 4;")) << how;
+        EXPECT_EQ(zelrun("rseed;"), "Random seed is 8 \n");
+    }
+    zelrun("rseed]<-;rseed:0;rseed 1;");
+}
+
+TEST(Mult, KeepsTreesOfWorseReplicationsOnlyWhenAskedTo)
+{
+    std::mt19937 rng(45);
+    plain::data m = plain::randommatrix(rng, 15, 30, { 8, 2, 0 });
+    use(m);
+    zelrun("mult=replic 10 hold 1 wagner;");
+    long best = plain::length(m, kept(0));
+    for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), best);
+    zelrun("keep 0;mult=keepall;");
+    std::set<long> lengths;
+    for (const plain::tree &t : allkept()) lengths.insert(plain::length(m, t));
+    EXPECT_GT(lengths.size(), 1u);
+    EXPECT_EQ(*lengths.begin(), best);
+    zelrun("mult:replic 10 hold 10 nokeepall tbr;");
+}
+
+TEST(Mult, AddsToTheTreesInMemory)
+{
+    std::mt19937 rng(46);
+    plain::data m = plain::randommatrix(rng, 12, 30, { 8, 2, 0 });
+    use(m);
+    zelrun("mult=replic 5;");
+    long best = plain::length(m, kept(0));
+    int found = trees_in_mem;
+    zelrun("mult=replic 1 spr;");
+    EXPECT_GE(trees_in_mem, found);
+    for (const plain::tree &t : allkept()) EXPECT_LE(plain::length(m, t), best);
+    zelrun("mult:replic 10 tbr;");
+}
+
+TEST(Mult, StopsWhenTheTreeBufferIsFull)
+{
+    use(plain::blankmatrix(12, 5));            // no data: every tree has length 0
+    rulefor none(nocollapse);
+    std::string report = zelrun("hold 15;mult=replic 10 hold 10;");
+    EXPECT_EQ(trees_in_mem, 15);
+    EXPECT_NE(report.find("NOTE: Search terminated after replication 2 (tree buffer full)\n"), std::string::npos) << report;
+    EXPECT_NE(report.find("Best score hit 2 times out of 2 (some replications overflowed).\n"), std::string::npos) << report;
+    zelrun("keep 0;hold 100;mult:replic 10;");
+}
+
+TEST(Mult, DataWithoutSignalCollapseToOneTree)
+{
+    use(plain::blankmatrix(9, 5));
+    zelrun("mult;");
+    EXPECT_EQ(trees_in_mem, 1);
+    zelrun("bbreak;");
+    EXPECT_EQ(trees_in_mem, 1);
+}
+
+TEST(Mult, FindsPublishedLengths)
+{
+    struct { const char *file; double length; } known[] = {
+        { "morph-mpts/Argue_etal_2009a.xread", 234 }, { "morph-mpts/Beard_2008a.xread", 61 },
+        { "morph-mpts/Cameron_1997a.xread", 89 },     { "morph-mpts/Groves_et_Trueman_1995a.xread", 171 },
+        { "morph-mpts/Alba_etal_2015a.xread", 645 },  { "morph-mpts/Gilbert_2013ab.xread", 1315 },
+    };
+    if (datafile(known[0].file).empty()) GTEST_SKIP() << "the shared test data are not here";
+    for (auto &k : known) {
+        zelrun("nstates 32;procedure " + datafile(k.file) + ";");
+        EXPECT_EQ(bestscore(zelrun("mult;")), k.length) << k.file;
+    }
+}
+
+TEST(Mult, FindsAllThePublishedShortestTrees)
+{
+    struct { const char *file; int trees; } known[] = {
+        { "morph-mpts/Argue_etal_2009a.xread", 7 },       { "morph-mpts/Begun_1994a.xread", 12 },
+        { "morph-mpts/Coster_etal_2013ac.xread", 20 },    { "morph-mpts/Beard_et_MacPhee_1994a.xread", 29 },
+        { "morph-mpts/Groves_et_Trueman_1995a.xread", 8 },
+    };
+    if (datafile(known[0].file).empty()) GTEST_SKIP() << "the shared test data are not here";
+    rulefor rule1(rule_1);
+    for (auto &k : known) {
+        zelrun("nstates 32;procedure " + datafile(k.file) + ";hold 1000;mult;bbreak;");
+        EXPECT_EQ(trees_in_mem, k.trees) << k.file;
+    }
+}

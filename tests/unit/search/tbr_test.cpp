@@ -1,0 +1,176 @@
+#include "searchtest.h"
+#include "search/kernels.h"
+#include "search/status.h"
+
+static bool differ(const plain::tree &a, const plain::tree &b) { return plain::shape(a) != plain::shape(b); }
+
+// A finished swap of one tree: nothing that one move away is shorter.
+static void nothingshorter(const char *options, bool rerooted, int mostaxa, int trials)
+{
+    std::mt19937 rng(51);
+    for (int trial = 0; trial < trials; ++trial) {
+        plain::data m = plain::randommatrix(rng, 5 + trial % (mostaxa - 4), 5 + plain::below(rng, 15), kinds()[trial % kinds().size()]);
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        usetrees({ plain::randomtree(rng, m.taxa) });
+        std::string report = zelrun(std::string("bbreak=") + options + ";");
+        ASSERT_FALSE(zelfailed()) << report;
+        ASSERT_EQ(trees_in_mem, 1);
+        plain::tree end = kept(0);
+        long length = plain::length(m, end);
+        EXPECT_EQ(bestscore(report), double(length));
+        neighbours(end, rerooted, [&](const plain::tree &u) {
+            EXPECT_GE(plain::length(m, u), length) << "trial " << trial << ": " << plain::text(u);
+        });
+    }
+    zelrun("bbreak:tbr mulpars nosafe norandclip;");
+}
+
+TEST(Tbr, EndsWhereNoMoveIsBetter)            { nothingshorter("tbr nomulpars", true, 15, 55); }
+TEST(Tbr, EndsWhereNoMoveIsBetterInTwentyTaxa) { nothingshorter("tbr nomulpars", true, 20, 16); }
+TEST(Tbr, EndsWhereNoMoveIsBetterClippingAtRandom) { nothingshorter("tbr nomulpars randclip", true, 12, 33); }
+TEST(Spr, EndsWhereNoMoveIsBetter)            { nothingshorter("spr nomulpars", false, 20, 88); }
+TEST(Spr, EndsWhereNoMoveIsBetterWithSafeUnclip) { nothingshorter("spr nomulpars safe", false, 15, 44); }
+
+// Trees kept by a swap of many: every tree as short that one move reaches is among them.
+static void wholeisland(const char *options, bool rerooted, int subopt)
+{
+    std::mt19937 rng(52);
+    rulefor none(nocollapse);
+    for (int trial = 0; trial < 66; ++trial) {
+        plain::data m = plain::randommatrix(rng, 5 + trial % 4, 4 + plain::below(rng, 10), kinds()[trial % kinds().size()]);
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        zelrun("hold 12000;");
+        usetrees({ plain::randomtree(rng, m.taxa) });
+        zelrun("subopt " + std::to_string(subopt) + ";");
+        std::string report = zelrun(std::string("bbreak=") + options + ";");
+        ASSERT_FALSE(zelfailed()) << report;
+        long best = plain::length(m, kept(0));
+        std::set<std::vector<uint64_t>> shapes;
+        auto all = allkept();
+        for (const plain::tree &t : all) {
+            best = std::min(best, plain::length(m, t));
+            EXPECT_TRUE(shapes.insert(plain::shape(t)).second) << "kept twice, trial " << trial;
+        }
+        EXPECT_EQ(bestscore(report), double(best)) << report;
+        int missed = 0, shorter = 0;
+        for (const plain::tree &t : all) {
+            EXPECT_LE(plain::length(m, t), best + subopt);
+            neighbours(t, rerooted, [&](const plain::tree &u) {
+                long n = plain::length(m, u);
+                shorter += n < best;
+                missed += n <= best + subopt && !shapes.count(plain::shape(u));
+            });
+        }
+        EXPECT_EQ(missed, 0) << "trial " << trial << " of " << m.taxa << " taxa, " << all.size() << " trees kept\n" << report;
+        EXPECT_EQ(shorter, 0) << "trial " << trial;
+        if (::testing::Test::HasFailure()) break;
+    }
+    zelrun("subopt 0;bbreak:tbr mulpars;");
+}
+TEST(Tbr, KeepsAllTreesThatEqualMovesReach)          { wholeisland("tbr mulpars", true, 0); }
+TEST(Spr, KeepsAllTreesThatEqualMovesReach)          { wholeisland("spr mulpars", false, 0); }
+TEST(Tbr, KeepsAllSuboptimalTreesWithinTheLimit)     { wholeisland("tbr mulpars", true, 2); }
+TEST(Spr, KeepsAllSuboptimalTreesWithinTheLimit)     { wholeisland("spr mulpars", false, 1); }
+
+// The swappers compare what they expect with a score made afresh, and fail when they differ.
+TEST(Swappers, NeverFailTheirInternalChecks)
+{
+    std::mt19937 rng(53);
+    static const char *const ways[] = { "tbr nomulpars nosafe", "spr nomulpars nosafe", "tbr mulpars", "spr mulpars",
+                                        "tbr nomulpars randclip", "tbr nomulpars safe norandclip" };
+    int swaps = 0;
+    for (int trial = 0; trial < 132; ++trial) {
+        plain::data m = plain::randommatrix(rng, 4 + plain::below(rng, 40), 1 + plain::below(rng, 60), kinds()[trial % kinds().size()]);
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        for (const char *way : ways) {
+            std::vector<plain::tree> start;
+            for (int i = 0; i < 4; ++i) start.push_back(plain::randomtree(rng, m.taxa));
+            usetrees(start);
+            std::string report = zelrun(std::string("bbreak=") + way + ";");
+            ASSERT_FALSE(zelfailed()) << way << "\n" << report;
+            ASSERT_EQ(report.find("OOpps"), std::string::npos) << report;
+            ASSERT_EQ(bestscore(report), double(plain::length(m, kept(0)))) << way << "\n" << report;
+            swaps += 4;
+        }
+    }
+    EXPECT_GT(swaps, 3000);
+    zelrun("bbreak:tbr mulpars nosafe norandclip;");
+}
+
+TEST(Swappers, GiveTheSameInEveryVectorVariant)
+{
+    std::mt19937 rng(54);
+    for (int trial = 0; trial < 11; ++trial) {
+        plain::data m = plain::randommatrix(rng, 30, 80, kinds()[trial]);
+        use(m);
+        std::string first;
+        for (int i = 0; kernelsets[i]; ++i) {
+            ASSERT_TRUE(force_kernels(kernelsets[i]->name));
+            std::string report = zelrun("keep 0;rseed 3;mult=replic 3;bbreak;");
+            for (const plain::tree &t : allkept()) report += plain::text(t) + "\n";
+            if (first.empty()) first = report;
+            EXPECT_EQ(report, first) << kernelsets[i]->name;
+        }
+        force_kernels("");
+    }
+    zelrun("mult:replic 10;rseed 1;");
+}
+
+TEST(Tbr, ATieNeverMovesASingleTree)
+{
+    use(plain::blankmatrix(9, 4));
+    std::mt19937 rng(55);
+    plain::tree t = plain::randomtree(rng, 9);
+    usetrees({ t });
+    zelrun("bbreak=nomulpars;");
+    EXPECT_FALSE(differ(kept(0), t));
+    zelrun("bbreak:mulpars;");
+}
+
+TEST(Tbr, BetterTreesTakeThePlaceOfTheTreesBeforeThem)
+{
+    std::mt19937 rng(56);
+    plain::data m = plain::randommatrix(rng, 10, 30, { 8, 2, 0 });
+    use(m);
+    zelrun("bbreak=mulpars;");
+    std::vector<plain::tree> start;
+    for (int i = 0; i < 5; ++i) start.push_back(plain::randomtree(rng, 10));
+    usetrees(start);
+    long before = LONG_MAX;
+    for (auto &t : start) before = std::min(before, plain::length(m, t));
+    zelrun("bbreak;");
+    long after = plain::length(m, kept(0));
+    EXPECT_LT(after, before);
+    for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), after);
+}
+
+TEST(Tbr, AFullBufferLetsOnlyBetterTreesIn)
+{
+    std::mt19937 rng(57);
+    rulefor none(nocollapse);
+    plain::data m = plain::randommatrix(rng, 12, 12, { 8, 2, 0 });
+    use(m);
+    zelrun("hold 3;");
+    usetrees({ plain::randomtree(rng, 12) });
+    zelrun("bbreak;");
+    EXPECT_LE(trees_in_mem, 3);
+    plain::tree end = kept(0);
+    neighbours(end, true, [&](const plain::tree &u) { EXPECT_GE(plain::length(m, u), plain::length(m, end)); });
+    zelrun("keep 0;hold 100;");
+}
+
+TEST(Swappers, CountTheRearrangementsOfEachClip)
+{
+    // A clip of size s in a tree of n taxa has 2(n - s) - 3 places (at least 1) and, by TBR, 2s - 3
+    // roots (at least 1).  Each of 4 terminals has 5 places, {3 4} has 3, {2 3 4} 1 place and 3 roots,
+    // {1 2 3 4} 1 place and 5 roots: 31.  A lap has as many visits as there are node numbers and never
+    // visits number 0, so terminal 1 comes up again: 36.
+    use(plain::blankmatrix(5, 3));
+    zelrun("procedure " + writefile("five.trees", "tread (0 (1 (2 (3 4))));\nprocedure/;\n") + ";");
+    std::string tbr = zelrun("bbreak=tbr nomulpars;");
+    EXPECT_NE(tbr.find("Total rearrangements examined: 36.\n"), std::string::npos) << tbr;
+    zelrun("bbreak:mulpars;");
+}
