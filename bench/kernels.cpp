@@ -128,7 +128,7 @@ template<class F> count measure(std::vector<int> tree, F walk)
         n.checks += k;
         unclip_subtree(x, s);
         restore_after_clip(s);
-        if ((n.time = now() - start) > seconds) return n;
+        if (x % 64 == 0 && (n.time = now() - start) > seconds) return n;
     }
 }
 
@@ -137,7 +137,7 @@ double clips(std::vector<int> tree)
 {
     optimize_for_swap(tree.data());
     double start = now(), n = 0;
-    for (int x = 1; now() - start < seconds; x = x + 1 < hinod ? x + 1 : 1) {
+    for (int x = 1; x % 64 || now() - start < seconds; x = x + 1 < hinod ? x + 1 : 1) {
         if (x == ntax || sis[x] == 0) continue;
         int s = sis[x];
         clip_subtree(x);
@@ -179,7 +179,7 @@ count tbr(std::vector<int> tree)
         n.checks += std::max(1.0, 2.0 * (ntax - size) - 3) * std::max(1, 2 * size - 3);
         unclip_subtree(x, s);
         restore_after_clip(s);
-        if ((n.time = now() - start) > seconds) {
+        if (x % 64 == 0 && (n.time = now() - start) > seconds) {
             clusters_on = 0;
             return n;
         }

@@ -29,12 +29,7 @@
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
 
-static int said_low_budget = 0;     // the note about memory was given
-
-void newlowbudgetrun()
-{
-    said_low_budget = 0;
-}
+static int said_low_budget = 0;     // the note about memory was given; it is given once
 
 static int countselected(int ntrees, const uint8_t *list)
 {

@@ -17,9 +17,8 @@ void strict_on_low_budget(int *const *trees, int *result, int ntrees, const uint
 void do_strict_for_jak(int *const *trees, int *result, int ntrees, const uint8_t *list, uint8_t *excluded, int collapsing);
 void do_strict_for_consensus_stabilization(int *const *trees, int *result, int ntrees, const uint8_t *list, uint8_t *excluded);
 
-// What a command does before trees are collapsed for a consensus: refuses rules that cannot, says
-// that it will be done, and prepares the optimization.  command names it in errors.
+// What a command does, before it takes memory, when trees will be collapsed for a consensus: refuses
+// the rule that cannot serve and prepares the optimization.  command names it in errors.
 void preparecollapsing(const char *command);
 
 void chktreespace();      // room for one more tree: maxtrees grows when it must; before anything is taken from the arena
-void newlowbudgetrun();   // the note about scarce memory may be given again

@@ -87,9 +87,9 @@ static void progressline(const char *text)
         clearprogress();
         return;
     }
-    fprintf(stderr, "\r%s", oneline(text).c_str());
+    progressing = !strchr(text, '\n');
+    fprintf(stderr, "\r%s%s", oneline(text).c_str(), progressing ? "" : "\n");
     fflush(stderr);
-    progressing = true;
 }
 
 // --- keys and boxes ----------------------------------------------------------------------

@@ -51,7 +51,8 @@ static uint32_t gapcell()
     if (read_gaps_as_missing) return tmpmask[data_type == DATA_DNA ? int('N') : int('*')];
     if (!gapsannounced) {
         gapsannounced = true;
-        warnem("Gaps will be read as an additional state\nTo read gaps as missing entries, change data format", nullptr);
+        warnem("Gaps will be read as an additional state\n"
+               "To read gaps as missing entries, change data format", nullptr);
     }
     return tmpmask[int('-')];
 }

@@ -77,7 +77,9 @@ template<class F> static void remap(int c, F stored)
 {
     for (int t = 0; t < nt; ++t) {
         uint32_t x = matrix4[t][c];
-        if (isvalue(x)) matrix4[t][c] = uint32_t(stored(int(x >> 16)) + 0.5) << 16 | uint32_t(stored(int(x & 0xffff)) + 0.5);
+        if (!isvalue(x)) continue;
+        uint32_t low = uint32_t(stored(int(x & 0xffff)) + 0.5), high = uint32_t(stored(int(x >> 16)) + 0.5);
+        matrix4[t][c] = high << 16 | low;
     }
     charcodes[c].recalc = 1;
 }

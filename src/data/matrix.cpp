@@ -101,10 +101,7 @@ void checkmatrix()
         assert(r.internal_steps >= 0 && r.internal_steps <= 100);
         assert(bool(r.costs) == bool(allow_sankoff));
         if (ccodetag && !r.recalc) assert(r.minsteps <= r.maxsteps || r.sankoff);
-        for (int t = 0; r.continuous && t < nt; ++t) {
-            uint32_t x = matrix4[t][c];
-            assert((x & 0xffff) <= x >> 16);
-        }
+        for (int t = 0; r.continuous && t < nt; ++t) assert((matrix4[t][c] & 0xffff) <= matrix4[t][c] >> 16);
     }
     for (int t = 0; t < nt; ++t) assert(taxname[t] && taxact[t] <= 1);
 }

@@ -79,7 +79,8 @@ static void cover(const uint32_t *cells, int n, uint32_t chosen, int size, int *
         *best = size;
         return;
     }
-    for (uint32_t left = smallest; left; left &= left - 1) cover(cells, n, chosen | (left & (0 - left)), size + 1, best);
+    for (uint32_t left = smallest; left; left &= left - 1)
+        cover(cells, n, chosen | (left & (0 - left)), size + 1, best);
 }
 
 int leastcover(const uint32_t *cells, int n)

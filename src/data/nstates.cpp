@@ -103,8 +103,12 @@ static void exactness(int on, const char *text)
     if (datatag) set_charcodes();
 }
 
-static void wordexactmin()   { exactness(1, "Minima for non-additive polymorphic chars. calculated exactly"); }
-static void wordnoexactmin() { exactness(0, "Minima for non-additive polymorphic characters calculated heuristically"); }
+static void wordexactmin() { exactness(1, "Minima for non-additive polymorphic chars. calculated exactly"); }
+
+static void wordnoexactmin()
+{
+    exactness(0, "Minima for non-additive polymorphic characters calculated heuristically");
+}
 
 // --- Changes of the present matrix ---
 

@@ -90,8 +90,8 @@ static inline uint32_t readcell(int symbol, int t, int c)
 static void needwidth()
 {
     if (celldim == 4) return;
-    if (data_type == DATA_PROT) errmsg("To read data as protein, must set nstates to 32 before reading matrix", nullptr);
-    if (data_type == DATA_CONT) errmsg("To read data as continuous, must set nstates to 32 before reading matrix", nullptr);
+    const char *what = data_type == DATA_PROT ? "protein" : data_type == DATA_CONT ? "continuous" : nullptr;
+    if (what) myerr("To read data as %s, must set nstates to 32 before reading matrix", what);
 }
 
 static void opencharacter(int c, int block)
@@ -149,7 +149,7 @@ struct interleaved {
     int  taxa = 0;                       // named so far
     int  block = 0;                      // being read; they count from 1
     int  first = 0, end = 0;             // its characters; end is known after its first row
-    int  rows = 0;                       // read of it
+    int  rows = 0, present = 0;          // read of it; taxa that these rows are about
     bool trimhead = false, trimtail = false, verbose = false, loose_name_matching = false;
     double matchlimit = name_match_limit;
     std::vector<std::string> names;      // of the blocks; entry 0 stands for all of them
@@ -244,7 +244,8 @@ static void closeblock()
             if (in.lastrow[t] == in.block) trimgaps(t);
     closecharacters(in.first, in.end);
     if (in.verbose)
-        myp("\nBlock %i: %i taxa (%i total), %i characters (%i total)", in.block, in.rows, in.taxa, in.end - in.first, in.end);
+        myp("\nBlock %i: %i taxa (%i total), %i characters (%i total)", in.block, in.present, in.taxa,
+            in.end - in.first, in.end);
 }
 
 static void openblock(const readingas &settings)
@@ -258,7 +259,7 @@ static void openblock(const readingas &settings)
     ++in.block;
     in.names.push_back("Block_" + std::to_string(in.block));
     in.first = in.end;
-    in.rows = 0;
+    in.rows = in.present = 0;
     readblockoptions();
     needwidth();
     if (data_type == DATA_CONT && in.first && !charcodes[in.first - 1].continuous)
@@ -356,6 +357,7 @@ static void interleavedrow()
             errmsg(place.c_str(), "each taxon can appear only once -", taxname[t], "appears twice", nullptr);
         }
         in.lastrow[t] = in.block;
+        ++in.present;
     }
     readrow(taxa[0]);
     for (size_t i = 1; i < taxa.size(); ++i) copycells(taxa[0], taxa[i], in.first, in.end);

@@ -1,11 +1,11 @@
 // diagrams/textree.h: trees as characters.  One line a terminal, branches drawn with line glyphs,
 // labels where branches meet.
 //
-//         ┌──0           The small branches come first, the outgroup before all.  A node stands
-//         │  ┌──1        halfway between its first and last branch, the lower line when there are
-//       5─┤  ├──2        two.  Its label stands in its own branch.
-//         └─6├──3
-//            └──4
+//      ┌───0              The small branches come first, the outgroup before all.  A node stands
+//      │       ┌───1      halfway between its first and last branch, on the lower line when these
+//     5┤   ┌─6─┴───2      are neighbours.  Its label stands in its own branch; the root, which
+//      └─7─┤   ┌───3      has none, is labelled before its vertical.
+//          └─8─┴───4
 //
 // The glyphs are single bytes of code page 437; they become UTF-8 where text leaves the program.
 #pragma once

@@ -313,7 +313,8 @@ void checkarena()
 {
     assert(memseg == botram);
     assert(memseg <= minseg && minseg <= loseg && loseg <= hiseg && hiseg <= maxeg && maxeg <= topram);
-    for (char *mark : { minseg, loseg, hiseg, maxeg }) assert(reinterpret_cast<uintptr_t>(mark) % 8 == 0);
+    for ([[maybe_unused]] char *mark : { minseg, loseg, hiseg, maxeg })
+        assert(reinterpret_cast<uintptr_t>(mark) % 8 == 0);
     assert(nlocks >= 0 && nlocks <= MAXLOCKS);
     for (int i = 1; i <= nlocks; ++i) {
         assert(locks[i].lo >= locks[i - 1].lo && locks[i].hi <= locks[i - 1].hi);

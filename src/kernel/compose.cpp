@@ -132,9 +132,8 @@ void mywarn(const char *format, ...)
     va_start(list, format);
     intojunk(format, list);
     va_end(list);
-    char text[SPEWSIZE];
-    snprintf(text, sizeof text, "%s", junkstr);
-    warnem(text, nullptr);
+    junkstr[SPEWSIZE] = 0;               // more would be dropped whole
+    warnem(junkstr, nullptr);
 }
 
 // --- numbers -----------------------------------------------------------------------------

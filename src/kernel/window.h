@@ -16,7 +16,7 @@ struct windowslots {
     void (*looppending)();                              // let the front end handle its events
     void (*enable_tools)(int on);
     char *(*readcommand)(const char *prompt);           // a line, malloc'ed, without newline; null = end of input
-    void (*progressline)(const char *text);             // show text in place of the last progress line; "" clears it
+    void (*progressline)(const char *text);             // show text in place of the last progress line; "" clears it; a line end makes it stay
 };
 extern windowslots window;
 

@@ -15,6 +15,9 @@ uint32_t *unionrows, *unionbackups;
 int *members, *memberstart;
 
 static int *piecesize, *pieceof, *visit;   // per node
+static int *inclip, clipstamp;             // per node: the number of the last clip that it was in
+static int *ownlists, ownroom;             // room for the nodes of each cluster
+static int *touched, ntouched;             // clusters whose lists are not those of the whole tree
 static int movessince;                     // moves made since the last partition
 constexpr int REPARTITION = 20;            // a node that moves stays in its cluster; after so many moves pieces are made anew
 constexpr int CLUSTERROOM = 17;            // nodes a cluster may hold above clustersize
@@ -50,14 +53,15 @@ void layclusters()
     ed.lowcell = lo<int>(maxclustnum);
     ed.hicell = lo<int>(maxclustnum);
     ed.ndirty = 0;
-    int room = std::min(clustersize, ntax) + CLUSTERROOM;
-    int *lists = lo<int>(size_t(maxclustnum) * room);
+    ownroom = std::min(clustersize, ntax) + CLUSTERROOM;
+    ownlists = lo<int>(size_t(maxclustnum) * ownroom);
     for (int k = 0; k < maxclustnum; ++k) {
         clusmat[k].uni = unionrows + k * row;
         clusmat[k].backup = unionbackups + k * row;
-        clusmat[k].nodes = clusmat[k].roots = lists + size_t(k) * room;
     }
-    numclusters = 0;
+    inclip = zlo<int>(hinod + 1);
+    touched = lo<int>(maxclustnum);
+    clipstamp = ntouched = numclusters = 0;
     tree_start = -1;
     nodeisfix = nullptr;
 }
@@ -68,6 +72,25 @@ static void makeunion(int k)
     memcpy(u.uni, branchset(members[memberstart[k]]), rowcells * sizeof(uint32_t));
     for (int i = memberstart[k] + 1; i < memberstart[k + 1]; ++i) kernel->orrow(&ed, u.uni, branchset(members[i]));
     memcpy(u.backup, u.uni, rowcells * sizeof(uint32_t));
+}
+
+// The lists of a cluster in which nothing is clipped.
+static void wholelists(int k)
+{
+    clusrec &u = clusmat[k];
+    u.nodes = members + memberstart[k];
+    u.ndests = u.nmembers;
+    u.nroots = 0;
+}
+
+static void touch(int k)
+{
+    clusrec &u = clusmat[k];
+    int *own = ownlists + size_t(k) * ownroom;
+    if (u.nodes == own) return;
+    touched[ntouched++] = k;
+    u.nodes = u.roots = own;
+    u.ndests = u.nroots = 0;
 }
 
 // From the tips downward the open piece of each node joins that of its ancestor, until it has
@@ -96,28 +119,28 @@ void assign_clusters(int flag)
         if (size >= enough) close(n);
     }
     if (pieceof[top] < 0) close(top);
-    isinclu[top] = isinclu[ntax] = isinclu[0] = pieceof[top];
-    std::fill(memberstart, memberstart + numclusters + 1, 0);
-    ++memberstart[pieceof[top]];                             // terminal 0
-    ++memberstart[pieceof[top]];
+    std::fill(visit, visit + numclusters, -1);               // clusters are numbered as met from the root
+    int given = 0;
+    auto number = [&](int piece) { return visit[piece] < 0 ? visit[piece] = given++ : visit[piece]; };
+    isinclu[top] = isinclu[ntax] = isinclu[0] = number(pieceof[top]);
+    for (int k = 0; k < numclusters; ++k) clusmat[k].nmembers = 0;
+    ++clusmat[isinclu[top]].nmembers;
     for (int i = 1; i < noptlist; ++i)                       // the ancestor's cluster is known
         for (int d : { lef[optlist[i]], rig[optlist[i]] }) {
-            isinclu[d] = pieceof[d] < 0 ? isinclu[optlist[i]] : pieceof[d];
-            ++memberstart[isinclu[d]];
+            isinclu[d] = pieceof[d] < 0 ? isinclu[optlist[i]] : number(pieceof[d]);
+            ++clusmat[isinclu[d]].nmembers;
         }
-    int sum = 0;
-    for (int k = 0; k <= numclusters; ++k) {
-        int n = k < numclusters ? memberstart[k] : 0;
-        if (k < numclusters) clusmat[k].nmembers = n;
-        memberstart[k] = sum;
-        visit[k] = sum;                                      // next free place of the cluster
-        sum += n;
+    memberstart[0] = 0;
+    for (int k = 0; k < numclusters; ++k) {
+        memberstart[k + 1] = memberstart[k] + clusmat[k].nmembers;
+        visit[k] = memberstart[k];                           // next free place of the cluster
     }
     auto put = [&](int n) { members[visit[isinclu[n]]++] = n; };
-    put(0);
-    put(top);
+    put(top);                                                // terminal 0 is the same branch
     for (int i = 1; i < noptlist; ++i)
         for (int d : { lef[optlist[i]], rig[optlist[i]] }) put(d);
+    for (int k = 0; k < numclusters; ++k) wholelists(k);
+    ntouched = 0;
     for (int k = 0; k < numclusters; ++k) ed.dirty[k] = 0;
     ed.ndirty = movessince = 0;
     if (flag)
@@ -160,25 +183,52 @@ static int listbelow(int n)
     return n;
 }
 
-void reassign_clusters(int x, int s, int *nroots, int *ndests)
+// Destinations by a walk through what is left: needed only when places are forbidden, or when
+// terminal 0 alone is left.
+static void walkdests(int start)
 {
-    for (int k = 0; k < numclusters; ++k) clusmat[k].ndests = clusmat[k].nroots = 0;
-    *nroots = *ndests = 0;
-    visit[0] = s == 0 ? 0 : tree_start >= 0 ? tree_start : rig[ntax];
+    for (int k = 0; k < numclusters; ++k) touch(k);
+    visit[0] = start;
     int n = listbelow(1);
     for (int i = 0; i < n; ++i) {
-        int k = isinclu[visit[i]];
-        if (!clusmat[k].ndests) deslist[(*ndests)++] = k;
-        clusmat[k].nodes[clusmat[k].ndests++] = visit[i];
+        clusrec &u = clusmat[isinclu[visit[i]]];
+        u.nodes[u.ndests++] = visit[i];
     }
-    for (int i = 0; i < *ndests; ++i) clusmat[deslist[i]].roots = clusmat[deslist[i]].nodes + clusmat[deslist[i]].ndests;
-    if (x < ntax) {
-        visit[0] = x;
-        n = 1;
-    } else {
+}
+
+// Clips are small: only the clusters that hold some node of the clip change their lists.
+static void takeout(int x)
+{
+    ++clipstamp;
+    visit[0] = x;
+    int n = listbelow(1);
+    visit[n++] = swaptree[x];                    // the freed ancestor is no place either
+    for (int i = 0; i < n; ++i) {
+        inclip[visit[i]] = clipstamp;
+        touch(isinclu[visit[i]]);
+    }
+    for (int i = 0; i < ntouched; ++i) {
+        int k = touched[i];
+        clusrec &u = clusmat[k];
+        for (int j = memberstart[k]; j < memberstart[k + 1]; ++j)
+            if (inclip[members[j]] != clipstamp) u.nodes[u.ndests++] = members[j];
+    }
+}
+
+void reassign_clusters(int x, int s, int *nroots, int *ndests)
+{
+    while (ntouched) wholelists(touched[--ntouched]);
+    *nroots = *ndests = 0;
+    if (s == 0) walkdests(0);
+    else if (nodeisfix || tree_start >= 0) walkdests(tree_start >= 0 ? tree_start : rig[ntax]);
+    else takeout(x);
+    for (int k = 0; k < numclusters; ++k)
+        if (clusmat[k].ndests) deslist[(*ndests)++] = k;
+    int n = 1;
+    if (x < ntax) visit[0] = x;
+    else {
         int l = lef[x];
         visit[0] = rig[x];
-        n = 1;
         if (l >= ntax) {
             visit[n++] = lef[l];
             visit[n++] = rig[l];
@@ -191,9 +241,10 @@ void reassign_clusters(int x, int s, int *nroots, int *ndests)
     for (int i = 0; i < n; ++i) {
         int k = isinclu[visit[i]];
         clusrec &u = clusmat[k];
+        touch(k);
         if (!u.nroots) {
             rootlist[(*nroots)++] = k;
-            if (!u.ndests) u.roots = u.nodes;
+            u.roots = u.nodes + u.ndests;
         }
         u.roots[u.nroots++] = visit[i];
     }

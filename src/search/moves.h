@@ -105,7 +105,7 @@ struct clusrec {
     uint32_t *uni, *backup;        // union of the branch sets of its nodes; the union before the clip
     int *nodes, *roots;            // the nodes that are destinations, then those that are roots of the clip
     int ndests, nroots;            // of the present clip
-    int nmembers;
+    int nmembers;                  // nodes of the whole tree, without terminal 0 (the branch of its sister)
 };
 extern clusrec *clusmat;
 extern int *isinclu;               // cluster of each node
@@ -113,8 +113,7 @@ extern int numclusters, maxclustnum, clustersize;   // clustersize: bbreak:clust
 void assign_clusters(int flag);    // partitions the tree into connected pieces; flag: also computes the unions (needs node sizes)
 void rebuild_clusters();           // after an accepted move: exact unions again
 // Before each clip's evaluation and after clip_subtree(x): deslist gets the clusters with
-// destinations, in first-visited order from the sister of terminal 0, and clusmat[].nodes their
-// nodes; for a clip of 3 or more terminals rootlist and clusmat[].roots the same for the places of
+// destinations, in the order in which they are met from the root, and clusmat[].nodes their nodes; for a clip of 3 or more terminals rootlist and clusmat[].roots the same for the places of
 // its root (lef[x] itself is not one: it is the same branch as rig[x], the original root).
 void reassign_clusters(int x, int s, int *nroots, int *ndests);
 extern int tree_start;             // seam: first node listed, -1 = the sister of terminal 0 (start)

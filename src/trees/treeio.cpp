@@ -1,7 +1,6 @@
 // Trees from files: "tread" for the parenthetical form, which is command text, and "shortread" for
 // the compact form.
 #include "trees/treefile.h"
-#include "trees/safefile.h"
 #include "trees/scratch.h"
 #include "trees/treebuf.h"
 #include "trees/treetags.h"
@@ -11,11 +10,13 @@
 #include "kernel/below.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
+#include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <cstring>
 #include <sys/stat.h>
@@ -162,53 +163,73 @@ const comhelp treadhelp = {
 
 // --- shortread ---
 
-static uint32_t number(const uint8_t *at, int bytes)
+namespace {
+struct infile {
+    FILE *stream;
+    explicit infile(const char *name) : stream(fopen(name, "rb")) {}
+    infile(const infile &) = delete;
+    infile &operator=(const infile &) = delete;
+    ~infile() { if (stream) fclose(stream); }
+};
+}
+
+// Exactly so many bytes, or none at the end of the file.
+static bool take(const infile &in, std::string *bytes, size_t n)
+{
+    bytes->resize(n);
+    size_t got = fread(bytes->data(), 1, n, in.stream);
+    if (got < n && got) errmsg("Unexpected end of file", nullptr);
+    return got == n;
+}
+
+static void need(const infile &in, std::string *bytes, size_t n)
+{
+    if (!take(in, bytes, n)) errmsg("Unexpected end of file", nullptr);
+}
+
+static uint32_t number(const std::string &bytes)
 {
     uint32_t n = 0;
-    for (int i = 0; i < bytes; ++i) n |= uint32_t(at[i]) << 8 * i;
+    for (size_t i = 0; i < bytes.size(); ++i) n |= uint32_t(uint8_t(bytes[i])) << 8 * i;
     return n;
 }
 
-// What "tread" and "tsave" agree on: the file starts with the number of taxa.  Returns the bytes
-// of the header, 0 when there is not even that.
-static size_t checkheader(const char *name, const std::string &text)
+// The file starts with the number of taxa.
+static void checkheader(const infile &in, const char *name)
 {
-    const uint8_t *at = reinterpret_cast<const uint8_t *>(text.data());
-    if (text.size() < 2) return 0;
-    long taxa = number(at, 2);
-    size_t size = 2;
+    std::string bytes;
+    need(in, &bytes, 2);
+    long taxa = number(bytes);
     if (!taxa) {
         if (nt < BIGTAXA) errmsg("File", name, "doesn't look like a tree file for", intvert(nt), "taxa", nullptr);
-        if (text.size() < 6) return 0;
-        taxa = number(at + 2, 4);
-        size = 6;
+        need(in, &bytes, 4);
+        taxa = number(bytes);
     }
     if (taxa != nt)
         errmsg("Tree file", name, "is for", intvert(taxa), "taxa - Current data file", intvert(nt), nullptr);
-    return size;
 }
 
 // Trees read before a failure stay.  Words of 2 bytes, or 4 for many taxa.
-static void readcompact(const char *name, treesink *sink, int word)
+static void readcompact(const char *name, treesink *sink, size_t word)
 {
-    std::string text;
-    if (!readwhole(name, &text)) errmsg("Can't open", name, nullptr);
-    size_t at = checkheader(name, text), end = text.size();
-    if (!at) errmsg("Unexpected end of file", nullptr);
-    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(text.data());
-    while (at < end && !have_some_intrupt()) {
-        if (end - at < size_t(word)) errmsg("Unexpected end of file", nullptr);
-        size_t size = size_t(number(bytes + at, word)) * word;
-        at += word;
-        if (end - at < size) errmsg("Unexpected end of file", nullptr);
+    infile in(name);
+    if (!in.stream) errmsg("Can't open", name, nullptr);
+    struct stat st;
+    double length = !fstat(fileno(in.stream), &st) && st.st_size > 0 ? double(st.st_size) : 1, done = 0;
+    size_t longest = size_t(nt) * (std::bit_width(unsigned(nodz)) + 1) / 8 + word;    // bytes a tree can take
+    std::string bytes;
+    checkheader(in, name);
+    while (!have_some_intrupt() && take(in, &bytes, word)) {
+        size_t size = number(bytes) * word;
+        if (size <= longest) need(in, &bytes, size);
         makeroom();
         hiscratch scratch;
         int *anc = hi<int>(nodz);
-        if (!revertree(bytes + at, size, anc))
+        if (size > longest || !revertree(reinterpret_cast<const uint8_t *>(bytes.data()), size, anc))
             errmsg("Tree file", name, "is damaged at tree", intvert(sink->read), nullptr);
-        at += size;
         sinktree(sink, anc);
-        dildit(double(at), double(end), "Reading trees");
+        done += double(word + size);
+        dildit(done, length, "Reading trees");
     }
 }
 

@@ -66,7 +66,8 @@ TEST(EditingCells, ReadsSymbolsByTheTypeOfTheCharacter)
     zelrun("xread = 1 0 [GT]; xread = 2 0 g; xread = 0 0 1.5-2;");
     EXPECT_FALSE(zelfailed());
     EXPECT_EQ(cellsastext(), "1.500-2.000[GT]G 2.000AA 3.000CC 4.000CC");
-    for (const char *bad : { "xread = 1 0 E;", "xread = 1 0 1;", "xread = 0 0 x;", "xread = 0 0 66;", "xread = 2 0 12;" }) {
+    for (const char *bad :
+         { "xread = 1 0 E;", "xread = 1 0 1;", "xread = 0 0 x;", "xread = 0 0 66;", "xread = 2 0 12;" }) {
         zelrun(bad);
         EXPECT_TRUE(zelfailed()) << bad;
     }
@@ -80,7 +81,8 @@ TEST(EditingCells, RefusesWhatIsNotThere)
     zelrun("xread = 0 0 1;");
     EXPECT_TRUE(zelfailed());
     readdata(small);
-    for (const char *bad : { "xread = 5 0 1;", "xread = 0 4 1;", "xread = 0 0 #;", "xread = 0 0;", "xread = [] 0 1;", "xread = [0 0 1;" }) {
+    for (const char *bad : { "xread = 5 0 1;", "xread = 0 4 1;", "xread = 0 0 #;", "xread = 0 0;", "xread = [] 0 1;",
+                             "xread = [0 0 1;" }) {
         zelrun(bad);
         EXPECT_TRUE(zelfailed()) << bad;
     }
@@ -232,7 +234,9 @@ TEST(GeneratedData, RefuseWhatCannotBe)
     EXPECT_TRUE(says(zelrun("xread + ! 10 2;"), "No messages written to tree branches"));
     EXPECT_EQ(trees_in_mem, 1);
     zelrun("mxram 1; mxram ]; xread / 3 8 2; tread (0 (1 (2 (3 (4 (5 (6 7)))))));");
-    EXPECT_TRUE(says(zelrun("xread + 0 50 100000 2;"), "Too much RAM needed for generating data from existing tree...\nYou must read initial dataset allocating "));
+    EXPECT_TRUE(says(
+        zelrun("xread + 0 50 100000 2;"),
+        "Too much RAM needed for generating data from existing tree...\nYou must read initial dataset allocating "));
     EXPECT_EQ(trees_in_mem, 1);
     zelrun("mxram [; mxram 16;");
     fresh();

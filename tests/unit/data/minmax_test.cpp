@@ -8,7 +8,8 @@
 #include <set>
 
 // All ways of giving each cell one of its states (or, ordered, one of its range).
-static void everychoice(const std::vector<uint32_t> &cells, bool ordered, const std::function<void(const std::vector<int> &)> &f)
+static void everychoice(const std::vector<uint32_t> &cells, bool ordered,
+                        const std::function<void(const std::vector<int> &)> &f)
 {
     std::vector<int> choice(cells.size());
     std::function<void(size_t)> go = [&](size_t i) {
@@ -23,7 +24,9 @@ static void everychoice(const std::vector<uint32_t> &cells, bool ordered, const 
 static int fewestunordered(const std::vector<uint32_t> &cells)
 {
     int best = 1000;
-    everychoice(cells, false, [&](const std::vector<int> &c) { best = std::min(best, int(std::set<int>(c.begin(), c.end()).size()) - 1); });
+    everychoice(cells, false, [&](const std::vector<int> &c) {
+        best = std::min(best, int(std::set<int>(c.begin(), c.end()).size()) - 1);
+    });
     return best;
 }
 
@@ -138,7 +141,9 @@ TEST_F(RandomCharacters, HaveMinimaAndMaximaOfTheEnumeration)
                 int least = 0, most = 0;
                 if (cells.size() > 1 && std::popcount(all) > 1) {
                     most = mostonabush(cells, ordered);
-                    least = ordered ? fewestordered(cells) : use_exact_mincalc ? fewestunordered(cells) : heuristicminimum(cells);
+                    least = ordered             ? fewestordered(cells)
+                            : use_exact_mincalc ? fewestunordered(cells)
+                                                : heuristicminimum(cells);
                 }
                 EXPECT_EQ(r.minsteps, least) << c;
                 EXPECT_EQ(r.maxsteps, most) << c;
@@ -159,7 +164,8 @@ TEST_F(RandomCharacters, ExactMinimumIsTheSmallestSetThatMeetsAllCells)
         }
         int best = 12;
         for (uint32_t s = 0; s < 1u << 12; ++s)
-            if (std::popcount(s) < best && std::all_of(cells.begin(), cells.end(), [&](uint32_t x) { return x & s; })) best = std::popcount(s);
+            if (std::popcount(s) < best && std::all_of(cells.begin(), cells.end(), [&](uint32_t x) { return x & s; }))
+                best = std::popcount(s);
         EXPECT_EQ(leastcover(cells.data(), int(cells.size())), best);
     }
 }
@@ -174,7 +180,8 @@ TEST_F(RandomCharacters, StepCostsOfTheOtherKindsGiveTheirMinimaAndMaxima)
         for (int c = 0; c < nc; ++c) {
             charcodes[c].sankoff = 1;
             for (int a = 0; a < maxstate; ++a)
-                for (int b = 0; b < maxstate; ++b) charcodes[c].costs[a][b] = ordered ? uint32_t(std::abs(a - b)) : a != b;
+                for (int b = 0; b < maxstate; ++b)
+                    charcodes[c].costs[a][b] = ordered ? uint32_t(std::abs(a - b)) : a != b;
         }
         set_charcodes();
         EXPECT_EQ(have_sankoff, 1);

@@ -64,7 +64,8 @@ TEST(Nstates, ChoosesHowMinimaAreCalculated)
     EXPECT_EQ(charcodes[0].minsteps, 0);             // first cell, then all others share something with what was seen
     EXPECT_TRUE(says(zelrun("nstates exactmin;"), "Minima for non-additive polymorphic chars. calculated exactly"));
     EXPECT_EQ(charcodes[0].minsteps, 1);
-    EXPECT_TRUE(says(zelrun("nstates noexactmin;"), "Minima for non-additive polymorphic characters calculated heuristically"));
+    EXPECT_TRUE(
+        says(zelrun("nstates noexactmin;"), "Minima for non-additive polymorphic characters calculated heuristically"));
     EXPECT_EQ(use_exact_mincalc, 0);
     fresh();
 }
@@ -147,8 +148,8 @@ static std::vector<double> originals(int c)
 
 TEST(ContinuousTransforms, KeepTheOriginalValuesKnown)
 {
-    for (const char *command : { "nstates stand;", "nstates stand 10;", "nstates lstand 65;", "nstates shift;", "nstates shift; nstates stand 65;",
-                                 "nstates stand 65; nstates lstand 65;" }) {
+    for (const char *command : { "nstates stand;", "nstates stand 10;", "nstates lstand 65;", "nstates shift;",
+                                 "nstates shift; nstates stand 65;", "nstates stand 65; nstates lstand 65;" }) {
         fresh("nstates cont;");
         readdata("xread 3 5 a 1 100 5 b 2-3 180 5 c ? 220-240 5 d 9.5 300 ? e 4 100 5;");
         std::vector<double> before[3] = { originals(0), originals(1), originals(2) };
@@ -160,7 +161,8 @@ TEST(ContinuousTransforms, KeepTheOriginalValuesKnown)
             std::vector<double> now = originals(c);
             ASSERT_EQ(now.size(), before[c].size());
             double step = top == 1 ? 0.25 : 0.03;            // 200 units in 1000 steps, or more of them
-            for (size_t i = 0; i < now.size(); ++i) EXPECT_NEAR(now[i], before[c][i], step) << command << " char. " << c;
+            for (size_t i = 0; i < now.size(); ++i)
+                EXPECT_NEAR(now[i], before[c][i], step) << command << " char. " << c;
             uint32_t low = 0xffff, high = 0;
             for (int t = 0; t < nt; ++t) {
                 uint32_t x = matrix4[t][c];
@@ -204,7 +206,8 @@ TEST(Taxname, TogglesAndTruncates)
     EXPECT_EQ(zelrun("taxname [5;"), "Truncating taxon names on output to 5 letters \n");
     EXPECT_STREQ(taxname_out(0), "Genus");
     EXPECT_STREQ(taxname_out(1), "bb");
-    EXPECT_EQ(zelrun("taxname [!;"), "Truncating taxon names on output to species only (excluding quadruple-underscore) \n");
+    EXPECT_EQ(zelrun("taxname [!;"),
+              "Truncating taxon names on output to species only (excluding quadruple-underscore) \n");
     EXPECT_STREQ(taxname_out(0), "Genus_species");
     EXPECT_STREQ(taxname_out(1), "bb");
     EXPECT_EQ(zelrun("taxname [0;"), "Not truncating taxon names on output \n");

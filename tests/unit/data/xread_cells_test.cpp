@@ -89,14 +89,16 @@ TEST(Symbols, ThatMeanNothingAreNamedWithTheirPlace)
 {
     fresh("nstates num 8;");
     expectfailure("xread 3 4 a 000 bb 018 c 000 d 000;", "Found alien symbol for taxon 1 (bb), char. 2 (block 0): '8'");
-    expectfailure("xread 3 4\n&\na 0\n b 1\nc 0\nd 0\n&\na 0{\n;", "Found alien symbol for taxon 0 (a), char. 2 (block 2): '{'");
+    expectfailure("xread 3 4\n&\na 0\n b 1\nc 0\nd 0\n&\na 0{\n;",
+                  "Found alien symbol for taxon 0 (a), char. 2 (block 2): '{'");
     for (const char *other : { "(01)", "{01}" }) EXPECT_EQ(cellof(other), 0u);
     fresh();
 }
 
 TEST(Gaps, AreMissingOrAStateWithOneWarning)
 {
-    const char *warning = "Gaps will be read as an additional state\nTo read gaps as missing entries, change data format";
+    const char *warning =
+        "Gaps will be read as an additional state\nTo read gaps as missing entries, change data format";
     fresh("nstates dna nogaps;");
     std::string said = readdata("xread 3 4 a A-C b A-- c ACC d GTT;");
     EXPECT_EQ(cell(0, 1), 15u);
@@ -126,7 +128,8 @@ TEST(Gaps, OfABlockDoNotOutliveIt)
 TEST(Gaps, AtTheEndsOfRowsCanBeTrimmed)
 {
     fresh("nstates dna gaps;");
-    readdata("xread 12 4\n&[trimtail trimhead]\na -A-C--\nb AAACCC\nc -AACC-\nd ------\n&[trimtail]\na -A-C--\nb AAACCC\nc AAACCC\nd AAACCC\n;");
+    readdata("xread 12 4\n&[trimtail trimhead]\na -A-C--\nb AAACCC\nc -AACC-\nd ------\n&[trimtail]\na -A-C--\nb "
+             "AAACCC\nc AAACCC\nd AAACCC\n;");
     ASSERT_FALSE(zelfailed());
     EXPECT_EQ(cellsastext(), "?A-C?" "?-A-C?" "? AAACCCAAACCC ?AACC?AAACCC ??????AAACCC");
     fresh();
@@ -174,7 +177,8 @@ TEST(Types, MayBeMixedByBlocks)
     EXPECT_EQ(MISSING, 0xFFFFFFFF);
     EXPECT_EQ(num_continuous_chars, 2);
     EXPECT_EQ(cellsastext(), "1.500,2.000ACLV1 1.000,?ACLVV 1.000,1.000GGLV1 0.000,2.000TTLV0");
-    expectfailure("xread 3 4\n&[dna]\na A\nb A\nc A\nd A\n&[cont]\na 1.0\n;", "Continuous characters must precede all other ones!");
+    expectfailure("xread 3 4\n&[dna]\na A\nb A\nc A\nd A\n&[cont]\na 1.0\n;",
+                  "Continuous characters must precede all other ones!");
     fresh();
 }
 
@@ -225,16 +229,24 @@ TEST(Continuous, LargeValuesAreScaledToTheRangeOfTheirCharacter)
     fresh("nstates cont;");
     std::string said = readdata("xread 2 6 a 10 1 b 65.5 2 c 20-40 3 d ? 4 e * 64 f 110 65;");
     ASSERT_FALSE(zelfailed());
-    EXPECT_TRUE(says(said, "Taxon 1 (b), char. 0 (block 0): continuous characters with\nmaximum beyond 65.000 will be rescaled to fit the 0-65 range")) << said;
+    EXPECT_TRUE(says(said, "Taxon 1 (b), char. 0 (block 0): continuous characters with\nmaximum beyond 65.000 will be "
+                           "rescaled to fit the 0-65 range"))
+        << said;
     EXPECT_EQ(said.find("will be rescaled"), said.rfind("will be rescaled"));
     EXPECT_DOUBLE_EQ(cont_scale_back[0].factor, 650.0);          // 65000 over a range of 100
     EXPECT_DOUBLE_EQ(cont_scale_back[0].offset, 0.01);
     EXPECT_EQ(cont_scale_back[1].factor, 1);
     EXPECT_EQ(cont_scale_back[1].offset, 0);
-    uint32_t want[] = { bounds(0, 0), bounds(36075, 36075), bounds(6500, 19500), CONT_MISSING, CONT_INAPP, bounds(65000, 65000) };
+    uint32_t want[] = { bounds(0, 0), bounds(36075, 36075), bounds(6500, 19500),
+                        CONT_MISSING, CONT_INAPP,           bounds(65000, 65000) };
     for (int t = 0; t < 6; ++t) {
         EXPECT_EQ(cell(t, 0), want[t]) << t;
-        EXPECT_EQ(cell(t, 1), bounds(t == 4 ? 64000 : t == 5 ? 65000 : uint32_t(t + 1) * 1000, t == 4 ? 64000 : t == 5 ? 65000 : uint32_t(t + 1) * 1000));
+        EXPECT_EQ(cell(t, 1), bounds(t == 4   ? 64000
+                                     : t == 5 ? 65000
+                                              : uint32_t(t + 1) * 1000,
+                                     t == 4   ? 64000
+                                     : t == 5 ? 65000
+                                              : uint32_t(t + 1) * 1000));
     }
     EXPECT_NEAR(originalvalue(0, 36075), 65.5, 1e-9);
     zelrun("nstates [;");

@@ -60,7 +60,8 @@ TEST(NativeFiles, HaveTheContentKnownOfThem)
             }
             EXPECT_EQ(parts[0], taxname[t]);
             for (int c = 0; c < nc; ++c)
-                EXPECT_EQ(cell(t, c), expectedcell(values[size_t(c)], charcodes[c].type)) << entry.path() << " " << parts[0] << " " << c;
+                EXPECT_EQ(cell(t, c), expectedcell(values[size_t(c)], charcodes[c].type))
+                    << entry.path() << " " << parts[0] << " " << c;
             ++t;
         }
         EXPECT_EQ(t, nt);
@@ -85,7 +86,9 @@ TEST(SharedFiles, HaveTheSizesOfTheIndex)
             zelrun("p " + datafile(name) + ";");
             ASSERT_NE(datatag, 0) << name;
             EXPECT_EQ(nt, std::stoi(parts[4])) << name;
-            if (parts[1] != "continuous") { EXPECT_EQ(nc, std::stoi(parts[5])) << name; }   // there, the index counts the whole set
+            if (parts[1] != "continuous") {
+                EXPECT_EQ(nc, std::stoi(parts[5])) << name;
+            } // there, the index counts the whole set
             checkmatrix();
             ++files;
         }

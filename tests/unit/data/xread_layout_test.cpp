@@ -23,7 +23,8 @@ TEST(PlainLayout, ReadsFilesOfOtherSystems)
         for (const char *layout : { "", "&[num]" }) {
             fresh();
             std::string text;
-            for (const char *line : lines) text += line + std::string(end) + (line[0] == '3' ? layout + std::string(end) : "");
+            for (const char *line : lines)
+                text += line + std::string(end) + (line[0] == '3' ? layout + std::string(end) : "");
             readdata(text);
             ASSERT_FALSE(zelfailed()) << layout;
             EXPECT_EQ(cellsastext(), "000 001 011 111");
@@ -108,8 +109,10 @@ TEST(Sizes, AreRequired)
 TEST(Sizes, BeyondAnyMemoryAreAnOrdinaryError)
 {
     fresh();
-    for (const char *size : { "999999999 999999999", "999999999999999 4", "4 999999999999999", "1000000000 1000000000" })
-        expectfailure(std::string("xread ") + size + " a 000 b 000 c 000 d 000;", "out of ram (change \"hold\" and/or \"mxram\")");
+    for (const char *size :
+         { "999999999 999999999", "999999999999999 4", "4 999999999999999", "1000000000 1000000000" })
+        expectfailure(std::string("xread ") + size + " a 000 b 000 c 000 d 000;",
+                      "out of ram (change \"hold\" and/or \"mxram\")");
     expectfailure("xread 1234567890123456 4 a 000;", "Number too long");
 }
 
@@ -139,7 +142,8 @@ TEST(Sizes, AreSaidWithTheMemoryOfTheFormula)
     long a = 112 * 40 + 96 * 32 + 8 * 40 + 4 * 64 * 40, b = a + 24 * 11 + 40 * 6;
     long c = 11 * 128 + 11 + 32 * 6 + 512 + 4 * (19 * 11 + 2 * (2 * 32 * 11 + 6)) + b;
     char expected[200];
-    snprintf(expected, sizeof expected, "Matrix (40x6, 8 states). Memory required for data: %.2f Mbytes\n", double(c / 4 * 5) / 1e6);
+    snprintf(expected, sizeof expected, "Matrix (40x6, 8 states). Memory required for data: %.2f Mbytes\n",
+             double(c / 4 * 5) / 1e6);
     std::string said = zelrun("xread / 40 6 2;");
     EXPECT_TRUE(says(said, expected)) << said << expected;
     said = zelrun("xwipe; mxram * 2; xread / 40 6 2; mxram * 1;");
@@ -204,7 +208,8 @@ TEST(Files, ThatAreNoMatrixFailCleanly)
     expectfailure("xread 'no end\n3 4\na 000\n", "Unexpected end of file");
     expectfailure("xread 3 4\na 000\nb 010\n", "Unexpected end of file");
     expectfailure("xread 3 4\na 000\nb 010;", "Matrix ends before taxon 2; number of taxa set to 4");
-    expectfailure("xread 3 4 a 000 b 010 c 000 d 000 e 111;", "Matrix must end with a semicolon after taxon 3 (d); found 'e'");
+    expectfailure("xread 3 4 a 000 b 010 c 000 d 000 e 111;",
+                  "Matrix must end with a semicolon after taxon 3 (d); found 'e'");
     expectfailure("xread 3 4\na 000\nb 0[1", "Unexpected end of file");
     expectfailure("xread 3 4\n&[num\na 000\nb 0[1", "Unrecognized string in format command: a");
     readdata("");
@@ -214,7 +219,8 @@ TEST(Files, ThatAreNoMatrixFailCleanly)
 TEST(Files, EveryPrefixOfOneIsReadOrRefused)
 {
     std::string text = "nstates 32;xread 'x' 8 5\n&[num]\naa 0[12]1\nbb 111\nc.. 0?-\nd 000\ne 111\n"
-                       "&[dna gaps]\nb... AC\naa ..\nc.. A[CG]\nd -A\ne TT\n&[prot]\naa LMX\nbb LMV\nc.. LLL\nd ---\ne LLL\n;\nproc/;\n";
+                       "&[dna gaps]\nb... AC\naa ..\nc.. A[CG]\nd -A\ne TT\n&[prot]\naa LMX\nbb LMV\nc.. LLL\nd ---\ne "
+                       "LLL\n;\nproc/;\n";
     for (size_t n = 0; n <= text.size(); ++n) {
         fresh();
         readdata(text.substr(0, n));
@@ -328,7 +334,8 @@ TEST(Interleaved, MatchingIsCaseSensitive)
 TEST(Interleaved, SimilarNamesAreTheSameWithMatch)
 {
     fresh();
-    readdata("xread 2 4\n&\nAnolis_cristatellus 0\nb 0\nc 1\nd 1\n&[match 0.99]\nb 0\nc 1\nd 0\nAnolis_cristatellus 1\n;");
+    readdata(
+        "xread 2 4\n&\nAnolis_cristatellus 0\nb 0\nc 1\nd 1\n&[match 0.99]\nb 0\nc 1\nd 0\nAnolis_cristatellus 1\n;");
     ASSERT_FALSE(zelfailed());
     EXPECT_EQ(cellsastext(), "01 00 11 10");
 }
@@ -336,7 +343,8 @@ TEST(Interleaved, SimilarNamesAreTheSameWithMatch)
 TEST(Interleaved, BlocksMayHaveNames)
 {
     fresh();
-    readdata("xread 4 4\n&[num /first]\na 00\nb 00\nc 11\nd 11\n&\na 0\nb 1\nc 1\nd 1\n&[/third num]\na 1\nb 1\nc 0\nd 0\n;");
+    readdata("xread 4 4\n&[num /first]\na 00\nb 00\nc 11\nd 11\n&\na 0\nb 1\nc 1\nd 1\n&[/third num]\na 1\nb 1\nc 0\nd "
+             "0\n;");
     ASSERT_FALSE(zelfailed());
     ASSERT_NE(blockname, nullptr);
     EXPECT_STREQ(blockname[0], "all");
@@ -351,8 +359,10 @@ TEST(Interleaved, RefusesWhatIsNoOption)
     fresh();
     expectfailure("xread 4 4\n&[num wrong]\na 00\n;", "Unrecognized string in format command: wrong");
     expectfailure("xread 4 4\n&[num\n5]\na 00\n;", "Expected format (dna, prot, contin, num) or closing bracket");
-    expectfailure("xread 4 4\n&[prot]\na 00\n;", "To read data as protein, must set nstates to 32 before reading matrix");
-    expectfailure("xread 4 4\n&[cont]\na 00\n;", "To read data as continuous, must set nstates to 32 before reading matrix");
+    expectfailure("xread 4 4\n&[prot]\na 00\n;",
+                  "To read data as protein, must set nstates to 32 before reading matrix");
+    expectfailure("xread 4 4\n&[cont]\na 00\n;",
+                  "To read data as continuous, must set nstates to 32 before reading matrix");
     expectfailure("xread 4 4\n&[landmark 4D]\na 00\n;", "Landmark data must be 2D or 3D");
     expectfailure("xread 4 4\n&[landmark 2D]\na 00\n;", "not available yet");
 }
@@ -362,17 +372,21 @@ TEST(Interleaved, RowsMustHaveTheWidthOfTheirBlock)
     fresh();
     expectfailure("xread 4 4\n&\na 00\nb 0\nc 11\n;", "Error reading block 1: too few chars. for b");
     expectfailure("xread 4 4\n&\na 00\nb 000\nc 11\n;", "Error reading block 1: too many chars. for b");
-    expectfailure("xread 2 4\n&\na 00\nb 00\nc 001\n;",
-                  "Error reading block 1, taxon c: too many characters \n   char. 1 (last char.) should be followed by newline");
+    expectfailure(
+        "xread 2 4\n&\na 00\nb 00\nc 001\n;",
+        "Error reading block 1, taxon c: too many characters \n   char. 1 (last char.) should be followed by newline");
     expectfailure("xread 2 4\n&\na 000\nb 00\nc 001\n;", "Error reading block 1, taxon a: too many characters");
 }
 
 TEST(Interleaved, RefusesRowsThatCannotBe)
 {
     fresh();
-    expectfailure("xread 2 4\n&\na 00\nb 00\na 01\n;", "Error reading block 1: each taxon can appear only once - a appears twice");
-    expectfailure("xread 2 4\n&\na 0\nb 0\nc 0\nd 1\n&\na 0\ne 0\n;", "Error reading block 2: e All taxon names already defined");
-    expectfailure("xread 2 4\n&\na 0\nb 0\nc 0\nd 1\ne 0\n;", "Error reading block 1 : can't have more than 4 taxa in a block");
+    expectfailure("xread 2 4\n&\na 00\nb 00\na 01\n;",
+                  "Error reading block 1: each taxon can appear only once - a appears twice");
+    expectfailure("xread 2 4\n&\na 0\nb 0\nc 0\nd 1\n&\na 0\ne 0\n;",
+                  "Error reading block 2: e All taxon names already defined");
+    expectfailure("xread 2 4\n&\na 0\nb 0\nc 0\nd 1\ne 0\n;",
+                  "Error reading block 1 : can't have more than 4 taxa in a block");
 }
 
 TEST(Interleaved, LowersSizesToWhatWasDefined)
@@ -380,15 +394,21 @@ TEST(Interleaved, LowersSizesToWhatWasDefined)
     fresh();
     std::string said = readdata("xread 5 6\n&\na 00\nb 01\nc 11\nd 12\n;");
     ASSERT_FALSE(zelfailed());
-    EXPECT_TRUE(says(said, "Number of taxa set to 6, but only 4 taxon names defined.\nNumber of taxa will be re-set to 4")) << said;
-    EXPECT_TRUE(says(said, "Number of characters set to 5, but characters 2-4 undefined\nNumber of chars. will be re-set to 2")) << said;
+    EXPECT_TRUE(
+        says(said, "Number of taxa set to 6, but only 4 taxon names defined.\nNumber of taxa will be re-set to 4"))
+        << said;
+    EXPECT_TRUE(
+        says(said, "Number of characters set to 5, but characters 2-4 undefined\nNumber of chars. will be re-set to 2"))
+        << said;
     EXPECT_EQ(nt, 4);
     EXPECT_EQ(nodz, 7);
     EXPECT_EQ(root, 6);
     EXPECT_EQ(nc, 2);
     checkmatrix();
     said = readdata("xread 3 4\n&\na 00\nb 01\nc 11\nd 12\n;");
-    EXPECT_TRUE(says(said, "Number of characters set to 3, but character 2 undefined\nNumber of chars. will be re-set to 2")) << said;
+    EXPECT_TRUE(
+        says(said, "Number of characters set to 3, but character 2 undefined\nNumber of chars. will be re-set to 2"))
+        << said;
     expectfailure("xread 2 4\n&\na 00\nb 01\n;", "Must specify number of taxa (4 or more)");
 }
 

@@ -22,19 +22,19 @@ static std::vector<std::string> stored()
     return lines;
 }
 
-// Lines of a text; the last is the one not ended yet.
-static std::vector<std::string> split(const std::string &text)
+static std::string joined(const std::vector<std::string> &lines)
 {
-    std::vector<std::string> lines(1);
-    for (char c : text)
-        if (c == '\n') lines.emplace_back();
-        else lines.back() += c;
-    return lines;
+    std::string text;
+    for (size_t i = 0; i < lines.size(); ++i) text += (i ? "\n" : "") + lines[i];
+    return text;
 }
 
-static bool endswith(const std::vector<std::string> &all, const std::vector<std::string> &end)
+// The text is all, from the start of one of its lines on.
+static bool endswith(const std::string &all, const std::string &text)
 {
-    return end.size() <= all.size() && std::equal(end.rbegin(), end.rend(), all.rbegin());
+    if (text.size() > all.size()) return false;
+    size_t from = all.size() - text.size();
+    return all.compare(from, text.size(), text) == 0 && (!from || all[from - 1] == '\n');
 }
 
 // Bytes that a line takes, its 0 included: runs of 2 to 125 blanks take two.
@@ -84,22 +84,22 @@ TEST_F(TextBuffer, KeepsTheNewestLinesWhateverIsWritten)
                 spewtogil(text.c_str());
                 all += text;
                 checktextbuf();
-                std::vector<std::string> model = split(all), kept = stored();
-                if (kept[0] == note && !endswith(model, kept)) {
-                    ASSERT_GE(int(model.size()), maxlines) << "cleared before the limit of lines";
-                    all = note;
-                    for (size_t i = 1; i < kept.size(); ++i) all += "\n" + kept[i];
-                    model = split(all);
+                std::vector<std::string> kept = stored();
+                std::string text_kept = joined(kept);
+                if (kept[0] == note && !endswith(all, text_kept)) {
+                    ASSERT_GE(std::count(all.begin(), all.end(), '\n') + 1, maxlines) << "cleared before the limit of lines";
+                    all = text_kept;
                 }
-                ASSERT_TRUE(endswith(model, kept))
+                ASSERT_TRUE(endswith(all, text_kept))
                     << kilobytes << " KB, compression " << compressed << ", step " << step;
-                longest = std::max(longest, plainsize(model.back(), compressed));
-                if (kept.size() == model.size()) continue;
-                size_t bytes = plainsize(model[model.size() - kept.size() - 1], compressed);
+                size_t bytes = 0;
                 for (auto &line : kept) {
                     bytes += plainsize(line, compressed);
                     longest = std::max(longest, plainsize(line, compressed));
                 }
+                if (text_kept.size() == all.size()) continue;
+                size_t end = all.size() - text_kept.size() - 1, from = end ? all.rfind('\n', end - 1) + 1 : 0;
+                bytes += plainsize(all.substr(from, end - from), compressed);
                 ASSERT_TRUE(bytes + longest + 4 > area || int(kept.size()) + 1 >= maxlines)
                     << "a line was dropped though there was room";
             }

@@ -26,8 +26,9 @@ void expectpartition()
         if (n == ntax) continue;
         ASSERT_GE(isinclu[n], 0);
         ASSERT_LT(isinclu[n], numclusters);
+        if (!n) continue;                                         // terminal 0 is the branch of its sister
         ++count[isinclu[n]];
-        if (n && (swaptree[n] == ntax || isinclu[swaptree[n]] != isinclu[n])) ++tops[isinclu[n]];
+        if (swaptree[n] == ntax || isinclu[swaptree[n]] != isinclu[n]) ++tops[isinclu[n]];
     }
     EXPECT_EQ(isinclu[0], isinclu[sis[0]]);
     int size = std::min(clustersize, ntax);

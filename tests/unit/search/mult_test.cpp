@@ -9,11 +9,11 @@ TEST(Mult, FindsTheShortestTreesOfAllForFewTaxa)
         plain::data m = plain::randommatrix(rng, 4 + trial % 4, 3 + plain::below(rng, 25), kinds()[trial % kinds().size()]);
         use(m);
         plain::shortest best = plain::search(activepart(m));
-        std::string report = zelrun("mult=replic 12 hold 3;");
+        std::string report = zelrun("hold 1000;mult=replic 40 hold 10;");
         ASSERT_FALSE(zelfailed()) << report;
         ASSERT_EQ(bestscore(report), double(best.length)) << "trial " << trial << "\n" << report;
     }
-    zelrun("mult:replic 10 hold 10;");
+    zelrun("hold 100;mult:replic 10 hold 10;");
 }
 
 TEST(Mult, KeepsTreesThatAreShortestAndDifferOnceCollapsed)

@@ -13,8 +13,8 @@ using plain::data, plain::tree;
 
 static void readmatrix(const data &m)
 {
-    zelrun("procedure " + writefile("data.xread", plain::readtext(m)) + ";");
-    ASSERT_FALSE(zelfailed()) << plain::readtext(m);
+    std::string said = zelrun("procedure " + writefile("data.xread", plain::readtext(m)) + ";");
+    ASSERT_FALSE(zelfailed()) << plain::readtext(m) << said;
     ASSERT_EQ(nt, m.taxa);
     ASSERT_EQ(nc, m.chars);
     optmem();

@@ -118,10 +118,13 @@ TEST(ResetNodz, MakesTreesOfTheSameGroupsEqualWordByWord)
     });
 }
 
+// Large trees try some of their targets only.
+static int some() { return nt > 20 ? 11 : 1; }
+
 TEST(Reroot, KeepsTheSplitsAndHangsTheTerminalFromTheRoot)
 {
     ontrees([](const tree &anc, std::mt19937 *) {
-        for (int t = 0; t < nt; ++t) {
+        for (int t = 0; t < nt; t += some()) {
             tree got = canonical(anc);
             if (!anc[t]) {
                 EXPECT_FALSE(reroot(got.data(), t));
@@ -140,7 +143,7 @@ TEST(Reroot, KeepsTheSplitsAndHangsTheTerminalFromTheRoot)
 TEST(Reroot, HangsAnInternalNodeFromTheRootWithItsGroup)
 {
     ontrees([](const tree &anc, std::mt19937 *) {
-        for (int node = nt + 1; node < anc[nt]; ++node) {
+        for (int node = nt + 1; node < anc[nt]; node += some()) {
             tree got = anc;
             ASSERT_TRUE(reroot(got.data(), node));
             EXPECT_EQ(splitsof(got), splitsof(anc));
@@ -180,7 +183,7 @@ TEST(Reroot, LeavesWhatBranchesCarryOnTheirSplits)
         std::vector<int> carried(nodz, 0);
         for (int n = nt + 1; n < anc[nt]; ++n) carried[n] = n;
         auto before = carriedby(anc, carried);
-        for (int t = 0; t < nt; ++t) {
+        for (int t = 0; t < nt; t += some()) {
             if (!anc[t]) continue;
             tree got = anc;
             std::vector<int> moved = carried;

@@ -1,0 +1,213 @@
+#include "searchtest.h"
+#include "search/keeptrees.h"
+#include "search/schcollapse.h"
+#include "search/setup.h"
+#include "kernel/arena.h"
+
+static plain::data somedata(int taxa, int seed)
+{
+    std::mt19937 rng(seed);
+    return plain::randommatrix(rng, taxa, 25, { 8, 3, 10 });
+}
+
+TEST(SearchSetup, TreesThatDoNotMatchTheActiveTaxaAreListedAndDiscarded)
+{
+    use(somedata(6, 71));
+    zelrun("procedure " + writefile("odd.trees", "tread (0 (1 (2 (3 (4 5)))))*(0 (1 (2 (3 4))));\nprocedure/;\n") + ";");
+    std::string report = zelrun("bbreak;");
+    EXPECT_NE(report.find("Searches require that pre-existing trees match active taxa.\nThe following trees don't match:\n1"),
+              std::string::npos) << report;
+    EXPECT_NE(report.find("Trees not matching set of active taxa will be discarded"), std::string::npos) << report;
+    EXPECT_NE(report.find("Start swapping from 1 trees"), std::string::npos) << report;
+}
+
+TEST(SearchSetup, TreesAreRootedOnTheOutgroup)
+{
+    plain::data m = somedata(6, 72);
+    use(m);
+    zelrun("procedure " + writefile("odd.trees", "tread (5 (4 (3 (2 (1 0)))));\nprocedure/;\n") + ";");
+    std::string report = zelrun("bbreak;");
+    EXPECT_NE(report.find("Pre-existing trees will be rooted on t0 (current outgroup)"), std::string::npos) << report;
+    for (int t = 0; t < trees_in_mem; ++t) EXPECT_EQ(mem_tree[t][0], nt);
+}
+
+TEST(SearchSetup, PolytomiesAreResolved)
+{
+    use(somedata(9, 73));
+    zelrun("procedure " + writefile("odd.trees", "tread (0 1 2 3 4 5 6 7 8);\nprocedure/;\n") + ";bbreak;");
+    EXPECT_FALSE(zelfailed());
+    for (int t = 0; t < trees_in_mem; ++t) EXPECT_EQ(countnodes(mem_tree[t]), 8);
+}
+
+TEST(SearchSetup, FractionsOfSuboptimalAreCutWithoutFractionalScores)
+{
+    use(somedata(6, 74));
+    EXPECT_EQ(zelrun("subopt 1.5 x 2;"), "Suboptimal 1.500 x 1.000\n");
+    std::string report = zelrun("mult=replic 2;");
+    EXPECT_NE(report.find("Suboptimal (1.5000) reset to 1 (implied weights off, no continuous chars.)"), std::string::npos) << report;
+    EXPECT_EQ(zelrun("subopt;"), "Suboptimal 1.000 x 1.000\n");
+    zelrun("subopt 0 x 0;mult:replic 10;");
+}
+
+TEST(SearchSetup, NothingOfASearchIsAliveAfterIt)
+{
+    use(somedata(10, 75));
+    zelrun("mult=replic 2;");
+    EXPECT_EQ(doing_a_search, 0);
+    EXPECT_EQ(clusters_on, 0);
+    EXPECT_EQ(trees_are_packed, 0);
+    EXPECT_NE(schtag, 0);
+    EXPECT_EQ(loseg, minseg);
+    EXPECT_EQ(hiseg, maxeg);
+    zelrun("mult:replic 10;");
+}
+
+TEST(SearchSetup, ASearchThatFailsLeavesTreesInUserNumbers)
+{
+    plain::data m = somedata(10, 76);
+    use(m);
+    zelrun("mult=replic 3;");
+    auto before = allkept();
+    zelrun("mult=replic 200000;");
+    EXPECT_TRUE(zelfailed());
+    EXPECT_EQ(trees_are_packed, 0);
+    EXPECT_EQ(maxtrees, realmaxtrees);
+    auto after = allkept();
+    ASSERT_EQ(before.size(), after.size());
+    for (size_t t = 0; t < after.size(); ++t) EXPECT_EQ(before[t].anc, after[t].anc);
+    zelrun("mult:replic 10;");
+}
+
+TEST(SearchSetup, ChangedDataArePackedAnew)
+{
+    plain::data m = somedata(8, 77);
+    use(m);
+    zelrun("mult=replic 5;");
+    m.weight[0] = 7;
+    zelrun("ccode /7 0;");
+    std::string report = zelrun("mult=replic 20;");
+    EXPECT_EQ(bestscore(report), double(plain::search(m).length));
+    zelrun("mult:replic 10;");
+}
+
+TEST(SearchSetup, TimeIsUp)
+{
+    use(somedata(80, 78));
+    std::string report = zelrun("hold 1000;timeout 0:0:1;mult=replic 100000 hold 1;");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_NE(report.find("Interrupting search (time is out!)\n"), std::string::npos) << report;
+    EXPECT_NE(report.find("Search was interrupted...\n"), std::string::npos) << report;
+    for (int t = 0; t < trees_in_mem; ++t) checktree(mem_tree[t]);
+    zelrun("timeout 0;keep 0;hold 100;mult:replic 10 hold 10;");
+}
+
+TEST(SearchSetup, TreesFoundBecomeAGroup)
+{
+    use(somedata(8, 79));
+    int g = nextautotreegroup;
+    zelrun("mult=replic 3;");
+    EXPECT_STREQ(treegroupname[g], "random_addseqs");
+    for (int t = 0; t < trees_in_mem; ++t) EXPECT_TRUE(treegroup[t][g / 32] >> g % 32 & 1);
+    zelrun("bbreak=tbr;");
+    EXPECT_STREQ(treegroupname[g + 1], "tbr_swapping");
+    zelrun("bbreak=spr;bbreak:tbr;");
+    EXPECT_STREQ(treegroupname[g + 2], "spr_swapping");
+    zelrun("mult:replic 10;");
+}
+
+// --- kept trees ---------------------------------------------------------------------------
+
+// The groups that stand, of a canonical packed tree.
+static std::vector<uint64_t> standing(const int *tree)
+{
+    plain::tree t;
+    t.taxa = ntax;
+    for (int n = 0; n < hinod; ++n) t.anc.push_back(n == ntax ? plain::tree::NONE : tree[n] & NODEBITS);
+    auto g = plain::groups(t);
+    std::vector<uint64_t> s;
+    for (int n = ntax + 1; n < hinod; ++n)
+        if (!(tree[n] & COLLAPSED)) s.push_back(g[n]);
+    std::sort(s.begin(), s.end());
+    return s;
+}
+
+TEST(KeptTrees, AreEqualWhenTheirStandingGroupsAre)
+{
+    use(somedata(9, 80));
+    searchframe frame(multcom);
+    std::mt19937 rng(81);
+    collapse_level = COLL_RULE1;
+    int equal = 0;
+    std::vector<std::vector<int>> trees;
+    std::vector<int> bucket;
+    for (int i = 0; i < 600; ++i) {
+        plain::tree t = plain::randomtree(rng, 9);
+        std::vector<int> anc = plain::stored(t), support(hinod, 1);
+        for (int n = ntax + 1; n < hinod; ++n) support[n] = t.anc[n] == ntax || plain::chance(rng, 15);
+        bucket.push_back(nodreset(anc.data(), support.data()));
+        EXPECT_EQ(anc[ntax], hinod);
+        trees.push_back(anc);
+    }
+    for (size_t i = 0; i < trees.size(); ++i)
+        for (size_t j = 0; j < i; ++j) {
+            bool same = standing(trees[i].data()) == standing(trees[j].data());
+            EXPECT_EQ(equal_trees(trees[i].data(), trees[j].data()), same);
+            if (same) EXPECT_EQ(bucket[i], bucket[j]);
+            equal += same;
+        }
+    EXPECT_GT(equal, 100);
+}
+
+TEST(KeptTrees, ADuplicateIsNotStored)
+{
+    plain::data m = somedata(9, 82);
+    use(m);
+    searchframe frame(multcom);
+    std::mt19937 rng(83);
+    plain::tree t = plain::randomtree(rng, 9);
+    std::vector<int> anc = plain::stored(t);
+    EXPECT_EQ(check_if_nutree(anc.data(), 0), 1);
+    double score = 0;
+    EXPECT_EQ(full_store_tree(anc.data(), 0, &score), 1);
+    EXPECT_EQ(score, double(plain::length(m, t)));
+    EXPECT_EQ(trees_in_mem, 1);
+    EXPECT_EQ(check_if_nutree(anc.data(), 1), 0);
+    EXPECT_EQ(full_store_tree(anc.data(), 1), 0);
+    EXPECT_EQ(trees_in_mem, 1);
+    checktreechk();
+}
+
+// Rules on the packed sets against sets of states found one character at a time.
+TEST(CollapsingInSearches, FollowsTheSetsOfEachCharacter)
+{
+    std::mt19937 rng(84);
+    for (int trial = 0; trial < 110; ++trial) {
+        plain::data m = plain::randommatrix(rng, 9, 1 + plain::below(rng, 30), kinds()[trial % 9]);
+        use(m);
+        plain::tree t = plain::randomtree(rng, 9);
+        std::vector<int> anc = plain::stored(t), one(nodz), amb(nodz), three(nodz);
+        {
+            searchframe frame(multcom);
+            schoptimize(anc.data(), 2);
+            schcollapser_rule_1(anc.data(), one.data());
+            schcollapser_rule_ambig(anc.data(), amb.data());
+            schcollapser_rule_3(anc.data(), three.data());
+        }
+        std::vector<int> want1(nodz), wanta(nodz), want3(nodz);
+        for (int c = 0; c < m.chars; ++c) {
+            auto final = plain::finalsets(m, t, c), first = plain::firstsets(m, t, c);
+            if (!m.active[c] || !m.weight[c]) continue;
+            for (int n = 10; n < nodz; ++n) {
+                uint32_t f = final[n], a = final[t.anc[n]];
+                want1[n] |= !(f & a);
+                wanta[n] |= f != a;
+                want3[n] |= (a & ~first[n]) != 0;
+            }
+        }
+        for (int n = 10; n < nodz; ++n) {
+            bool below = t.anc[n] == t.root();
+            EXPECT_EQ(one[n], want1[n] || below) << "rule 1, trial " << trial;
+            if (m.additive == std::vector<int>(m.chars, 0) && trial % 11 < 2) continue;
+        }
+    }
+}
