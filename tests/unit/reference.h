@@ -94,10 +94,10 @@ inline std::string settings(const data &m)
     return s;
 }
 
-// Everything that puts the matrix in memory as it is here: nstates, xread, ccode, taxcode.
+// Everything that puts the matrix in memory as it is here: nstates num (what an earlier file was read as stays), xread, ccode, taxcode.
 inline std::string readtext(const data &m)
 {
-    return "nstates " + std::to_string(m.width) + ";\n" + xread(m) + settings(m) + "procedure/;\n";
+    return "nstates num " + std::to_string(m.width) + ";\n" + xread(m) + settings(m) + "procedure/;\n";
 }
 
 inline data blankmatrix(int taxa, int chars, int width = 8)   // all missing, unordered, weight 1, active

@@ -165,7 +165,7 @@ TEST(Collapse, ABranchWithOneIncludedDescendantIsTestedAtTheForkBelowIt)
 
 TEST(Collapse, ContinuousCharactersSupportABranchWhenTheRangesDoNotMeet)
 {
-    zelrun("nstates 32; xread 1 5 &[continuous]\nt0 1.0\nt1 1.0\nt2 1.5\nt3 2.0\nt4 2.0\n;");
+    zelrun("nstates num 32; xread 1 5 &[continuous]\nt0 1.0\nt1 1.0\nt2 1.5\nt3 2.0\nt4 2.0\n;");
     ASSERT_FALSE(zelfailed());
     optmem();
     std::vector<int> anc{ 5, 6, 7, 8, 8, 9, 5, 6, 7 };           // (0 (1 (2 (3 4)))): 1.0, 1.0, 1.5, 2.0 going up
@@ -191,7 +191,7 @@ TEST(Collapse, LeavesPublishedTreesThatWereCollapsedAsTheyAre)
         if (trees.size() < ending.size() || trees.substr(trees.size() - ending.size()) != ending) continue;
         if (readfile(trees).compare(0, 5, "tread")) continue;
         std::string matrix = trees.substr(0, trees.size() - ending.size()) + ".xread";
-        zelrun("nstates 32; procedure " + matrix + ";");
+        zelrun("nstates num 32; procedure " + matrix + ";");
         ASSERT_FALSE(zelfailed()) << matrix;
         zelrun("hold 1100; procedure " + trees + ";");
         ASSERT_FALSE(zelfailed()) << trees;

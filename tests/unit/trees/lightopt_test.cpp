@@ -228,7 +228,7 @@ TEST(Lightopt, ContinuousCharactersHaveTheLeastSumOfChanges)
     for (int trial = 0; trial < 150; ++trial) {
         int taxa = 4 + plain::below(rng, 9), chars = 3;
         std::vector<std::vector<std::pair<long, long>>> bounds(chars, std::vector<std::pair<long, long>>(taxa));
-        std::string text = "nstates 32; xread " + std::to_string(chars) + " " + std::to_string(taxa) + " &[continuous]\n";
+        std::string text = "nstates num 32; xread " + std::to_string(chars) + " " + std::to_string(taxa) + " &[continuous]\n";
         for (int t = 0; t < taxa; ++t) {
             text += "t" + std::to_string(t);
             for (int c = 0; c < chars; ++c) text += " " + rangetext(rng, &bounds[c][t]);

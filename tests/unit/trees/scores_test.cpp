@@ -80,7 +80,7 @@ TEST_F(Scores, OfSoftPolytomiesAreThoseOfTheBestResolutionOfEachCharacter)
 
 TEST_F(Scores, OfContinuousCharactersAreRealNumbers)
 {
-    zelrun("nstates 32; xread 1 4 &[continuous]\na 0.5\nb 1.25\nc 3.0\nd 2.125\n; tread (0 (1 (2 3)));");
+    zelrun("nstates num 32; xread 1 4 &[continuous]\na 0.5\nb 1.25\nc 3.0\nd 2.125\n; tread (0 (1 (2 3)));");
     ASSERT_FALSE(zelfailed());
     zelrun("scores ;");
     ASSERT_EQ(shown.size(), 1u);
@@ -90,7 +90,7 @@ TEST_F(Scores, OfContinuousCharactersAreRealNumbers)
 
 TEST_F(Scores, RefuseWhatCannotBeCombined)
 {
-    zelrun("nstates 8; xread 1 4 a 0 b 0 c 1 d 1;");
+    zelrun("nstates num 8; xread 1 4 a 0 b 0 c 1 d 1;");
     EXPECT_NE(zelrun("scores ;").find("Tree(s) are required"), std::string::npos);
     EXPECT_TRUE(zelfailed());
     zelrun("tread (0 (1 (2 3)));");
@@ -139,7 +139,7 @@ TEST_F(Scores, OfPublishedShortestTreesAreThePublishedLengths)
         std::string matrix = datafile("morph-mpts/" + row[0] + ".xread"), trees = datafile("morph-mpts/" + row[0] + "_mpts.tre");
         std::string read = trees.empty() ? "" : treecommand(trees);
         if (matrix.empty() || read.empty() || row[9].empty()) continue;
-        zelrun("nstates 32; procedure " + matrix + ";");
+        zelrun("nstates num 32; procedure " + matrix + ";");
         ASSERT_FALSE(zelfailed()) << row[0];
         zelrun("hold 1100; " + read);
         ASSERT_FALSE(zelfailed()) << row[0];
