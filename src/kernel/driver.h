@@ -25,7 +25,6 @@ void zelpivot(const char *text);     // null: read standard input as the base le
 void gtkZel(const char *text);       // entry from the shell: runs text and refreshes the window
 extern int gtkZel_noerrors;          // the last gtkZel ran to its end without an error
 bool safecall(handler h);            // true if h finished, false if an error unwound it
-void end_of_command();               // what follows every command: search ended, arena marks back at the locks
 void notime();                       // the current command is not to be timed
 void set_go_on();
 double now();                        // seconds on a steady clock

@@ -71,6 +71,7 @@ static void makeunion(int k)
     clusrec &u = clusmat[k];
     memcpy(u.uni, branchset(members[memberstart[k]]), rowcells * sizeof(uint32_t));
     for (int i = memberstart[k] + 1; i < memberstart[k + 1]; ++i) kernel->orrow(&ed, u.uni, branchset(members[i]));
+    if (isinclu[0] == k) kernel->orrow(&ed, u.uni, branchset(0));   // after moves its sister may be in another cluster
     memcpy(u.backup, u.uni, rowcells * sizeof(uint32_t));
 }
 

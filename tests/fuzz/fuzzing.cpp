@@ -1,5 +1,6 @@
 #include "fuzzing.h"
 #include "kernel/arena.h"
+#include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
@@ -52,5 +53,6 @@ void fuzzread(void (*handler)(), const char *before, const uint8_t *data, size_t
     silent = 7;
     safecall(readonce);
     inpurge();
-    end_of_command();
+    end_of_search();
+    ram_refresh();
 }

@@ -42,6 +42,7 @@ protected:
         checkarena();
         kill_all_threads = nullptr;
         freeli();
+        zelrun(";");                     // what a test printed is not left for the next
     }
 };
 

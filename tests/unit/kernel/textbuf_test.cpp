@@ -12,6 +12,7 @@ protected:
     {
         pressbuff = 1;
         initialize_winbufsiz(250);
+        zelrun(";");
     }
 };
 

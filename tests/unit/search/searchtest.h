@@ -4,6 +4,7 @@
 #include "reference.h"
 #include "zeltest.h"
 #include "data/matrix.h"
+#include "kernel/arena.h"
 #include "kernel/below.h"
 #include "kernel/commands.h"
 #include "kernel/driver.h"
@@ -86,7 +87,8 @@ struct searchframe {
     ~searchframe()
     {
         end_of_search();
-        end_of_command();
+        loset(minseg);
+        hiset(maxeg);
     }
 };
 

@@ -245,11 +245,11 @@ TEST(Treefiles, ForeignBytesNeverBreakTheReaders)
 {
     std::mt19937 dice(11);
     datafor(9);
-    const char pieces[] = "0123456789 ()(),*;='@+-.xT\n";
+    const char pieces[] = "0123456789 ()(),*='@+-.xT\n";       // no semicolon: what follows it would be commands
     for (int trial = 0; trial < 400; ++trial) {
         std::string text, binary;
         for (int i = int(dice() % 60); i > 0; --i) text += pieces[dice() % (sizeof pieces - 1)];
-        for (int i = int(dice() % 80); i > 0; --i) binary += char(dice());
+        for (int i = int(dice() % 80); i > 0; --i) if (char c = char(dice()); c != ';') binary += c;
         zelrun("keep 0;");
         zelrun("proc " + writefile("junk.tre", "tread (0 1)* (" + text) + ";");
         checktreebuf();
@@ -259,7 +259,6 @@ TEST(Treefiles, ForeignBytesNeverBreakTheReaders)
         zelrun("proc " + writefile("junk.tre", "tread (0 1) " + binary) + ";");
         checktreebuf();
     }
-    zelrun("macro-; silent-all; tsave/;");
 }
 
 TEST(Treefiles, AnOldFileStaysUntilTheNewOneIsClosedAndWhenWritingFails)
