@@ -9,6 +9,10 @@ void laytreebuffer(int n);       // the tree buffer for n trees; locks datatag
 extern int maxtrees, realmaxtrees, trees_in_mem;
 extern int **mem_tree;
 
+// trees: the tag tree
+extern char txtr_is_set, **txtrmsg;
+extern int *txtr, maxtxtsz;
+
 // trees: the tree along which data were generated is kept
 [[noreturn]] void numtreeerror(long n);
 void stortree(const int *anc);

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 int  (*cellch)();
 void (*uncellch)();
@@ -64,21 +65,20 @@ static uint32_t symbolset(int symbol, int t, int c)
     return symbol == '-' ? gapcell() : tmpmask[symbol];
 }
 
-// A gap that is no state adds nothing to the states it stands with.
 static uint32_t bracketed(int t, int c)
 {
-    uint32_t cell = 0, gap = 0;
+    uint32_t cell = 0;
     for (int symbol = cellch() & 255; symbol != ']'; symbol = cellch() & 255) {
         if (symbol <= ' ') continue;
         uint32_t set = symbolset(symbol, t, c);
         if (!set) {
             if (symbol == ';') check_eof();
+            hintcellerror();
             myerr("Unexpected state reading char. %i for taxon %s: %c\n", c, taxname[t], symbol);
         }
-        if (symbol == '-' && (data_type == DATA_NUM || read_gaps_as_missing)) gap = set;
-        else cell |= set;
+        cell |= set;
     }
-    return cell ? cell : gap;
+    return cell;
 }
 
 uint32_t rddiscrete(int symbol, int t, int c)
@@ -101,7 +101,7 @@ static bool isnumeral(int symbol) { return (symbol >= '0' && symbol <= '9') || s
 static double readreal(int symbol, int t, int c)
 {
     constexpr int LONGEST = 25;
-    char text[LONGEST + 8];
+    char text[LONGEST + 8] = "";
     int n = 0, points = 0, digits = 0;
     for (; isnumeral(symbol) && points + (symbol == '.') <= 1; symbol = cellch() & 255) {
         if (symbol == '.') ++points;
@@ -109,9 +109,11 @@ static double readreal(int symbol, int t, int c)
         chk_strlen(n + 1, LONGEST, "Number");
         text[n++] = char(symbol);
     }
-    if (!digits)
+    if (!digits || symbol == '.') {
+        hintcellerror();
         myerr("Taxon %i (%s), char. %i (block %i): expecting real number; found '%c'",
               t, taxname[t], c, charcodes[c].block, symbol);
+    }
     if (symbol == 'e' || symbol == 'E') {
         text[n++] = 'e';
         symbol = cellch() & 255;
@@ -124,7 +126,9 @@ static double readreal(int symbol, int t, int c)
     }
     uncellch();
     double value = 0;
-    std::from_chars(text, text + n, value);      // not strtod: the locale's decimal sign is not ours
+    auto end = std::from_chars(text, text + n, value);      // not strtod: the locale's decimal sign is not ours
+    if (value >= NOVALUE / 2 || (end.ec == std::errc::result_out_of_range && !strchr(text, '-')))
+        myerr("Taxon %i (%s), char. %i (block %i): number is too large", t, taxname[t], c, charcodes[c].block);
     return value;
 }
 

@@ -9,6 +9,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/typos.h"
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +18,6 @@
 scaleback *cont_scale_back;
 
 constexpr int STARTTREES = 100;          // room for trees with every new matrix
-constexpr int TAGTEXT = 128;             // bytes of the tag of a node
 constexpr long TOOMANY = 1000000000;     // taxa or characters that no memory holds, and no index counts
 
 using bigcount = unsigned __int128;
@@ -29,7 +29,7 @@ uint64_t expectedsize(long chars, long taxa, int width)
     bigcount a = 112 * c + 96 * name;
     if (allow_sankoff) a += 8 * c + 4 * m * m * c;
     bigcount b = a + 24 * n + bigcount(width) * c * t;
-    bigcount all = n * TAGTEXT + n + name * t + 512 + 4 * (19 * n + 2 * (2 * name * n + t)) + b;
+    bigcount all = n * bigcount(maxtxtsz) + n + name * t + 512 + 4 * (19 * n + 2 * (2 * name * n + t)) + b;
     all = all / 4 * 5;
     return all >> 62 ? uint64_t{1} << 62 : uint64_t(all);
 }
@@ -46,13 +46,15 @@ uint64_t datasize()
     return size;
 }
 
+uint64_t machineram() { return uint64_t(sysconf(_SC_PHYS_PAGES)) * uint64_t(sysconf(_SC_PAGE_SIZE)); }
+
 // Four times the data leaves room for trees and searches.  What the machine cannot give at all is
 // not asked for: the layout then runs out in the arena as it is.
 static void growarena(uint64_t size)
 {
     uint64_t want = size * 4;
     if (!autoset_ram || iamslave || vailram() >= want) return;
-    uint64_t machine = uint64_t(sysconf(_SC_PHYS_PAGES)) * uint64_t(sysconf(_SC_PAGE_SIZE));
+    uint64_t machine = machineram();
     if (size > machine) return;
     ram_autoreset(std::min(want, std::max(size, machine / 4 * 3)));
 }
@@ -174,6 +176,7 @@ void finishmatrix(const char *name)
     freehi();
     lockram(&datonlytag);
     laytreebuffer(STARTTREES);
+    if (admit_typos) allocate_name_matching();
     defined_ref = 0;
 }
 

@@ -16,6 +16,7 @@ double originalvalue(int c, int stored); // in the units of the file
 extern int display_in_original_scale;    // continuous values are shown in the units of the file; starts at 0
 
 uint64_t expectedsize(long chars, long taxa, int width);   // bytes, for cells of so many bytes
+uint64_t machineram();                   // bytes of the whole machine
 void askreplace(const char *newname);    // warns that the data in memory will go, and drops them; nothing without data
 void beginmatrix(long chars, long taxa); // sizes, memory (growing the arena when allowed), all cells missing
 void laynames(const std::string *names, int n, char ***where);   // arena copies of n names

@@ -16,9 +16,11 @@
 #include "kernel/progress.h"
 #include "kernel/random.h"
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -77,15 +79,13 @@ struct modeltree {
     std::vector<int> anc;                // as stored
     std::vector<int> order;              // nodes, each after its ancestor; the root first
     std::vector<double> change;          // per node, chance of change along the branch to its ancestor
-    bool has(int t) const { return anc[size_t(t)] != 0; }
+    std::vector<double> length;          // per node, changes expected along that branch; empty unless tags say so
 };
 }
 
-static modeltree gettree(long n)
+static modeltree ordered(const int *anc)
 {
-    if (n < 0 || n >= give_trees_in_mem()) numtreeerror(n);
     modeltree tree;
-    const int *anc = ancestors_of_tree(int(n));
     tree.anc.assign(anc, anc + nodz);
     int slots = anc[nt];
     std::vector<std::vector<int>> below(static_cast<size_t>(slots));
@@ -98,12 +98,36 @@ static modeltree gettree(long n)
     return tree;
 }
 
-static long readtree()
+static modeltree gettree()
 {
-    if (peep() == '!') errmsg("No messages written to tree branches", nullptr);
     long n = gtnu();
     if (n < 0) errmsg("Must give", "tree", "number", nullptr);
-    return n;
+    if (n >= give_trees_in_mem()) numtreeerror(n);
+    return ordered(ancestors_of_tree(int(n)));
+}
+
+// The tag tree, with the number at the start of each tag as the length of the branch.
+static modeltree taggedtree()
+{
+    if (!txtr_is_set) errmsg("No messages written to tree branches", nullptr);
+    modeltree tree = ordered(txtr);
+    tree.length.assign(size_t(nodz), 0);
+    for (int n : tree.order) {
+        if (n == tree.order[0]) continue;
+        const char *tag = txtrmsg[n];
+        double length = -1;
+        std::from_chars(tag, tag + strlen(tag), length);     // not strtod: the locale's decimal sign is not ours
+        if (!(length >= 0)) myerr("The message on the branch of node %i is no branch length", n);
+        tree.length[size_t(n)] = length;
+    }
+    return tree;
+}
+
+// Jukes & Cantor: chances of ending in another state, from the changes expected.
+static void changesfor(modeltree &tree, int states)
+{
+    double others = states > 1 ? (states - 1.0) / states : 1;
+    for (size_t n = 0; n < tree.length.size(); ++n) tree.change[n] = others * (1 - std::exp(-tree.length[n] / others));
 }
 
 // Chance of stasis along a branch, as hundredths.
@@ -135,28 +159,31 @@ static int bytesfor(long states) { return states <= 8 ? 1 : states <= 16 ? 2 : 4
 static void mustfit(long chars, long states)
 {
     uint64_t need = expectedsize(chars, nt, bytesfor(states));
-    if ((autoset_ram && !iamslave) || need <= uint64_t(topram - memseg)) return;
+    bool grows = autoset_ram && !iamslave;
+    if (need <= uint64_t(topram - memseg) || (grows && need <= machineram())) return;
+    if (grows) errmsg("Sorry, not enough memory to generate", nullptr);
     myerr("Too much RAM needed for generating data from existing tree...\n"
           "You must read initial dataset allocating %u MBytes or more...", unsigned(need / 1000000 + 1));
 }
 
-// xread + T P C N
+// xread + T P C N, xread + ! C N
 static void jc_generate_data()
 {
     nodaterror("generating data from a tree");
-    long treenumber = readtree();
-    double stasis = readstasis();
-    modeltree tree = gettree(treenumber);
+    bool tagged = gotc('!');
+    modeltree tree = tagged ? taggedtree() : gettree();
+    double stasis = tagged ? 0 : readstasis();
     long chars = gtnu(), states = gtnu();
     if (chars < 1) errmsg("Must specify number of characters", nullptr);
     if (states < 0) states = 2;
     if (states < 1 || states > 32) errmsg("Number of states must be 1-32", nullptr);
     mustfit(chars, states);
-    std::fill(tree.change.begin(), tree.change.end(), 1 - stasis);
+    if (tagged) changesfor(tree, int(states));
+    else std::fill(tree.change.begin(), tree.change.end(), 1 - stasis);
     std::vector<std::string> names(taxname, taxname + nt);
     std::vector<int> at(size_t(nodz), 0);
     char name[64];
-    snprintf(name, sizeof name, "Data, p(stasis)=%.2f", stasis);
+    snprintf(name, sizeof name, tagged ? "Data (jukes-cant" : "Data, p(stasis)=%.2f", stasis);
 
     int taxa = nt;
     askreplace(name);
@@ -183,9 +210,9 @@ static void jc_generate_data()
 static void regenerate(int kind)
 {
     nodaterror("generating data from a tree");
-    long treenumber = readtree();
-    double change = 1 - readstasis();
-    modeltree tree = gettree(treenumber);
+    bool tagged = kind == '<' && gotc('!');
+    modeltree tree = tagged ? taggedtree() : gettree();
+    double change = tagged ? 0 : 1 - readstasis();
     uint8_t *list = zhi<uint8_t>(size_t(nc));
     if (!read_scope(list, 0, nc, "character", charnames)) std::fill(list, list + nc, LISTED);
     for (int c = 0; c < nc; ++c)
@@ -202,7 +229,9 @@ static void regenerate(int kind)
     std::vector<int> at(size_t(nodz), 0);
     for (int c = 0; c < nc; ++c) {
         if (list[c] != LISTED) continue;
-        jc_generate(tree, c, std::max(2, int(charcodes[c].numstates)), &at);
+        int states = std::max(2, int(charcodes[c].numstates));
+        if (tagged) changesfor(tree, states);
+        jc_generate(tree, c, states, &at);
         charcodes[c].recalc = 1;
     }
     chartables_reset();

@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 constexpr uint32_t SETSUNKNOWN = 1000000;
+constexpr int MOSTSTEPS = 32700;         // maxima of non-additive characters go no further
 
 static bool considered(int t) { return !check_only_active_taxa || taxact[t]; }
 static bool single(uint32_t x) { return x && !(x & (x - 1)); }
@@ -104,7 +105,7 @@ static void nonadditive(charrec &r, const uint32_t *cells, int n)
         for (uint32_t x = cells[i]; x; x &= x - 1) ++with[lowest(x)];
     }
     for (int count : with) most = std::max(most, count);
-    r.maxsteps = n - most;
+    r.maxsteps = std::min(n - most, MOSTSTEPS);
     if (use_exact_mincalc) {
         r.minsteps = leastcover(cells, n) - 1;
         return;

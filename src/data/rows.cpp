@@ -30,12 +30,22 @@ static int  istripledot;                 // the name read last stands for all ta
 static int  last_cut_value_is;           // length of the part that tells the taxon
 static bool longannounced, symbolannounced;
 
+// The rest of a name that is longer than any room for it.
+static void passrest()
+{
+    int symbol;
+    do symbol = gtch();
+    while (symbol > ' ' && symbol != ';');
+    ungtch();
+}
+
 // Reads a name into cmdname; false at the semicolon.
 static bool readname()
 {
     int was = getting_cmd;
     if (domacros) getting_cmd = 1;       // so that macro text may supply names
     int length = rdfilename();
+    if (length == CMDNAMESIZE - 1) passrest();
     getting_cmd = was;
     if (!length) return false;
 
@@ -113,32 +123,89 @@ static void closecharacters(int first, int end)
 
 // --- Plain layout ---
 
-void readplain()
+namespace {
+
+// Files tend to have a taxon a line.  Line breaks mean nothing here, but when a symbol is wrong
+// they tell whether the number of characters is.
+struct lineshape {
+    int taxon = -1, lineend = 0;         // being read; cells at the end of its first line, 0 while that goes on
+    int ragged = -1, raggedend = 0;      // first taxon whose name starts a line and whose cells do not end one
+    lineshape();
+    ~lineshape() { beforecellerror = nullptr; }
+};
+
+}
+
+static const lineshape *shape;           // of the matrix being read
+
+static void sizehint()
+{
+    int t = shape->ragged >= 0 ? shape->ragged : shape->taxon;
+    int end = shape->ragged >= 0 ? shape->raggedend : shape->lineend;
+    if (shape->ragged < 0 && !end) return;
+    if (end) myp("Is the number of characters (%i) right?  The line of taxon %i (%s) ends after %i", nc, t, taxname[t], end);
+    else myp("Is the number of characters (%i) right?  The line of taxon %i (%s) goes on after them", nc, t, taxname[t]);
+}
+
+lineshape::lineshape()
+{
+    shape = this;
+    beforecellerror = sizehint;
+}
+
+static bool isnewline(int symbol) { return symbol == '\n' || symbol == '\r'; }
+
+// Leaves the next name, or the semicolon; true when that starts a line.
+static bool nextline(bool *more)
+{
+    int was = getting_cmd, symbol;
+    if (domacros) getting_cmd = 1;
+    bool starts = false;
+    for (symbol = nextsymbol(); symbol <= ' '; symbol = nextsymbol()) starts |= isnewline(symbol);
+    ungtch();
+    getting_cmd = was;
+    *more = symbol != ';';
+    return starts;
+}
+
+void readplain(bool startsline)
 {
     needwidth();
     startnames();
+    lineshape lines;
     for (int c = 0; c < nc; ++c) opencharacter(c, 0);
     for (int t = 0; t < nt; ++t) {
         dildit(t, nt, "Reading matrix");
         if (!readname()) {
             check_eof();
+            sizehint();
             myerr("Matrix ends before taxon %i; number of taxa set to %i", t, nt);
         }
         strcpy(taxname[t], cmdname);
+        lines.taxon = t;
+        lines.lineend = 0;
         for (int c = 0; c < nc; ++c) {
-            int symbol;
-            do symbol = nextsymbol();
-            while (symbol <= ' ');
+            int symbol = nextsymbol();
+            for (; symbol <= ' '; symbol = nextsymbol())
+                if (isnewline(symbol) && !lines.lineend) lines.lineend = c;
             if (symbol == ';') check_eof();
             setcell(t, c, readcell(symbol, t, c));
         }
+        bool more, starts = nextline(&more);
+        if (more && startsline && !starts && lines.ragged < 0) {
+            lines.ragged = t;
+            lines.raggedend = lines.lineend;
+        }
+        startsline = starts;
     }
     closecharacters(0, nc);
     rescale_large_continuous();
     int symbol = gtnb();
     ungtch();
-    if (symbol != ';')
-        myerr("Matrix must end with a semicolon after taxon %i (%s); found '%c'", nt - 1, taxname[nt - 1], symbol);
+    if (symbol == ';') return;
+    if (lines.ragged >= 0) sizehint();
+    else myp("Is the number of taxa (%i) right?", nt);
+    myerr("Matrix must end with a semicolon after taxon %i (%s); found '%c'", nt - 1, taxname[nt - 1], symbol);
 }
 
 // --- Interleaved layout ---
@@ -315,7 +382,7 @@ static void readrow(int t)
 {
     interleaved &in = *reader;
     bool firstrow = in.rows == 1;
-    int c = in.first, symbol = gtnb();   // the cells may start on a line below the name
+    int c = in.first, symbol = nextsymbol();
     for (;; ++c) {
         while (symbol <= ' ' && symbol != '\n' && symbol != '\r') symbol = nextsymbol();
         if (symbol == '\n' || symbol == '\r' || symbol == ';') break;
@@ -374,6 +441,7 @@ static void lowersizes()
         nt = in.taxa;
         nodz = 2 * nt - 1;
         root = 2 * nt - 2;
+        memset(taxact + nt, 0, size_t(nodz - nt));
     }
     if (in.end < nc) {
         if (!in.end) errmsg("Must specify number of characters", nullptr);

@@ -9,6 +9,7 @@ uint32_t tmpmask[256];
 char anti_mask[32], state_mask[33] = "0123456789ABCDEFGHIJKLMNOPQRSTUV";
 const char dna_mask[6] = "AGCT-", prot_mask[23] = "ACDEFGHIKLMNPQRSTVWYU-";
 int read_states_as = DATA_NUM;
+void (*beforecellerror)();
 
 int celldim = 2, maxstate = 16;
 uint32_t MISSING = 65535, INAPPSET = 32767;
@@ -111,6 +112,11 @@ const char *typeword(int type)
     }
 }
 
+void hintcellerror()
+{
+    if (beforecellerror) beforecellerror();
+}
+
 void checkalpha(int symbol, int t, int c)
 {
     if (symbol == '?' || symbol == '*' || symbol == '[' || symbol == ']') return;
@@ -123,6 +129,7 @@ void checkalpha(int symbol, int t, int c)
         types_read |= type;
         return;
     }
+    if ((type == DATA_NUM) != digit) hintcellerror();
     if (type == DATA_NUM && !digit)
         errmsg("Taxon", taxname[t], "- ch.", intvert(c), "was alphanumeric for previous taxa!", nullptr);
     if (type != DATA_NUM && digit)
@@ -132,8 +139,8 @@ void checkalpha(int symbol, int t, int c)
 uint32_t is_it_an_ok_state(int symbol, int t, int c)
 {
     uint32_t set = tmpmask[symbol & 255];
-    if (!set)
-        myerr("Found alien symbol for taxon %i (%s), char. %i (block %i): '%c'",
-              t, taxname[t], c, charcodes[c].block, symbol);
-    return set;
+    if (set) return set;
+    hintcellerror();
+    myerr("Found alien symbol for taxon %i (%s), char. %i (block %i): '%c'",
+          t, taxname[t], c, charcodes[c].block, symbol);
 }

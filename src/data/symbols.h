@@ -15,6 +15,10 @@ void symbols_of(int type);           // tmpmask and anti_mask for a type, whatev
 int  statesymbol(int type, int state);          // how a state of a character of that type is written
 const char *typeword(int type);                 // "numeric", "DNA", "proteins", "continuous", "landmark"
 
+// Says what may be behind a symbol that cannot be, before the error does; null: nothing to say.
+extern void (*beforecellerror)();
+void hintcellerror();
+
 // Symbol checks of the readers: each fails with the place.
 void checkalpha(int symbol, int t, int c);      // settles the type of a column, or refuses a symbol of another type
 uint32_t is_it_an_ok_state(int symbol, int t, int c);   // states of the symbol; fails for one that is none

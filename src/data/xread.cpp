@@ -73,12 +73,15 @@ static void title()
 
 // --- The matrix ---
 
-// The next character that is no blank, with the mark of old interleaved files among them.
-static int layoutmark()
+static bool isnewline(int c) { return c == '\n' || c == '\r'; }
+
+// The next character that is no blank, with the mark of old interleaved files among them, and
+// whether it starts a line.
+static int layoutmark(bool *startsline)
 {
-    int c;
-    do c = gtch();
-    while (c <= ' ' && c != 4);
+    *startsline = false;
+    int c = gtch();
+    for (; c <= ' ' && c != 4; c = gtch()) *startsline |= isnewline(c);
     if (c != 4) ungtch();
     return c;
 }
@@ -137,11 +140,12 @@ void read_matrix(long nchars, long ntaxa, int fill)
     if (nchars < 1) errmsg("Must specify number of characters", nullptr);
     ntaxa = gtnu();
     if (ntaxa < 4) errmsg("Must specify number of taxa (4 or more)", nullptr);
-    int layout = layoutmark();
+    bool startsline;
+    int layout = layoutmark(&startsline);
     beginmatrix(nchars, ntaxa);
     startcells();
     if (layout == '&' || layout == 4) readinterleaved();
-    else readplain();
+    else readplain(startsline);
     erdil();
     missingcontinuous();
     saymixed();
@@ -189,6 +193,7 @@ const comhelp xreadhelp = {
     "xread / C T N;         random matrix of C characters, T taxa, N states (default 2; 0: all missing)\n"
     "xread + T P C N;       generate C characters of N states (default 2) along tree T, which stays as tree 0, each\n"
     "                       branch keeping the state with probability P (0-100)\n"
+    "xread + ! C N;         the same along the tree with tags, which hold branch lengths (changes per character)\n"
     "xread < T P L;         generate anew the characters L (default: all) along tree T, the same way\n"
     "xread > T P L;         the same, each branch with a chance of change between 0 and twice as large\n"
     "xread & T P L;         the same, chances of change distributed exponentially\n"

@@ -1,5 +1,7 @@
 // Small commands on the trees in memory: how many there can be, which stay, where they are rooted.
 #include "trees/treebuf.h"
+#include "trees/lightopt.h"
+#include "trees/pack.h"
 #include "trees/scratch.h"
 #include "trees/treemodel.h"
 #include "trees/treetags.h"
@@ -12,6 +14,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/textbuf.h"
 #include <algorithm>
 #include <cctype>
 #include <climits>
@@ -152,8 +155,11 @@ void check_everything()
 {
     checkinput();
     checkarena();
+    checktextbuf();
     if (datonlytag) checkmatrix();
     if (!datatag || doing_a_search) return;
     checktreebuf();
     checktags();
+    checklightopt();
+    if (schtag) checkpack();
 }

@@ -6,7 +6,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    fuzzboot("mxram 4;");
+    fuzzboot("mxram 4; mxram ];");
     if (size < 2) return 0;
     static const char *const widths[] = { " num 8;", " num 16;", " num 32;", " dna;", " prot;" };
     fuzzread(nstatescom, widths[data[0] % 5], nullptr, 0);
