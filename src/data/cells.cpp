@@ -65,9 +65,10 @@ static uint32_t symbolset(int symbol, int t, int c)
     return symbol == '-' ? gapcell() : tmpmask[symbol];
 }
 
+// A gap that is no state adds nothing to the states it stands with.
 static uint32_t bracketed(int t, int c)
 {
-    uint32_t cell = 0;
+    uint32_t cell = 0, gap = 0;
     for (int symbol = cellch() & 255; symbol != ']'; symbol = cellch() & 255) {
         if (symbol <= ' ') continue;
         uint32_t set = symbolset(symbol, t, c);
@@ -76,9 +77,10 @@ static uint32_t bracketed(int t, int c)
             hintcellerror();
             myerr("Unexpected state reading char. %i for taxon %s: %c\n", c, taxname[t], symbol);
         }
-        cell |= set;
+        if (symbol == '-' && (data_type == DATA_NUM || read_gaps_as_missing)) gap = set;
+        else cell |= set;
     }
-    return cell;
+    return cell ? cell : gap;
 }
 
 uint32_t rddiscrete(int symbol, int t, int c)
