@@ -73,15 +73,12 @@ static void title()
 
 // --- The matrix ---
 
-static bool isnewline(int c) { return c == '\n' || c == '\r'; }
-
-// The next character that is no blank, with the mark of old interleaved files among them, and
-// whether it starts a line.
-static int layoutmark(bool *startsline)
+// The next character that is no blank, with the mark of old interleaved files among them.
+static int layoutmark()
 {
-    *startsline = false;
-    int c = gtch();
-    for (; c <= ' ' && c != 4; c = gtch()) *startsline |= isnewline(c);
+    int c;
+    do c = gtch();
+    while (c <= ' ' && c != 4);
     if (c != 4) ungtch();
     return c;
 }
@@ -138,10 +135,12 @@ void read_matrix(long nchars, long ntaxa, int fill)
     title();
     nchars = gtnu();
     if (nchars < 1) errmsg("Must specify number of characters", nullptr);
+    peep();
+    long line = giveme_fileline();
     ntaxa = gtnu();
     if (ntaxa < 4) errmsg("Must specify number of taxa (4 or more)", nullptr);
-    bool startsline;
-    int layout = layoutmark(&startsline);
+    int layout = layoutmark();
+    bool startsline = giveme_fileline() > line;
     beginmatrix(nchars, ntaxa);
     startcells();
     if (layout == '&' || layout == 4) readinterleaved();

@@ -18,6 +18,7 @@
 // Puts the matrix in memory.
 inline void use(const plain::data &m)
 {
+    static const std::string roomy = zelrun("mxram 32;");     // large tree buffers fit where the arena starts tiny
     zelrun("procedure " + writefile("search.xread", plain::readtext(m)) + ";");
     ASSERT_FALSE(zelfailed());
 }

@@ -70,21 +70,17 @@ TEST(Wagner, OfFourTaxaIsTheShortestTree)
     zelrun("rseed];rseed 1;mult:replic 10 tbr;");
 }
 
-TEST(Wagner, OfThreeTaxaNeedsNoAddition)
+TEST(Wagner, StartsFromTheNetworkOfThreeTaxa)
 {
     std::mt19937 rng(62);
-    plain::data m = plain::randommatrix(rng, 4, 10);
-    m.taxactive[2] = 0;
-    use(m);
-    std::string report = zelrun("mult=replic 2;");
-    EXPECT_FALSE(zelfailed());
-    EXPECT_EQ(trees_in_mem, 1);
-    EXPECT_EQ(plain::text(kept(0)), "(0 (1 3))");
-    plain::tree only;
-    only.taxa = 3;
-    only.anc = { 3, 4, 4, plain::tree::NONE, 3 };
-    EXPECT_EQ(bestscore(report), double(plain::length(activepart(m), only)));
-    zelrun("mult:replic 10;");
+    use(plain::randommatrix(rng, 8, 10));
+    searchframe frame(multcom);
+    netnit(anx, 0, 5, 2);
+    std::vector<int> want(hinod, 0);
+    want[0] = want[ntax + 1] = ntax;
+    want[5] = want[2] = ntax + 1;
+    want[ntax] = ntax + 2;                   // the next free node
+    EXPECT_EQ(std::vector<int>(anx, anx + hinod), want);
 }
 
 TEST(Wagner, LeavesTheImageAsItWasWhenTheOutgroupIsMoved)
