@@ -143,8 +143,10 @@ static void sizehint()
     int t = shape->ragged >= 0 ? shape->ragged : shape->taxon;
     int end = shape->ragged >= 0 ? shape->raggedend : shape->lineend;
     if (shape->ragged < 0 && !end) return;
-    if (end) myp("Is the number of characters (%i) right?  The line of taxon %i (%s) ends after %i", nc, t, taxname[t], end);
-    else myp("Is the number of characters (%i) right?  The line of taxon %i (%s) goes on after them", nc, t, taxname[t]);
+    if (end)
+        myp("Is the number of characters (%i) right?  The line of taxon %i (%s) ends after %i", nc, t, taxname[t], end);
+    else
+        myp("Is the number of characters (%i) right?  The line of taxon %i (%s) goes on after them", nc, t, taxname[t]);
 }
 
 lineshape::lineshape()
@@ -398,7 +400,7 @@ static void readrow(int t)
     }
     if (symbol == ';') ungtch();
     if (firstrow) in.end = c;
-    else if (c < in.end) {
+    if (c < in.end || c == in.first) {
         check_eof();
         rowlength(" few", t);
     }

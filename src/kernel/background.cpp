@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 constexpr unsigned PAUSESTEP = 3;     // seconds between two looks at the pause file
 
 int execfile_serial = 1;
-static std::string arguments;         // the instructions; empty once read, and without a background run
+static std::string arguments;         // the instructions; empty when this is no background run
 
 static std::string controlfile(const char *what) { return std::string(what) + "_zel_" + std::to_string(getpid()); }
 
@@ -38,6 +38,14 @@ void start_background(int argc, char **argv)
     exit(255);                        // only instructions that could not be taken come back
 }
 
+// What the user must see would be lost otherwise: nobody looks at the text buffer of such a run.
+void tell_background(const char *text)
+{
+    if (!background_text() || (logfile && logfile != stderr)) return;
+    utf8out(text, strlen(text), stderr);
+    fflush(stderr);
+}
+
 void quit_background()
 {
     flushlog();
@@ -57,11 +65,15 @@ bool open_execute_file()
     if (!fs::copy_file(given, copy, fs::copy_options::overwrite_existing, failed)) return false;
     if (!fs::remove(given, failed)) {
         execfile_serial = -1;
-        myp("\n------------  N O T E  -----------------\n"
-            "File \"execute_zel_%i\" cannot be removed!\n"
-            "Will run it and exit (no further resetting\n"
-            "will be allowed after execution of file).\n"
-            "------------------------------------------\n", int(getpid()));
+        char note[300];
+        snprintf(note, sizeof note,
+                 "\n------------  N O T E  -----------------\n"
+                 "File \"execute_zel_%i\" cannot be removed!\n"
+                 "Will run it and exit (no further resetting\n"
+                 "will be allowed after execution of file).\n"
+                 "------------------------------------------\n", int(getpid()));
+        joinem(note, nullptr);
+        tell_background(note);
     }
     snprintf(cmdname, CMDNAMESIZE, "%s", copy.c_str());
     newproc();

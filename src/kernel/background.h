@@ -5,9 +5,10 @@
 extern int execfile_serial;          // number of the next execute file; -1 when the last could not be removed; starts at 1
 
 [[noreturn]] void start_background(int argc, char **argv);   // argv[1..] are the instructions, "bground" first
-const char *background_text();       // the instructions while they wait to be read, else null; ends with ";\n"
+const char *background_text();       // the instructions; ends with ";\n"; null when this is no background run
 bool open_execute_file();            // opens it as a level; false when there is none
 bool will_not_reset_from_background();   // no execute file is ahead
 [[noreturn]] void quit_background(); // the instructions have ended
+void tell_background(const char *text);  // to standard error, when a background run has no log; else nothing
 bool stop_file_found();              // and removes it
 void pause_while_asked();            // sleeps as long as the pause file exists

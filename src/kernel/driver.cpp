@@ -110,9 +110,9 @@ static const comrow *lookup()
 {
     nocorrections whilehere;
     if (const comrow *row = findcommand(cmdname)) return row;
-    if (admit_typos && menuing)
-        for (int i = 0; i < typolimit; ++i)
-            if (needwunsch_typo(cmdname, comtable[i].name, "command") == 1) return &comtable[i];
+    if (admit_typos && (menuing || procnest->is_terminal))        // someone is there to be asked
+        for (int i = 0, answer = 0; i < typolimit && answer != CANCELLED; ++i)
+            if ((answer = needwunsch_typo(cmdname, comtable[i].name, "command")) == ACCEPTED) return &comtable[i];
     if (findscript()) return &runfile_row;
     errmsg("Unknown command:", cmdname, nullptr);
 }

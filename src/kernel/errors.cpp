@@ -4,6 +4,7 @@
 // every silence; then all inputs are closed and what was half done is put back.
 #include "kernel/errors.h"
 #include "kernel/arena.h"
+#include "kernel/background.h"
 #include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/input.h"
@@ -40,7 +41,9 @@ void errtrap()
     ++failed_commands;
     for (const resetrow *row = resettable; row->what; ++row) row->undo();
     if (inbground) {
-        myp("... SOME ERROR OCCURED, QUITTING...");
+        constexpr char farewell[] = "... SOME ERROR OCCURED, QUITTING...\n";
+        joinem(farewell, nullptr);
+        tell_background(farewell);
         flushlog();
         exit(255);
     }
@@ -54,6 +57,9 @@ void errtrap()
 // --- where it stood -----------------------------------------------------------------------
 
 constexpr int PLACEWIDTH = 75, PLACEBEFORE = 37;
+constexpr int LONGESTTAIL = 3;       // bytes of a UTF-8 character after its first
+
+static bool continues(char c) { return (c & 0xc0) == 0x80; }   // stands inside a UTF-8 character
 
 static void composeplace()
 {
@@ -63,13 +69,15 @@ static void composeplace()
         tospew(curproc->name);
         spewch('\n');
     }
-    const char *text = curproc->buffer;
+    const char *text = curproc->buffer, *at = getnext;
     if (!*text) return;
-    const char *from = std::max(text, static_cast<const char *>(getnext) - PLACEBEFORE);
+    const char *from = std::max(text, at - PLACEBEFORE);
     const char *to = from + strnlen(from, PLACEWIDTH);
+    for (int i = 0; i < LONGESTTAIL && from > text && continues(*from); ++i) --from;
+    for (int i = 0; i < LONGESTTAIL && continues(*to); ++i) ++to;
     for (const char *c = from; c < to; ++c) spewchos(static_cast<unsigned char>(*c));
     tojoin(" \n");
-    spewspx(std::max(0, int(getnext - from) - 1));
+    spewspx(std::max(0, int(at - from - std::count_if(from, at, continues)) - 1));
     tojoin("^\n");
 }
 
@@ -115,7 +123,10 @@ void errmsg(const char *text, ...)
             GTK_Message_Box("Error", "Error parsing instructions\nfrom the graphic interface", BOX_ERROR);
         menuing = 2;
     }
-    if (composed_length()) spewout();
+    if (composed_length()) {
+        tell_background((std::string(composed()) + (composed()[composed_length() - 1] == '\n' ? "" : "\n")).c_str());
+        spewout();
+    }
     silent = silence;
     inpurge();
     errtrap();

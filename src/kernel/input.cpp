@@ -9,6 +9,7 @@
 #include "kernel/errors.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
+#include "kernel/textbuf.h"
 #include "kernel/window.h"
 #include <algorithm>
 #include <cassert>
@@ -130,8 +131,10 @@ static void refill()
     }
     if (p == procnest && inbground) {
         if (!open_execute_file()) quit_background();
+        parsing_args = 0;
         return;
     }
+    if (p->is_terminal) linsdone = 0;      // what was shown before the user typed need not be paged
     int n = p == procnest ? readbase(p)
           : p->is_terminal ? (fgets(p->buffer, READSIZE, p->stream) ? int(strlen(p->buffer)) : 0)
           : int(fread(p->buffer, 1, READSIZE, p->stream));

@@ -46,7 +46,10 @@ static void stopsteps()
     clear_spewbuf();
     if (macroswapping) jaking = 0;
     erdil_forgood();
-    if (!doing_a_search) spewem("User interrupt...", nullptr);
+    if (!doing_a_search) {
+        spewem("User interrupt...", nullptr);
+        tell_background("User interrupt...\n");
+    }
     inpurge();
     if (doing_a_search) { userstop = STOP_SEARCH; return; }
     if (inbground && open_execute_file()) return;

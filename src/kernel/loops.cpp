@@ -74,7 +74,7 @@ static const comrow *lookupinloop(loopstate &saved)
     if (const comrow *row = findcommand(cmdname)) return row;
     if (admit_inner_typos == 1)
         for (const comrow *row = comtable; row->name; ++row)
-            if (needwunsch_typo(cmdname, row->name, "command") == 1) return row;
+            if (needwunsch_typo(cmdname, row->name, "command") == ACCEPTED) return row;
     saved.restore();
     errmsg("Unknown command:", cmdname, nullptr);
 }

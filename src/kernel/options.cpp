@@ -14,8 +14,8 @@ const optrow *findoption(const optrow *rows, const char *word)
     if (admit_inner_typos == 1)
         for (const optrow *row = rows; row->word; ++row)
             switch (needwunsch_typo(word, row->word, "option")) {
-                case 1:  return row;
-                case -1: return nullptr;
+                case ACCEPTED:  return row;
+                case CANCELLED: return nullptr;
             }
     return nullptr;
 }

@@ -70,16 +70,16 @@ int needwunsch_typo(const char *given, const char *candidate, const char *kind)
     // An abbreviation is compared with the beginning of the candidate.
     int na = std::min(int(strlen(given)), WORDCUT), nb = std::min(int(strlen(candidate)), na);
     double similarity = compare(given, na, candidate, nb, 1);
-    if (similarity == 1.0) return 1;
+    if (similarity == 1.0) return ACCEPTED;
     if (similarity < name_match_limit) return 0;
 
     char text[400];
     snprintf(text, sizeof text, "\n\rDid you mean:\n\r%13s \"%.100s\"\n\r\ninstead of:\n\r              \"%.100s\" ?",
              kind, candidate, given);
     int answer = GTK_Message_Box("Warning", text, BOX_WARNING | BOX_CANCEL);
-    if (answer != 2) return answer == 1;
+    if (answer != 2) return answer == 1 ? ACCEPTED : 0;
     if (menuing) myerr("Can't match %s name!", kind);
-    return -1;
+    return CANCELLED;
 }
 
 int needwunsch_matchdiff(const char *a, int lena, const char *b, int lenb)

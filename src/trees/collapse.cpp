@@ -14,7 +14,7 @@
 
 collapser mark_supported = rule_1;
 int dacollrule = COLL_RULE1;
-int collapse_consensuses = 1, autocollapse_searches = 0, quick_collapse = 0;
+int collapse_consensuses = 1, autocollapse_searches = 0, quick_collapse = 1;
 
 // First-pass sets of internal nodes, kept by rule_3 while it runs.
 static uint32_t **firstset;

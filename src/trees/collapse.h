@@ -12,7 +12,7 @@ extern collapser mark_supported;      // the rule in force; starts as rule_1
 extern int dacollrule;                // its number; starts at 3
 extern int collapse_consensuses;      // trees are collapsed temporarily for consensuses; starts at 1
 extern int autocollapse_searches;     // trees are condensed after a search; starts at 0
-extern int quick_collapse;            // starts at 0
+extern int quick_collapse;            // moves within a collapsed group are skipped; starts at 1
 
 enum collapserule { COLL_NONE, COLL_RULE3, COLL_AMBIGUOUS, COLL_RULE1 };
 

@@ -24,8 +24,6 @@ std::string zelrun(const std::string &commands)
         readnewtext(&seen, &text);
         text.clear();
     }
-    readnewtext(&seen, &text);           // what was printed outside this function is not of these commands
-    text.clear();
     int before = failed_commands;
     gtkZel(commands.c_str());
     failed = failed_commands != before;

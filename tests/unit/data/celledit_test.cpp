@@ -3,6 +3,7 @@
 #include "data/lists.h"
 #include "trees/treebuf.h"
 #include <bit>
+#include <cmath>
 #include <set>
 
 static const char *small = "xread 5 4 a 00000 b 00111 c 11?[01]1 d 111-0;";
@@ -239,6 +240,35 @@ TEST(GeneratedData, RefuseWhatCannotBe)
         "Too much RAM needed for generating data from existing tree...\nYou must read initial dataset allocating "));
     EXPECT_EQ(trees_in_mem, 1);
     zelrun("mxram [; mxram 16;");
+    fresh();
+}
+
+TEST(GeneratedData, TakeTheLengthsOfBranchesFromTheTags)
+{
+    fresh();
+    zelrun("xread / 3 6 2; tread (0=0/ (1=0/ (2=0/ (3=9/ (4=0/ 5=0.25/ )=0/ )=0/ )=0/ )=0/ ); rseed 1;");
+    zelrun("xread + ! 4000 4;");
+    ASSERT_FALSE(zelfailed());
+    EXPECT_STREQ(dataname, "Data (jukes-cant");
+    EXPECT_EQ(celldim, 1);
+    int far = 0, near = 0;
+    for (int c = 0; c < nc; ++c) {
+        EXPECT_EQ(cell(0, c), cell(1, c));
+        EXPECT_EQ(cell(0, c), cell(2, c));
+        EXPECT_EQ(cell(0, c), cell(4, c));
+        far += cell(3, c) != cell(0, c);
+        near += cell(5, c) != cell(0, c);
+    }
+    EXPECT_NEAR(far / 4000.0, 0.75, 0.035);          // five standard deviations
+    EXPECT_NEAR(near / 4000.0, 0.75 * (1 - std::exp(-0.25 / 0.75)), 0.035);
+    EXPECT_EQ(trees_in_mem, 1);
+    EXPECT_STREQ(treegroupname[0], "model_tree");
+    EXPECT_TRUE(says(zelrun("xread + ! 10 2;"), "No messages written to tree branches"));
+    zelrun("tread (0=0/ (1=x/ (2=0/ (3=9/ (4=0/ 5=0/ )=0/ )=0/ )=0/ )=0/ );");
+    EXPECT_TRUE(says(zelrun("xread + ! 10 2;"), "The message on the branch of node 1 is no branch length"));
+    EXPECT_EQ(nc, 4000);
+    EXPECT_TRUE(says(zelrun("xread + 0 50 900000000 32;"), "Sorry, not enough memory to generate"));
+    EXPECT_EQ(nc, 4000);
     fresh();
 }
 

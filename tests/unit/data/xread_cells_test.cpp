@@ -215,6 +215,20 @@ TEST(Continuous, ValuesHaveThreeDecimals)
     fresh();
 }
 
+TEST(Continuous, ValuesThatAreNoNumbersFail)
+{
+    fresh("nstates cont;");
+    expectfailure("xread 1 4 a 1.2.3 b 1 c 1 d 1;",
+                  "Taxon 0 (a), char. 0 (block 0): expecting real number; found '.'");
+    expectfailure("xread 1 4 a 1 b -2 c 1 d 1;", "Taxon 1 (b), char. 0 (block 0): expecting real number; found '-'");
+    expectfailure("xread 1 4 a 1 b 2- c 1 d 1;", "Taxon 1 (b), char. 0 (block 0): expecting real number; found ' '");
+    for (const char *large : { "1e400", "9e9", "12345678901234" })
+        expectfailure(std::string("xread 1 4 a 1 b ") + large + " c 1 d 1;",
+                      "Taxon 1 (b), char. 0 (block 0): number is too large");
+    EXPECT_EQ(rangeof("1e-400"), 0u);
+    fresh();
+}
+
 TEST(Continuous, CellsOfTaxaNotInABlockAreMissing)
 {
     fresh("nstates cont;");

@@ -378,6 +378,42 @@ TEST(Interleaved, RowsMustHaveTheWidthOfTheirBlock)
     expectfailure("xread 2 4\n&\na 000\nb 00\nc 001\n;", "Error reading block 1, taxon a: too many characters");
 }
 
+TEST(Interleaved, RowsEndWithTheirLine)
+{
+    fresh();
+    expectfailure("xread 2 4\n&\na\n00\nb 00\nc 11\nd 11\n;", "Error reading block 1: too few chars. for a");
+    expectfailure("xread 2 4\n&\na 00\nb\n00\nc 11\nd 11\n;", "Error reading block 1: too few chars. for b");
+}
+
+TEST(Names, LongerThanAnyRoomAreReadToTheirEnd)
+{
+    fresh();
+    readdata("xread 1 4 a" + std::string(5000, '1') + " 0 b 1 c 0 d 1;");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_EQ(taxname[0], "a" + std::string(30, '1'));
+    EXPECT_EQ(cellsastext(), "0 1 0 1");
+}
+
+// What may be behind a wrong symbol is said when files have a taxon a line, not otherwise.
+TEST(WrongSizes, AreToldByTheLines)
+{
+    fresh();
+    const char *rows = "\na 000\nb 001\nc 011\nd 111\n;";
+    expectfailure(std::string("xread 4 4") + rows, "Is the number of characters (4) right?  The line of taxon 0 (a) "
+                                                   "ends after 3\nFound alien symbol for taxon 2 (d)");
+    expectfailure(std::string("xread 2 4") + rows,
+                  "Is the number of characters (2) right?  The line of taxon 0 (a) goes on after them\n");
+    expectfailure("xread 3 4\na 000\nZeus 0#0\n", "Found alien symbol for taxon 1 (Zeus), char. 1 (block 0): '#'");
+    expectfailure("xread 4 4\na 000\nZeus 000\n",
+                  "Is the number of characters (4) right?  The line of taxon 0 (a) ends after 3\nFound alien symbol "
+                  "for taxon 0 (a), char. 3 (block 0): 'Z'");
+    std::string said = readdata("xread 3 4 a 000 b 0#1 c 000 d 000;");
+    EXPECT_FALSE(says(said, "right?")) << said;
+    said = readdata("xread 6 4\na 000\n000\nb 000\n00#\n");
+    EXPECT_TRUE(says(said, "The line of taxon 1 (b) ends after 3")) << said;
+    expectnodata();
+}
+
 TEST(Interleaved, RefusesRowsThatCannotBe)
 {
     fresh();

@@ -65,6 +65,8 @@ TEST(CommandTable, ARowHasHelpExactlyWhenItsWorkIsDone)
     for (const comrow *row = comtable; row->name; ++row) {
         if (row->name[0] == '\n') continue;
         EXPECT_EQ(row->run == notyetcom, row->help == nullptr) << row->name;
-        if (row->help) EXPECT_GT(strlen(row->help->summary), 10u) << row->name;
+        if (row->help) {
+            EXPECT_GT(strlen(row->help->summary), 10u) << row->name;
+        }
     }
 }

@@ -153,7 +153,7 @@ TEST(KeptTrees, AreEqualWhenTheirStandingGroupsAre)
         for (size_t j = 0; j < i; ++j) {
             bool same = standing(trees[i].data()) == standing(trees[j].data());
             EXPECT_EQ(equal_trees(trees[i].data(), trees[j].data()), same);
-            if (same) EXPECT_EQ(bucket[i], bucket[j]);
+            if (same) { EXPECT_EQ(bucket[i], bucket[j]); }
             equal += same;
         }
     EXPECT_GT(equal, 100);

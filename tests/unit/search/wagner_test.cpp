@@ -128,7 +128,7 @@ TEST(Wagner, PlacesTheLastTaxonWhereItCostsLeast)
                 }
                 return s;
             };
-            if (rest(u) == rest(t)) EXPECT_GE(plain::length(m, u), length) << "trial " << trial;
+            if (rest(u) == rest(t)) { EXPECT_GE(plain::length(m, u), length) << "trial " << trial; }
         });
     }
     zelrun("rseed 1;");

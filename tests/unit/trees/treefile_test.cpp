@@ -235,9 +235,9 @@ TEST(Treefiles, CutAnywhereKeepTheTreesBeforeTheCut)
         size_t whole = size_t(std::upper_bound(ends, ends + 5, cut) - ends);
         bool clean = whole && ends[whole - 1] == cut;
         EXPECT_EQ(zelfailed(), !clean);
-        if (!clean) EXPECT_NE(said.find("Unexpected end of file"), std::string::npos);
+        if (!clean) { EXPECT_NE(said.find("Unexpected end of file"), std::string::npos); }
         EXPECT_EQ(trees_in_mem, whole ? int(whole) - 1 : 0);
-        if (trees_in_mem) EXPECT_EQ(treesinmemory()[0], trees[0]);
+        if (trees_in_mem) { EXPECT_EQ(treesinmemory()[0], trees[0]); }
     }
 }
 

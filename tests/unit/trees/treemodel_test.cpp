@@ -96,8 +96,8 @@ TEST(ResetNodz, NumbersNodesAsTerminalsReachThem)
         EXPECT_EQ(got[nt], anc[nt]);
         for (int n = 0; n < anc[nt]; ++n) {
             int m = n < nt ? n : number[n];
-            if (n != nt) EXPECT_EQ(got[m], anc[n] ? number[anc[n]] : 0);
-            if (n >= nt) EXPECT_EQ(carried[m], 1000 + n);
+            if (n != nt) { EXPECT_EQ(got[m], anc[n] ? number[anc[n]] : 0); }
+            if (n >= nt) { EXPECT_EQ(carried[m], 1000 + n); }
         }
     });
 }
