@@ -1,6 +1,7 @@
 // A background run ends its process, so each one is a child.
 #include "zeltest.h"
 #include "kernel/background.h"
+#include <cstring>
 #include <filesystem>
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -63,11 +64,46 @@ TEST(Background, AnErrorEndsItWithStatus255)
     EXPECT_FALSE(std::filesystem::exists(tempdir() + "/bg/ran"));
 }
 
+// Nobody sees the text buffer of such a run.
+TEST(Background, AnErrorIsToldOnStandardErrorWhenNoLogIsOpen)
+{
+    EXPECT_EQ(background({ "bground", "proc", "nofile" }).log,
+              "Can't open nofile \n"
+              "bground proc nofile;  \n" + std::string(strlen("bground proc nofile") - 1, ' ') + "^\n"
+              "... SOME ERROR OCCURED, QUITTING...\n");
+    std::string path = writefile("bgwrong", "beep -;\nnosuchword;\n");
+    EXPECT_EQ(background({ "bground", "proc " + path }).log,
+              "Unknown command: nosuchword \n"
+              "Error reading " + path + " \n"
+              "beep -; nosuchword;  \n" + std::string(strlen("beep -; nosuchword") - 1, ' ') + "^\n"
+              "... SOME ERROR OCCURED, QUITTING...\n");
+    EXPECT_EQ(background({ "bground", "log", "gone;", "log", "/;", "nosuchword" }).log.substr(0, 29),
+              "Unknown command: nosuchword \n") << "the log was closed again";
+}
+
+TEST(Background, AnErrorIsToldInTheLogAloneWhenOneIsOpen)
+{
+    EXPECT_EQ(background({ "bground", "log", "told;", "nosuchword;" }).log, "");
+    std::string log = readfile(tempdir() + "/bg/told");
+    EXPECT_NE(log.find("\nUnknown command: nosuchword \n"), std::string::npos) << log;
+    EXPECT_NE(log.find("\n... SOME ERROR OCCURED, QUITTING...\n"), std::string::npos) << log;
+    EXPECT_EQ(background({ "bground", "log", "told;", "system", "true" }).log, "");
+    log = readfile(tempdir() + "/bg/told");
+    EXPECT_EQ(log.substr(log.size() - 17), "\nQuitting ZEL...\n");
+}
+
+TEST(Background, OtherOutputIsNotOnStandardError)
+{
+    EXPECT_EQ(background({ "bground", "timeout 0:1; help;" }).log, "\nQuitting ZEL...\n");
+}
+
 TEST(Background, ZzzEndsItWithStatusZero) { EXPECT_EQ(background({ "bground", "zzz;" }).status, 0); }
 
 TEST(Background, InstructionsThatDoNotFitAreRefused)
 {
-    EXPECT_EQ(background({ "bground", std::string(5000, ' ') }).status, 255);
+    ending end = background({ "bground", std::string(5000, ' ') });        // with what is added: 5010 bytes
+    EXPECT_EQ(end.status, 255);
+    EXPECT_NE(end.log.find("Sorry, instructions are too long (5010 bytes; max. is 4128) \n"), std::string::npos);
 }
 
 TEST(Background, RunsTheExecuteFileAfterItsInstructions)
@@ -97,6 +133,7 @@ TEST(Background, AStopFileStopsItAndIsRemoved)
 {
     ending end = background({ "bground", "pause 30;", "system", "touch", "ran" }, [] { leave("stop", ""); });
     EXPECT_EQ(end.status, 255);
+    EXPECT_EQ(end.log, "User interrupt...\n... SOME ERROR OCCURED, QUITTING...\n");
     EXPECT_FALSE(std::filesystem::exists(tempdir() + "/bg/ran"));
     for (auto &f : std::filesystem::directory_iterator(tempdir() + "/bg"))
         EXPECT_FALSE(f.path().filename().string().starts_with("stop")) << f.path();

@@ -3,12 +3,16 @@
 #include "kernel/commands.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
+#include "kernel/help.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
 #include "kernel/typos.h"
 #include "kernel/window.h"
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
+#include <pty.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -87,21 +91,47 @@ TEST(Driver, SaysOfWorkNotDoneThatItIsNotAvailableAndGoesOn)
 {
     for (const comrow *row = comtable; row->name; ++row) {
         if (row->run != notyetcom) continue;
-        EXPECT_EQ(zelrun(std::string(row->name) + "=1 2 (x); beep -"),
-                  "Command " + std::string(row->name) + " is not available yet\nBeep is OFF \n");
-        EXPECT_TRUE(zelfailed());
+        std::string name = row->name;
+        for (const char *arguments : { "", " ", " 5", "=1 2 (x)", ":", " [ word ] 'text' {3}", "\n\n- /" }) {
+            EXPECT_EQ(zelrun(name + arguments + "; beep -"), "Command " + name + " is not available yet\nBeep is OFF \n");
+            EXPECT_TRUE(zelfailed());
+        }
+        EXPECT_EQ(zelrun(name), "Command " + name + " is not available yet\n");
     }
 }
 
-TEST(Driver, AnswersAQuestionMarkAfterEveryCommandButTheVerbatimOnes)
+// What the row has to say, and the empty line that follows an answer to '?'.
+static std::string helpof(const comrow *row)
+{
+    static const comrow *asked;
+    asked = row;
+    zelrun("");
+    EXPECT_TRUE(safecall([] { docomhlp(asked); newln(); }));
+    return zelrun("");
+}
+
+// Beep, warn and echo follow: had the handler run, it would have said, asked or taken something.
+TEST(Driver, AnswersAQuestionMarkAfterEveryCommandButTheVerbatimOnesAndRunsNothing)
 {
     for (const comrow *row = comtable; row->name; ++row) {
         if (row->run == quotecom || row->run == haltcom || row->run == nocom) continue;
-        std::string text = zelrun(std::string(row->name) + " ?");
-        EXPECT_EQ(text.substr(0, 2 + strlen(row->name)), "\n" + upper(row->name) + "\n");
-        EXPECT_EQ(text.back(), '\n');
-        EXPECT_FALSE(zelfailed()) << row->name;
+        std::string name = row->name, help = helpof(row);
+        EXPECT_EQ(help.substr(0, 3 + name.size()), "\n" + upper(row->name) + "\n" + help.substr(2 + name.size(), 1));
+        EXPECT_EQ(help.substr(help.size() - 2), "\n\n") << name;
+        if (row->help) { EXPECT_NE(help.find(std::string("\n") + row->help->summary + "\n"), std::string::npos) << name; }
+        for (const char *question : { "?", " ?", "\n\t?" }) {
+            EXPECT_EQ(zelrun(name + question), help);
+            EXPECT_FALSE(zelfailed()) << name;
+            EXPECT_EQ(zelrun(name + question + "; beep -; warn -"), help + "Beep is OFF \nWarning is OFF \n");
+            EXPECT_EQ(zelrun(name + question + " beep -"), help + "Beep is OFF \n") << "the mark ends the command";
+        }
     }
+}
+
+TEST(Driver, AnswersAQuestionMarkAfterAnAbbreviation)
+{
+    EXPECT_EQ(zelrun("mxp ?").substr(0, 8), "\nMXPROC\n");
+    EXPECT_EQ(zelrun("e ?").substr(0, 6), "\nEDIT\n");
 }
 
 TEST(Driver, RunsAScriptByItsNameFromHereAndFromTheRunFolder)
@@ -252,6 +282,41 @@ TEST(Driver, OffersACorrectionOfACommandOnlyWhenAsked)
     window.messagebox = was;
 }
 
+// Standard input is a terminal on which the text was typed, and then the end of input.
+struct typedat {
+    int master, was = dup(0);
+    explicit typedat(const std::string &text)
+    {
+        int slave;
+        std::string typed = text + "\n\004";
+        if (openpty(&master, &slave, nullptr, nullptr, nullptr)) abort();
+        dup2(slave, 0);
+        close(slave);
+        if (write(master, typed.data(), typed.size()) < 0) abort();
+    }
+    ~typedat() { dup2(was, 0); close(was); close(master); }
+};
+
+TEST(Driver, OffersCorrectionsOfWhatIsTypedAtATerminalUntilCancelled)
+{
+    static int asked, answer;
+    auto was = window.messagebox;
+    window.messagebox = [](const char *, const char *, int flags) { asked += !!(flags & BOX_CANCEL); return answer; };
+    zelrun("timeout 0; help ! 0.5");
+    for (answer = 0; answer < 3; ++answer) {
+        asked = 0;
+        typedat terminal("tameout;");
+        zelpivot(nullptr);
+        std::string text = zelrun("");
+        if (answer == 1) { EXPECT_EQ(text, "Time-out for searches is 0:00:00 (i.e. no time-out!)\n"); }
+        else { EXPECT_EQ(text.substr(0, 26), "Unknown command: tameout \n"); }
+        if (answer == 2) { EXPECT_EQ(asked, 1); }
+        else { EXPECT_GE(asked, 1); }
+    }
+    zelrun("help < ; help ! 0.75; help <");
+    window.messagebox = was;
+}
+
 TEST(Driver, CorrectsNoWordOfTheMacroBlock)
 {
     auto was = window.messagebox;
@@ -295,6 +360,7 @@ TEST(Driver, SafecallTellsWhetherTheHandlerFinished)
     EXPECT_TRUE(safecall([] {}));
     EXPECT_FALSE(safecall([] { errmsg("no", nullptr); }));
     EXPECT_EQ(jumpchain, 0);
+    EXPECT_EQ(zelrun(""), "no \n");
 }
 
 // --- interrupts ---------------------------------------------------------------------------

@@ -28,6 +28,26 @@ TEST(Errors, ShowWhereInTheFileTheyStood)
         }
 }
 
+TEST(Errors, MarkTheirPlaceUnderTextWithAccents)
+{
+    for (int words : { 1, 3, 20 }) {
+        std::string text;
+        for (int i = 0; i < words; ++i) text += "\xc3\xb1u ";
+        std::string path = writefile("accents", "rdir x " + text + "; nosuchword;");
+        std::string told = zelrun("proc " + path), line, caret;
+        EXPECT_TRUE(zelfailed());
+        EXPECT_NE(told.find("No command!"), std::string::npos) << "after the path comes no command";
+        path = writefile("accents", "rdir " + std::string(size_t(words), '\xc3').replace(0, size_t(words), "\xc3\xb1\xc3\xb1") +
+                                    "; nosuchword;");
+        told = zelrun("proc " + path);
+        size_t at = told.rfind('\n', told.size() - 2);
+        caret = told.substr(at + 1);
+        line = told.substr(told.rfind('\n', at - 1) + 1, at);
+        EXPECT_EQ(caret, std::string(strlen("rdir nn; nosuchword") - 1, ' ') + "^\n");
+    }
+    rundir[0] = 0;
+}
+
 TEST(Errors, InTypedTextShowNoPlace)
 {
     EXPECT_EQ(zelrun("  nosuchword;  x"), "Unknown command: nosuchword \n");
