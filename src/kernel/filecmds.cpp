@@ -172,6 +172,8 @@ const comhelp bgroundhelp = {
     "Run in the background (as first argument of the program only).", nullptr,
     "  zel bground commands   runs the commands without a window or a console, and exits: with\n"
     "                         status 1 when the commands end, 255 upon an error, 0 upon \"zzz\"\n"
+    "Output goes to the log, if the commands open one; without a log, errors are told on standard\n"
+    "error, and all else is lost.\n"
     "While it runs, the process numbered N looks in its working directory for files named\n"
     "\"stop_zel_N\" (stops the search and is removed), \"pause_zel_N\" (waits while it exists) and\n"
     "\"execute_zel_N\" (commands to be run after those given).\n"

@@ -193,7 +193,8 @@ void timeoutcom()
 const comhelp timeouthelp = {
     "Limit to the time of a search.", nullptr,
     "  timeout hours:minutes:seconds   a search that takes longer is stopped, and the commands\n"
-    "                                  after it are run; 0 for no limit (the default)\n"
+    "                                  after it are run; 0 for no limit (the default).  What is\n"
+    "                                  left out at the end is 0: \"timeout 2\" is two hours\n"
     "  timeout;                        report the limit\n"
     "Examples:\n"
     "  timeout 0:30:00 ;\n"

@@ -5,16 +5,9 @@
 #include "trees/treebuf.h"
 #include <cstdio>
 
-static const char matrix[] = "3 9 out 000 alpha 001 beta 010 gamma 011 al_pine 100 delta 101 eps 110 zeta 111 eta 101 ;";
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    fuzzboot(";");
-    static bool read;
-    if (!read) {
-        fuzzread(xreadcom, matrix, nullptr, 0);
-        read = true;
-    }
+    fuzztaxa();
     char command[128];
     snprintf(command, sizeof command, "shortread %s", fuzzfile(data, size));
     gtkZel(command);

@@ -1,6 +1,7 @@
 #include "fuzzing.h"
 #include "kernel/arena.h"
 #include "kernel/below.h"
+#include "kernel/commands.h"
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
@@ -34,6 +35,15 @@ void fuzzboot(const char *commands)
     breakable = 0;
     gtkZel(commands);
     atexit([] { unlink(path); });
+}
+
+void fuzztaxa()
+{
+    static bool read;
+    if (read) return;
+    read = true;
+    fuzzboot(";");
+    fuzzread(xreadcom, "3 9 out 000 alpha 001 beta 010 gamma 011 al_pine 100 delta 101 eps 110 zeta 111 eta 101 ;", nullptr, 0);
 }
 
 const char *fuzzfile(const uint8_t *data, size_t size)

@@ -28,23 +28,32 @@ TEST(Errors, ShowWhereInTheFileTheyStood)
         }
 }
 
+// The letters of two bytes are shown whole, and each takes one column.
 TEST(Errors, MarkTheirPlaceUnderTextWithAccents)
 {
-    for (int words : { 1, 3, 20 }) {
-        std::string text;
-        for (int i = 0; i < words; ++i) text += "\xc3\xb1u ";
-        std::string path = writefile("accents", "rdir x " + text + "; nosuchword;");
-        std::string told = zelrun("proc " + path), line, caret;
-        EXPECT_TRUE(zelfailed());
-        EXPECT_NE(told.find("No command!"), std::string::npos) << "after the path comes no command";
-        path = writefile("accents", "rdir " + std::string(size_t(words), '\xc3').replace(0, size_t(words), "\xc3\xb1\xc3\xb1") +
-                                    "; nosuchword;");
-        told = zelrun("proc " + path);
-        size_t at = told.rfind('\n', told.size() - 2);
-        caret = told.substr(at + 1);
-        line = told.substr(told.rfind('\n', at - 1) + 1, at);
-        EXPECT_EQ(caret, std::string(strlen("rdir nn; nosuchword") - 1, ' ') + "^\n");
-    }
+    for (size_t before : { 1u, 5u, 11u, 12u, 13u, 20u, 21u, 100u })
+        for (size_t after : { 0u, 17u, 18u, 19u, 50u }) {
+            std::vector<std::string> letters;
+            auto add = [&](const std::string &text) { for (char c : text) letters.push_back(std::string(1, c)); };
+            add("rdir ");
+            letters.insert(letters.end(), before, "\xc3\xb1");
+            add("; nosuchword");
+            size_t at = 5 + 2 * before + 12;
+            add(";");
+            letters.insert(letters.end(), after, "\xc3\xb1");
+            std::string text, line;
+            size_t from = at > 37 ? at - 37 : 0, columns = 0;
+            for (const std::string &letter : letters) {
+                size_t begin = text.size(), end = begin + letter.size();
+                text += letter;
+                if (end <= from || begin >= from + 75) continue;
+                line += letter;
+                columns += begin < at;
+            }
+            std::string path = writefile("accents", text);
+            EXPECT_EQ(zelrun("proc " + path), "Reading from " + path + " \nUnknown command: nosuchword \n" + line + " \n" +
+                                              std::string(columns - 1, ' ') + "^\n") << before << " " << after;
+        }
     rundir[0] = 0;
 }
 
