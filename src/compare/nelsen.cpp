@@ -28,15 +28,11 @@ const comhelp nelsenhelp = { "Strict consensus.", nullptr,
     "\n"
     "Examples:  nelsen;   nelsen 0.9 / 4 5;   nelsen *;" };
 
-// What trees a rule in force will be consensed after.
 static void notecollapsing()
 {
-    static const char *const rules[] = {
-        "", "(when max. branch length = 0 )", "(when anc. and desc. MP sets are equal)",
-        "(when min. branch length = 0 - trees may become longer!)" };
-    int rule = current_collapsing_rule();
-    if (!collapse_consensuses || jaking || rule == COLL_NONE) return;
-    joinem("Note: for consensus calculation, trees will be \ntemporarily collapsed ", rules[rule], "\n", nullptr);
+    if (!collapse_consensuses || jaking || current_collapsing_rule() == COLL_NONE) return;
+    joinem("Note: for consensus calculation, trees will be \ntemporarily collapsed ", report_collapse_rule(), "\n",
+           nullptr);
 }
 
 static void lowbudget(int always)

@@ -253,4 +253,5 @@ void chktreespace()
 {
     if (trees_in_mem < maxtrees) return;
     if (!try_maxtrees((maxtrees + 10) / 10 * 10)) errmsg("No space to store new trees", nullptr);
+    spewem("Space for", intvert(maxtrees), "trees in memory", nullptr);
 }

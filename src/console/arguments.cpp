@@ -40,13 +40,13 @@ bool readarguments(const std::vector<std::string> &words, startwork *work)
     auto hascomma = [](const std::string &word) { return word.find(',') != std::string::npos; };
     auto first = std::find_if(words.begin(), words.end(), hascomma);
     for (auto word = words.begin(); word != first; ++word)
-        if (!word->empty()) work->files.push_back(readingcommand(*word));
+        if (!word->empty()) work->files.push_back(*word);
     if (first == words.end()) return true;
 
     std::string commands = *first;
     size_t comma = commands.find(',');
     if (isfile(commands.substr(0, comma))) {
-        work->files.push_back(readingcommand(commands.substr(0, comma)));
+        work->files.push_back(commands.substr(0, comma));
         commands.erase(0, comma + 1);
     }
     for (auto word = first + 1; word != words.end(); ++word) commands += " " + *word;

@@ -5,7 +5,7 @@
 #include <vector>
 
 struct startwork {
-    std::vector<std::string> files;      // as commands: "p NAME"
+    std::vector<std::string> files;      // names, as given
     std::vector<std::string> commands;   // pieces of the command string, each short enough for one line
 };
 

@@ -26,6 +26,8 @@ static bool interactive;                 // standard input is a terminal
 static textcursor seen;                  // how far the text buffer was printed
 static std::string halfsequence;         // printed with what follows it
 static bool progressing;                 // the terminal shows a progress line
+static bool midline;                     // standard output stands in the middle of a line
+static bool inargument;                  // a word of the command line is being run
 static volatile sig_atomic_t escpressed; // Ctrl-C presses not yet answered
 
 // --- output ------------------------------------------------------------------------------
@@ -38,24 +40,47 @@ static void clearprogress()
     progressing = false;
 }
 
+static void print(const std::string &text, size_t n)
+{
+    if (!n) return;
+    clearprogress();
+    utf8out(text.data(), n, stdout);
+    fflush(stdout);
+    midline = text[n - 1] != '\n';
+}
+
 static void append(const char *)
 {
     std::string text = std::move(halfsequence);
     readnewtext(&seen, &text);
     size_t whole = utf8whole(text.data(), text.size());
     halfsequence = text.substr(whole);
-    if (!whole) return;
-    clearprogress();
-    utf8out(text.data(), whole, stdout);
-    fflush(stdout);
+    print(text, whole);
 }
 
 static void finishoutput()
 {
     append("");
-    utf8out(halfsequence.data(), halfsequence.size(), stdout);
+    print(halfsequence, halfsequence.size());
     halfsequence.clear();
+}
+
+// Prompts, boxes and progress begin a line of the terminal, so that what a command left open is
+// not written over.
+static void beginline()
+{
+    if (!midline || !isatty(STDOUT_FILENO)) return;
+    fputc('\n', stdout);
     fflush(stdout);
+    midline = false;
+}
+
+static const char *writeproblem() { return ferror(stdout) ? "Cannot write to standard output\n" : ""; }
+
+static void lastoutput()
+{
+    finishoutput();
+    fputs(writeproblem(), stderr);
 }
 
 static void clearscreen()
@@ -63,6 +88,7 @@ static void clearscreen()
     if (isatty(STDOUT_FILENO) && getenv("TERM")) {
         fputs("\033[H\033[2J", stdout);
         fflush(stdout);
+        midline = false;
     }
 }
 
@@ -87,6 +113,7 @@ static void progressline(const char *text)
         clearprogress();
         return;
     }
+    beginline();
     progressing = !strchr(text, '\n');
     fprintf(stderr, "\r%s%s", oneline(text).c_str(), progressing ? "" : "\n");
     fflush(stderr);
@@ -133,8 +160,10 @@ static int askkey(const char *question, const char *keys, const int *answers, in
 
 static int messagebox(const char *title, const char *text, int flags)
 {
+    if (inargument && (flags & BOX_ERROR)) return 1;     // told when the argument is done, with its name
     finishoutput();
     clearprogress();
+    beginline();
     std::string plain = text;
     plain.erase(std::remove(plain.begin(), plain.end(), '\r'), plain.end());
     std::string whole = std::string(title) + ": " + plain + "\n";
@@ -192,6 +221,7 @@ static char *readcommand(const char *asked)
 {
     finishoutput();
     clearprogress();
+    beginline();
     escpressed = 0;
     char *line = readline((std::string(asked) + " ").c_str());
     const char *paste = rl_variable_value("enable-bracketed-paste");
@@ -245,6 +275,27 @@ static void endwork()
     finishoutput();
 }
 
+// What went wrong stands in the output; where it did may be lost there among much else.
+static void runargument(const std::string &commands, const std::string &what)
+{
+    inargument = true;
+    gtkZel(commands.c_str());
+    inargument = false;
+    if (!caught_an_error) return;
+    finishoutput();
+    clearprogress();
+    beginline();
+    std::string whole = "Error " + what + "\n";
+    utf8out(whole.data(), whole.size(), stderr);
+}
+
+static std::string beginning(const std::string &text)
+{
+    constexpr size_t SHOWN = 60;
+    std::string from = text.substr(std::min(text.size(), text.find_first_not_of(" ,;")));
+    return from.size() <= SHOWN ? from : from.substr(0, utf8whole(from.data(), SHOWN)) + "...";
+}
+
 int runconsole(const std::vector<std::string> &words)
 {
     startwork work;
@@ -257,18 +308,18 @@ int runconsole(const std::vector<std::string> &words)
     takesignals();
     measurescreen();
     fillslots();
-    atexit(finishoutput);
+    atexit(lastoutput);
     if (interactive) startreadline();
     strcpy(dabinname, "zel");
     initialize_winbufsiz(250);
     gtkZel(";");
 
-    for (const std::string &file : work.files) gtkZel(file.c_str());
+    for (const std::string &file : work.files) runargument(readingcommand(file), "reading " + file);
     for (const std::string &piece : work.commands) {
-        gtkZel(piece.c_str());
+        runargument(piece, "in the commands \"" + beginning(piece) + "\"");
         if (caught_an_error) break;      // the rest was meant to follow on it
     }
     zelpivot(nullptr);
     endwork();
-    return !interactive && failed_commands ? 1 : 0;
+    return !interactive && (failed_commands || *writeproblem()) ? 1 : 0;
 }

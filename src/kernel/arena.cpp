@@ -251,6 +251,7 @@ static bool takeblock()
     bool halved = false;
     void *block;
     nlocks = 0;
+    locks[0] = { &dummytag, nullptr, nullptr };
     for (;;) {
         block = mmap(nullptr, std::max<uint64_t>(Minram, 1), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (block != MAP_FAILED) break;

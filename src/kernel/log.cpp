@@ -53,9 +53,8 @@ void spewer(const char *text)
 {
     if (tmpsilent == 1) return;
     if (tmpsilent == 2) {
-        flushlog();                      // what was said before stands before
-        utf8out(text, strlen(text), logfile);
-        fflush(logfile);
+        tolog(text);
+        writelog(false);
         return;
     }
     if (logfile != stderr && !(silent & 1)) tolog(text);
@@ -204,11 +203,11 @@ void silentcom()
 }
 
 const comhelp silenthelp = {
-    "Choose where output goes.", nullptr,
-    "  silent =WORD ;   no output to WORD\n"
-    "  silent -WORD ;   output to WORD (the default)\n"
-    "  silent ;         tell where output goes\n"
-    "WORD is \"file\" (the log), \"console\" or \"buffer\" (what is shown), or \"all\"; several may be\n"
+    "Control output to xxx.", nullptr,
+    "  silent =xxx ;   no output to xxx\n"
+    "  silent -xxx ;   output to xxx (the default)\n"
+    "  silent ;        tell where output goes\n"
+    "The xxx is \"file\" (the log), \"console\" or \"buffer\" (what is shown), or \"all\"; several may be\n"
     "given, and each may be shortened.\n"
     "Examples:\n"
     "  silent = console ;\n"

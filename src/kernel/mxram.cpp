@@ -31,11 +31,12 @@ int giveramperc()
 
 // --- the report --------------------------------------------------------------------------
 
-// A layer begins where the nearest of the layers locked before it ends.
+// A layer begins where the nearest of the layers locked before it ends.  The tables of
+// optimization may lie below those of searches or above them.
 static size_t layersize(int tag)
 {
     int below = 0;
-    for (int other : { opttag, consttag, cnamestag, datatag, datonlytag })
+    for (int other : { schtag, opttag, consttag, cnamestag, datatag, datonlytag })
         if (other < tag) below = std::max(below, other);
     return size_t(giveme_protralo(tag) - giveme_protralo(below));
 }

@@ -46,9 +46,15 @@ static int textchar()
     return c;
 }
 
-static void flushquote()
+// The copy on standard error is cut between characters; the end of one waits for the next call.
+static void flushquote(std::string *tostderr, bool all)
 {
-    if (quote_to_stderr) utf8out(composed(), size_t(composed_length()), stderr);
+    if (quote_to_stderr) {
+        tostderr->append(composed(), size_t(composed_length()));
+        size_t n = all ? tostderr->size() : utf8whole(tostderr->data(), tostderr->size());
+        utf8out(tostderr->data(), n, stderr);
+        tostderr->erase(0, n);
+    }
     spewjn();
 }
 
@@ -61,7 +67,7 @@ void quotecom()
     } guard;
 
     notime();
-    std::string lead, message;
+    std::string lead, message, tostderr;
     int c;
     while ((c = gtch()) && c <= ' ') lead += char(c);
     ungtch();
@@ -75,10 +81,10 @@ void quotecom()
     while ((c = textchar())) {
         spewch(c);
         if (box && message.size() < LONGESTMESSAGE) message += char(c);
-        if (composed_length() > FLUSHAT) flushquote();
+        if (composed_length() > FLUSHAT) flushquote(&tostderr, false);
     }
     if (!literal_quotes) spewend();
-    if (composed_length()) flushquote();
+    flushquote(&tostderr, true);
     if (box) {
         memcpy(junkstr, message.c_str(), message.size() + 1);
         MsgBox_OK("Message", message.c_str());

@@ -217,20 +217,45 @@ std::string bufferline(int n)
 
 int buflinlen(int line) { return int(bufferline(line).size()); }
 
+static void beginline(textcursor *at, long line)
+{
+    *at = {};
+    at->line = line;
+}
+
+// Bytes at the end of what is stored that a further blank would change.
+static long unsettled(const char *from, const char *end)
+{
+    if (end - from >= 2 && end[-2] == PRESSED) return 2;
+    return end > from && end[-1] == ' ';
+}
+
+// A line may come in very many pieces: each look begins where the last one ended, at the blanks
+// that may still be growing.
 void readnewtext(textcursor *at, std::string *out)
 {
     if (!bgilspace) return;
     long oldest = linebase + starlin, last = linebase + atlin;
-    if (at->line < oldest) *at = { oldest, 0 };
+    if (at->line < oldest) beginline(at, oldest);
     for (;;) {
         long lost = at->line == cutline ? cutbytes : 0;
-        std::string line = expanded(gilspace[at->line - linebase]);
-        size_t from = size_t(std::max(0L, at->col - lost));
-        if (from < line.size()) out->append(line, from);
-        at->col = std::max(at->col, lost + long(line.size()));
-        if (at->line == last) return;
+        if (lost != at->lost) {
+            at->lost = at->bytecol = lost;
+            at->byte = 0;
+        }
+        const char *start = gilspace[at->line - linebase], *from = start + at->byte, *end = from + strlen(from);
+        std::string piece = expanded(from);
+        size_t known = size_t(std::max(0L, at->col - at->bytecol));
+        if (known < piece.size()) out->append(piece, known);
+        at->col = std::max(at->col, at->bytecol + long(piece.size()));
+        if (at->line == last) {
+            const char *settled = end - unsettled(from, end);
+            at->byte = settled - start;
+            at->bytecol += long(piece.size() - expandedlength(settled, end));
+            return;
+        }
         *out += '\n';
-        *at = { at->line + 1, 0 };
+        beginline(at, at->line + 1);
     }
 }
 

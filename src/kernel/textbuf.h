@@ -26,6 +26,10 @@ long uncompressed_buffer_size();
 int  search_text_buffer(const char *target, bool wrap);   // line found, or -1
 
 // What was added since a reader last looked, expanded.  A front end keeps one cursor.
-struct textcursor { long line = 0; long col = 0; };   // absolute line (dropped ones counted) and column
+struct textcursor {
+    long line = 0, col = 0;          // absolute line (dropped ones counted) and column
+    long byte = 0, bytecol = 0;      // stored byte of that line where the next look begins, and its column
+    long lost = 0;                   // columns that the line had lost at its start by then
+};
 void readnewtext(textcursor *at, std::string *out);
 void checktextbuf();                 // asserts the invariants

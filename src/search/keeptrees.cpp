@@ -39,17 +39,19 @@ static int standing(const int *tree, int n)
 }
 
 // Only nodes that stand: the numbers of collapsed ones depend on how their polytomy is resolved.
-static int bucketof(const int *tree)
+// Their order counts too: in a binary tree each ancestor is met twice, and a plain XOR is always 0.
+static unsigned hashof(const int *tree)
 {
-    constexpr uint32_t SPREAD = 2654435761u;
-    uint32_t hash = 0;
+    constexpr unsigned SPREAD = 2654435761u;
+    unsigned hash = 0;
     for (int n = 1; n < hinod; ++n)
-        if (n != ntax && !(tree[n] & COLLAPSED)) hash = hash * SPREAD + uint32_t(standing(tree, n));
-    hash ^= hash >> 16;
-    return (hash >> 8 ^ hash) & (TREEBUCKETS - 1);
+        if (n != ntax && !(tree[n] & COLLAPSED)) hash = hash * SPREAD + unsigned(standing(tree, n));
+    return hash ^ hash >> 16;
 }
 
-int nodreset(int *tree, const int *support)
+static int bucketof(unsigned hash) { return (hash >> 8 ^ hash) & (TREEBUCKETS - 1); }
+
+static unsigned canonicalhash(int *tree, const int *support)
 {
     char *mark = himark();
     int *number = hi<int>(hinod), *old = hi<int>(hinod);
@@ -69,8 +71,10 @@ int nodreset(int *tree, const int *support)
     }
     tree[ntax] = hinod;
     hiset(mark);
-    return bucketof(tree);
+    return hashof(tree);
 }
+
+int nodreset(int *tree, const int *support) { return bucketof(canonicalhash(tree, support)); }
 
 bool equal_trees(const int *a, const int *b)
 {
@@ -89,10 +93,11 @@ void empty_treechklist()
     for (int i = 0; i < TREEBUCKETS; ++i) treechklist[i] = { NOSCORE, nullptr, nullptr };
 }
 
-static void linkrecord(int slot, double score, int bucket)
+static void linkrecord(int slot, double score, unsigned hash)
 {
     treechkrec *r = treechk + slot;
-    *r = { score, mem_tree[slot], treechklist[bucket].head, nullptr, bucket };
+    int bucket = bucketof(hash);
+    *r = { score, mem_tree[slot], treechklist[bucket].head, nullptr, bucket, hash };
     if (r->next) r->next->prev = r;
     treechklist[bucket] = { score, r->tree, r };
 }
@@ -107,26 +112,28 @@ static void unlinkrecord(treechkrec *r)
 void rebuild_treechklist()
 {
     empty_treechklist();
-    for (int t = 0; t < trees_in_mem; ++t) linkrecord(t, treechk[t].score, bucketof(mem_tree[t]));
+    for (int t = 0; t < trees_in_mem; ++t) linkrecord(t, treechk[t].score, treechk[t].hash);
 }
 
 // A kept tree that is this one: of the same or a lower score, equal once collapsed.  With a rule
 // that may collapse what the resolution chosen does not need, only trees of the same score count.
-static treechkrec *findequal(const int *tree, double score, int bucket, bool samescoreonly)
+// Most of the candidates of a long swap are trees kept already, in buckets of hundreds: the hash
+// spares all comparisons but the one with the tree itself.
+static treechkrec *findequal(const int *tree, double score, unsigned hash, bool samescoreonly)
 {
-    for (treechkrec *r = treechklist[bucket].head; r; r = r->next) {
-        if (r->tree == tree) continue;
+    for (treechkrec *r = treechklist[bucketof(hash)].head; r; r = r->next) {
+        if (r->hash != hash || r->tree == tree) continue;
         bool comparable = same_score(r->score, score) || (!samescoreonly && r->score < score);
         if (comparable && equal_trees(r->tree, tree)) return r;
     }
     return nullptr;
 }
 
-static int canonize(int *tree)
+static unsigned canonize(int *tree)
 {
-    if (!collapse_level) return nodreset(tree, nullptr);
+    if (!collapse_level) return canonicalhash(tree, nullptr);
     schcollapser(tree, tmpsuprt);
-    return nodreset(tree, tmpsuprt);
+    return canonicalhash(tree, tmpsuprt);
 }
 
 static bool onlysamescore() { return collapse_level >= 3; }
@@ -134,9 +141,9 @@ static bool onlysamescore() { return collapse_level >= 3; }
 int link_if_new(int slot, double score)
 {
     int *tree = mem_tree[slot];
-    int bucket = canonize(tree);
-    if (findequal(tree, score, bucket, onlysamescore())) return 0;
-    linkrecord(slot, score, bucket);
+    unsigned hash = canonize(tree);
+    if (findequal(tree, score, hash, onlysamescore())) return 0;
+    linkrecord(slot, score, hash);
     memset(treegroup[slot], 0, treegroupcells * sizeof(uint32_t));
     trees_in_mem = slot + 1;
     return 1;
@@ -171,13 +178,13 @@ int replace_kept_tree(const int *tree, int slot, double score)
         changed_sets_elsewhere();
         schoptimize(nu, 2);
     }
-    int bucket = canonize(nu);
-    treechkrec *twin = findequal(nu, score, bucket, onlysamescore());
+    unsigned hash = canonize(nu);
+    treechkrec *twin = findequal(nu, score, hash, onlysamescore());
     bool isnew = !twin || twin == treechk + slot;
     if (isnew) {
         unlinkrecord(treechk + slot);
         treecopy(nu, mem_tree[slot]);
-        linkrecord(slot, score, bucket);
+        linkrecord(slot, score, hash);
     }
     hiset(mark);
     return isnew;
@@ -201,14 +208,14 @@ static void compress()
     rebuild_treechklist();
 }
 
-static void killrepeated(int from)
+static void killrepeated()
 {
     empty_treechklist();
     for (int t = 0; t < trees_in_mem; ++t) {
         if (treechk[t].bucket == TREE_DEAD) continue;
-        int bucket = bucketof(mem_tree[t]);
-        if (t >= from && findequal(mem_tree[t], treechk[t].score, bucket, onlysamescore())) treechk[t].bucket = TREE_DEAD;
-        else linkrecord(t, treechk[t].score, bucket);
+        unsigned hash = treechk[t].hash;
+        if (findequal(mem_tree[t], treechk[t].score, hash, onlysamescore())) treechk[t].bucket = TREE_DEAD;
+        else linkrecord(t, treechk[t].score, hash);
     }
 }
 
@@ -225,17 +232,17 @@ double clean_mem_trees(const char *text, double excess)
         for (int n = 0; n < hinod; ++n)
             if (n != ntax) tree[n] &= NODEBITS;
         double score = schoptimize(tree, 1);
-        treechk[t] = { score, tree, nullptr, nullptr, 0 };
+        treechk[t] = { score, tree, nullptr, nullptr, 0, 0 };
         if (score < best) best = score;
         if (score > best + lax) treechk[t].bucket = TREE_DEAD;
         else {
             if (collapse_level) schoptimize(tree, 4);
-            canonize(tree);
+            treechk[t].hash = canonize(tree);
         }
     }
     for (int t = 0; t < trees_in_mem; ++t)
         if (treechk[t].score > best + lax) treechk[t].bucket = TREE_DEAD;
-    killrepeated(0);
+    killrepeated();
     compress();
     erdil();
     return trees_in_mem ? best : -1;
@@ -244,7 +251,7 @@ double clean_mem_trees(const char *text, double excess)
 void quick_clean_mem_trees(double best)
 {
     drop_longer_than(0, best + suboptimal + (num_cont ? LAXLIMIT : 0));
-    killrepeated(0);
+    killrepeated();
     compress();
 }
 
@@ -276,7 +283,7 @@ void checktreechk()
     for (int i = 0; i < TREEBUCKETS; ++i)
         for (treechkrec *r = treechklist[i].head; r; r = r->next, ++linked) {
             assert(r >= treechk && r < treechk + trees_in_mem && r->bucket == i);
-            assert(r->tree == mem_tree[r - treechk] && bucketof(r->tree) == i);
+            assert(r->tree == mem_tree[r - treechk] && hashof(r->tree) == r->hash && bucketof(r->hash) == i);
             assert(!r->prev ? treechklist[i].head == r : r->prev->next == r);
         }
     assert(linked == trees_in_mem);

@@ -29,7 +29,7 @@ int link_if_new(int slot, double score);          // the tree in slot, not canon
 int replace_kept_tree(const int *tree, int slot, double score);   // in place of the tree in slot; 0 when it equals another (nothing changes)
 
 void empty_treechklist();                          // no tree is in a bucket
-void rebuild_treechklist();                        // from the canonical trees in memory and their scores
+void rebuild_treechklist();                        // from the scores and hashes of the trees in memory
 // Rescores and collapses all trees, drops those more than excess above the best, and repeated ones.
 // Returns the best score, -1 without trees.
 double clean_mem_trees(const char *text, double excess);

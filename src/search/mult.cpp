@@ -20,6 +20,7 @@
 #include "kernel/progress.h"
 #include "kernel/random.h"
 #include "trees/collapse.h"
+#include "trees/treebuf.h"
 #include <algorithm>
 #include <cctype>
 #include <climits>
@@ -36,8 +37,11 @@ static double runswapper(int first, int mulpars)
 }
 
 // Swaps every tree of the replication, those that turn up meanwhile too, until its room is full.
+// The limit is that of the replication: a suboptimal tree does not bring in its own neighbours as
+// far again.
 static double swapmany(int first, double score)
 {
+    set_suboptimal_limit(score);
     for (int t = first; t < trees_in_mem && !userstop; ++t) {
         current_treenum = t;
         schgettree(mem_tree[t]);
@@ -85,12 +89,14 @@ struct runsettings {                 // what the run changes, put back however i
 };
 
 // The trees of a replication against those before: the buffer is cut back to what is good enough.
+// A replication that was interrupted is not one of those that hit the best score.
 static void judge(multresult *r, int first, double score)
 {
-    if (r->best < NOSCORE && same_score(score, r->best)) ++r->hits;
+    int hit = !userstop;
+    if (r->best < NOSCORE && same_score(score, r->best)) r->hits += hit;
     else if (score < r->best) {
         r->best = overall_bestscore = score;
-        r->hits = 1;
+        r->hits = hit;
         if (!mults.keepall) drop_longer_than(0, score + suboptimal);
     } else if (!mults.keepall) drop_longer_than(first, r->best + suboptimal);
 }
@@ -227,9 +233,11 @@ void multcom()
     warnroom(reps);
     multresult r = runmult(reps);
     erdil();
-    double best = r.best;
+    double best = r.best;                // trees that were in memory before may be better
+    for (int t = 0; t < trees_in_mem; ++t) best = std::min(best, treechk[t].score);
+    if (!same_score(best, r.best)) r.hits = 0;
     if (autocollapse_searches) quick_clean_mem_trees(best);
-    else if (trees_in_mem) best = clean_mem_trees("resulting", mults.keepall ? NOSCORE : suboptimal);
+    else clean_mem_trees("resulting", mults.keepall ? NOSCORE : suboptimal);
     group_found_trees("random_addseqs");
     reportmult(r, best);
 }

@@ -8,15 +8,14 @@
 #include "trees/collapse.h"
 #include <algorithm>
 
-constexpr int BLOCK = 16;     // cells tested before looking at the outcome
+constexpr int BLOCK = ROWALIGN;     // cells tested before looking at the outcome; whole blocks, for the compiler to vectorize
 
 // True when the test gives a non-zero cell for some cell of the two rows.
 template<class test> static bool anycell(const uint32_t *node, const uint32_t *up, test supports)
 {
     for (int from = 0; from < foldcells; from += BLOCK) {
         uint32_t found = 0;
-        int to = std::min(from + BLOCK, foldcells);
-        for (int i = from; i < to; ++i) found |= supports(node[i], up[i], i);
+        for (int i = 0; i < BLOCK; ++i) found |= supports(node[from + i], up[from + i], from + i);
         if (found) return true;
     }
     return false;

@@ -106,7 +106,7 @@ static void chk_active_taxa()
 
 static void chk_suboptimal()
 {
-    if (num_cont || suboptimal == floor(suboptimal)) return;
+    if (true_num_cont || suboptimal == floor(suboptimal)) return;
     mywarn("Suboptimal (%.4f) reset to %i (implied weights off, no continuous chars.)", suboptimal, int(suboptimal));
     suboptimal = floor(suboptimal);
 }

@@ -126,7 +126,6 @@ void begin_clip(swapping *sw, int x, int s)
     second_check(x < ntax || !clusters_on ? x : lef[x], s, 0);
     sw->cost = movebest = movesteps;
     movebound = movesteps + moveslack;
-    if (num_cont) movebound += 0.999;
     if (relative(sw)) movebound = std::min(movebound, relative_bound(clipset, destset));
 }
 
@@ -177,7 +176,6 @@ bool good_place(swapping *sw, int root, int dest)
     if (suboptimal > 0 && keepsmoves(sw) && !bufferfull())
         movebound = std::min(suboptimal_limit, score + suboptimal) - sw->score + sw->cost;
     else movebound = movesteps + moveslack;
-    if (num_cont) movebound += 0.999;
     return !keepsmoves(sw) && movebest <= 0;
 }
 
@@ -248,7 +246,7 @@ static void settree(swapping *sw)
 
 static void checkscore(swapping *sw, double expected)
 {
-    if (fabs(expected - sw->score) > SCORETOLERANCE && !num_cont) {
+    if (fabs(expected - sw->score) > SCORETOLERANCE) {
         char error[32];
         snprintf(error, sizeof error, " error: %g", sw->score - expected);
         joinem("\nOOpps --- tbr, move ", intvert(sw->clip), "(", intvert(sw->bestroot), ") -> ", intvert(sw->bestdest),
@@ -269,7 +267,6 @@ static int accept(swapping *sw)
     if (sw->bestroot >= 0) reoptimize_clip_path(reroot_clip(sw->bestroot, sw->clip), sw->clip);
     unclip_subtree(sw->clip, sw->bestdest);
     reoptimize_after_clip(sw->bestdest, -1);
-    fill_node_sizes();
     if (clusters_on) rebuild_clusters();
     sw->score = expected;
     set_move_slack(keepsmoves(sw), bufferfull(), sw->score);

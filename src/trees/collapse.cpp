@@ -7,6 +7,7 @@
 #include "trees/collapse.h"
 #include <cassert>
 #include <cstring>
+#include <iterator>
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "trees/lightopt.h"
@@ -137,15 +138,24 @@ void rule_3(const int *tree, int *marks, const uint8_t *excluded)
     loset(here);
 }
 
-// In the order of their numbers.
-static const collapser collapserules[] = { nocollapse, rule_3, rule_ambiguous, rule_1 };
+struct rulerow { collapser rule; const char *words; };
+
+static constexpr rulerow collapserules[] = {         // in the order of their numbers
+    { nocollapse, "(not collapsing)" },
+    { rule_3, "(when max. branch length = 0 )" },
+    { rule_ambiguous, "(when anc. and desc. MP sets are equal)" },
+    { rule_1, "(when min. branch length = 0 - trees may become longer!)" },
+};
+static_assert(std::size(collapserules) == COLL_RULE1 + 1);
 
 int current_collapsing_rule()
 {
-    int rule = 0;
-    while (collapserules[rule] != mark_supported) ++rule;
-    return rule;
+    int number = 0;
+    while (collapserules[number].rule != mark_supported) ++number;
+    return number;
 }
+
+const char *report_collapse_rule() { return collapserules[current_collapsing_rule()].words; }
 
 void mark_unsupported(const int *tree, int *marks)
 {

@@ -21,4 +21,5 @@ void rule_3(const int *tree, int *marks, const uint8_t *excluded);          // m
 void rule_ambiguous(const int *tree, int *marks, const uint8_t *excluded);  // final sets of node and ancestor differ
 void rule_1(const int *tree, int *marks, const uint8_t *excluded);          // minimum length above 0
 int  current_collapsing_rule();       // number of the rule in force
+const char *report_collapse_rule();   // when it collapses a branch, in words
 void mark_unsupported(const int *tree, int *marks);   // 1 for an internal node to delete (for delnodz), else 0

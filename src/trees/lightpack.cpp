@@ -4,6 +4,7 @@
 #include <cassert>
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "kernel/driver.h"
 
 uint32_t **lightset, **lightset2;
 int lightcells2, lightcells, lightfields2, lightfields, lightfieldcap;
@@ -145,10 +146,13 @@ static void internalrows()
     }
 }
 
+// The tables of a search go first: whatever wipes both layers wipes that of the search before this
+// one, which must therefore never stand above it.
 void optmem()
 {
     if (opttag) return;
-    assert(nt);
+    assert(nt && !doing_a_search);
+    wipetag(&schtag);
     set_charcodes();
     set_chardownup();
     internalrows();

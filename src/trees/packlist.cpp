@@ -6,6 +6,7 @@
 #include "kernel/errors.h"
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 packrec *packlist, *packlist_end;
 
@@ -111,4 +112,8 @@ void makepacklist()
         *packlist_end++ = { c, cls, cls, n, 1, r.weight, 0 };
         *arpacnc[cls] += n;
     }
+    // To the nearest binary fraction that leaves sums with whole steps exact: trees of the same steps
+    // have the same score, however it was arrived at.
+    constexpr double EXACT = 1 << 20;
+    continuous_step_lag = std::round(continuous_step_lag * EXACT) / EXACT;
 }

@@ -157,6 +157,7 @@ static void movetree(int to, int from)
     memcpy(treegroup[to], treegroup[from], sizeof(uint32_t) * treegroupcells);
     treechk[to].score = treechk[from].score;
     treechk[to].bucket = treechk[from].bucket;
+    treechk[to].hash = treechk[from].hash;
 }
 
 void deletree(int n)

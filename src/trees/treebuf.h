@@ -15,6 +15,7 @@ struct treechkrec {
     int   *tree;
     treechkrec *next, *prev;           // in its bucket
     int    bucket;                     // 0..127; TREE_DEAD marks a tree for removal
+    unsigned hash;                     // of the tree once collapsed; what it was in the bucket for
 };
 constexpr int TREE_DEAD = 255, TREEBUCKETS = 128;
 extern treechkrec *treechk;            // maxtrees records

@@ -42,7 +42,7 @@ void holdcom()
     int c = peep();
     if (!isdigit(c) && c != '+' && c != '-') errarg(c);
     long n = std::max(readroom(), 1L);
-    if (peep() == '/') errarg('/');
+    if (peep() == '/') myerr("A tree-vault is not available yet");
     if (n > INT_MAX) errmsg("Cannot make tree space for", intvert(n), "trees", nullptr);
     if (n < trees_in_mem) {
         warnem("There are", intvert(trees_in_mem), "trees in memory.", "\nResetting maxtrees to", intvert(n),

@@ -152,7 +152,7 @@ const comhelp treadhelp = {
     "   tread 'title' (0 (1 2) (3 4))* (0 (1 (2 (3 4)))) ;\n"
     "Trees are separated by \"*\".  Within a tree, separated by blanks or commas:\n"
     "   N        taxon number N                 name     taxon of that name\n"
-    "   name...  all taxa whose names begin so  =text/   tag of the taxon or group before it\n"
+    "   name...  all taxa whose names begin so  =text    tag of the taxon or group before it\n"
     "   @T N     all taxa of node N of tree T   +T N     the group itself\n"
     "Before the title:\n"
     "   =N       the trees are group N          >N       they are added to group N\n"

@@ -31,6 +31,7 @@ struct reading {
     int  lastaxon = -1;              // terminal read last
     int  lastitem = -1;              // terminal or node that a tag belongs to
     bool tagged = false;
+    bool commas = false;             // they separate the items of this tree, and so its tags
     std::vector<std::string> tags;   // by scratch node, empty without tags
 };
 
@@ -130,15 +131,20 @@ void readpiece(reading *r, bool asnode)
 
 // --- Tokens ---
 
-// The last character only marks the end of the tag.
+// A tag goes to the next blank.  A slash at its end, as "save" writes it, only marks that end, and may
+// be left out; so may the blank before the parenthesis that closes the group around.
 void readtag(reading *r)
 {
     std::string text;
-    int c;
-    while ((c = gtch()) > 32 && c != '*' && c != ';') text += char(c);
+    int c, open = 0;
+    while ((c = gtch()) > 32 && c != '*' && c != ';' && !(c == ',' && r->commas)) {
+        if (c == ')' && !open) break;
+        open += (c == '(') - (c == ')');
+        text += char(c);
+    }
     ungtch();
-    if (text.size() > size_t(maxtxtsz)) text.resize(maxtxtsz);
-    if (!text.empty()) text.pop_back();
+    if (!text.empty() && text.back() == TAGEND) text.pop_back();
+    if (text.size() >= size_t(maxtxtsz)) text.resize(maxtxtsz - 1);
     r->tagged = true;
     if (r->lastitem < 0) return;
     if (r->tags.empty()) r->tags.resize(3 * size_t(nodz));
@@ -266,7 +272,10 @@ static bool readtree(int *anc, bool keeptags)
         doing_quotes = r.depth > 0 ? 1 : guard.was;
         c = gtnb();
         if (c == '*' || c == ';') break;
-        if (c == ',') continue;
+        if (c == ',') {
+            r.commas = true;
+            continue;
+        }
         if (c == '(') open(&r);
         else if (c == ')') close(&r);
         else if (r.at < 0) errarg(c);

@@ -52,13 +52,19 @@ const char *gimetax(int t)
     return name.c_str();
 }
 
+// What would end the tag as it is read back is replaced.
 static void puttag(int n, std::string *text)
 {
     if (!txtrmsg[n][0]) return;
     *text += '=';
-    for (const char *c = txtrmsg[n]; *c; ++c)       // what would end the tag is left out
-        *text += strchr(" \t\n*;", *c) ? '_' : *c;
-    *text += "/ ";
+    int open = 0;
+    for (const char *c = txtrmsg[n]; *c; ++c) {
+        bool ends = static_cast<unsigned char>(*c) <= ' ' || *c == '*' || *c == ';' || (*c == ')' && !open);
+        if (!ends) open += (*c == '(') - (*c == ')');
+        *text += ends ? '_' : *c;
+    }
+    *text += TAGEND;
+    *text += ' ';
 }
 
 // Down and up the tree by its links: trees may be as deep as they have taxa.
@@ -132,13 +138,24 @@ static void checkcompact(const char *name, const std::string &old)
     }
 }
 
-// A parenthetical file ends by closing itself as an input: what is appended must come before.
+// What was written after the last sign, if it is that text.
+static bool dropifends(std::string *old, const char *text)
+{
+    size_t end = old->find_last_not_of(" \t\r\n") + 1, n = strlen(text);
+    if (end < n || old->compare(end - n, n, text)) return false;
+    old->erase(end - n);
+    return true;
+}
+
+// A parenthetical file ends by closing itself as an input: what is appended must come before.  When
+// no trees were written it is only the title of trees to come.
 static void dropending(std::string *old)
 {
-    size_t end = old->find_last_not_of(" \t\r\n");
-    if (end == std::string::npos || end < 5 || (*old)[end] != ';') return;
-    std::string last = old->substr(end - 5, 5);
-    if (last == "proc-" || last == "proc/") old->erase(end - 5);
+    if (dropifends(old, "proc-;") || dropifends(old, "proc/;")) return;
+    size_t title = old->rfind("tread '");
+    if (title == std::string::npos) return;
+    size_t quote = old->find('\'', title + strlen("tread '"));
+    if (quote != std::string::npos && old->find_first_not_of(" \t\r\n", quote + 1) == std::string::npos) old->erase(title);
 }
 
 static void opentreefile(const std::string &name, bool parenthetical, bool append)
@@ -146,7 +163,11 @@ static void opentreefile(const std::string &name, bool parenthetical, bool appen
     std::string text;
     if (append && !readwhole(name.c_str(), &text)) append = false;
     append = append && !text.empty();
-    if (append && parenthetical) dropending(&text);
+    if (append && parenthetical) {
+        if (text.find('\0') != std::string::npos)
+            errmsg("Cannot append tree file.\nTree file", name.c_str(), "is not in parenthetical notation", nullptr);
+        dropending(&text);
+    }
     else if (append) checkcompact(name.c_str(), text);
     if (parenthetical) {
         std::string data = dataname;

@@ -8,6 +8,8 @@ extern int   maxtxtsz;           // bytes a text; starts at 128
 extern int   concat_tags;        // tags read for the tree already tagged are added to what it has; starts at 0
 extern int   tag_separator;      // between them; starts at '/'
 
+constexpr char TAGEND = '/';     // written behind a tag: a tag may itself end in what looks like this sign
+
 // The texts of a tree just read become the tag tree's: texts[source[n]] is that of node n.
 void settags(const int *anc, const char *const *texts, const int *source);
 // The tag tree becomes anc; node n takes the text of old node carried[n] - 1, none for 0.

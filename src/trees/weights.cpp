@@ -133,10 +133,14 @@ static bool moveleftover(int cls)
     return moved;
 }
 
+// With pairs of cells as 64-bit words, each class begins a new word.
 static void cellsoffields()
 {
     if (!moveleftover(0)) moveleftover(1);
-    for (int c = 0; c < CELLCLASSES; ++c) *arpaccells[c] = cellsof(*arpacnc[c], c);
+    for (int c = 0; c < CELLCLASSES; ++c) {
+        *arpaccells[c] = cellsof(*arpacnc[c], c);
+        if (use_alt_bit_searches && uniform_weights) *arpaccells[c] += *arpaccells[c] & 1;
+    }
 }
 
 bool setweights()

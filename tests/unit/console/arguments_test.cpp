@@ -13,9 +13,15 @@ using texts = std::vector<std::string>;
 TEST(Arguments, WordsWithoutACommaAreFiles)
 {
     startwork w = work({ "a.dat", "b c.run", "" });
-    EXPECT_EQ(w.files, (texts{ "p a.dat", "p b^c.run" }));
+    EXPECT_EQ(w.files, (texts{ "a.dat", "b c.run" }));
     EXPECT_TRUE(w.commands.empty());
     EXPECT_TRUE(work({}).files.empty());
+}
+
+TEST(Arguments, BlanksInFileNamesAreGivenAsTheReadingCommandTakesThem)
+{
+    EXPECT_EQ(readingcommand("a.dat"), "p a.dat");
+    EXPECT_EQ(readingcommand("b c.run"), "p b^c.run");
 }
 
 TEST(Arguments, FileNamesThatBeginAsAnOptionDoesAreTakenAsFiles)
@@ -28,17 +34,17 @@ TEST(Arguments, FileNamesThatBeginAsAnOptionDoesAreTakenAsFiles)
 
 TEST(Arguments, TheFirstWordWithACommaBeginsTheCommands)
 {
-    EXPECT_EQ(work({ "a.dat", ",", "mult", ",", "nelsen" }).files, texts{ "p a.dat" });
+    EXPECT_EQ(work({ "a.dat", ",", "mult", ",", "nelsen" }).files, texts{ "a.dat" });
     EXPECT_EQ(work({ "a.dat", ",", "mult", ",", "nelsen" }).commands, texts{ ", mult , nelsen" });
     EXPECT_EQ(work({ "a.dat", "mult,", "save", "x" }).commands, texts{ "mult, save x" });
-    EXPECT_EQ(work({ "a.dat", "mult,", "save", "x" }).files, texts{ "p a.dat" });
+    EXPECT_EQ(work({ "a.dat", "mult,", "save", "x" }).files, texts{ "a.dat" });
 }
 
 TEST(Arguments, AFileBeforeThatCommaIsStillAFile)
 {
     std::string path = writefile("matrix.dat", "x");
     startwork w = work({ path + ",", "mult" });
-    EXPECT_EQ(w.files, texts{ "p " + path });
+    EXPECT_EQ(w.files, texts{ path });
     EXPECT_EQ(w.commands, texts{ " mult" });
 }
 

@@ -328,6 +328,25 @@ TEST_F(Arena, MxramAloneReports)
     EXPECT_EQ(zelrun("mxram;"), "ZEL - max. ram = 0.10 Mbytes\nNo ram used yet\n");
 }
 
+TEST_F(Arena, LayersOfTheReportAddUpWhicheverOfThemWasLockedFirst)
+{
+    auto layers = [](int *first, int *second) {
+        zelrun("mxram 16;");
+        loram(1000000);
+        lockram(&datatag);
+        loram(2000000);
+        lockram(first);
+        loram(3000000);
+        lockram(second);
+        std::string report = said(showram);
+        for (int *tag : { second, first, &datatag }) wipetag(tag);
+        return report;
+    };
+    std::string searchlast = layers(&opttag, &schtag), searchfirst = layers(&schtag, &opttag);
+    EXPECT_NE(searchlast.find("    2.00 Mbytes for tree optimization\n    3.00 Mbytes for tree searches\n"), std::string::npos);
+    EXPECT_NE(searchfirst.find("    3.00 Mbytes for tree optimization\n    2.00 Mbytes for tree searches\n"), std::string::npos);
+}
+
 TEST_F(Arena, TinyArenasAreValidAndRunOutInOrder)
 {
     for (const char *size : { "mxram 0;", "mxram 0.000001;", "mxram 0.00001;", "mxram 0.00005;", "mxram 0.0001;" }) {

@@ -267,6 +267,7 @@ TEST(Driver, OffersACorrectionOfACommandOnlyWhenAsked)
         if (flags & BOX_CANCEL) asked += std::string(title) + ":" + text;
         return flags & BOX_CANCEL ? answer : 1;
     };
+    zelrun("timeout 0");
     EXPECT_EQ(zelrun("timeoot"), "Unknown command: timeoot \n");
     EXPECT_EQ(asked, "");
     EXPECT_EQ(zelrun("help!"), "Searching closest string in lists of names (threshold=0.75)...\n");

@@ -274,6 +274,12 @@ TEST(Stack, GrowsWhileFilesAreOpenAndNeverShrinks)
 
 // --- damaged files ------------------------------------------------------------------------
 
+static void putback()
+{
+    zelrun("break/; break=; timeout 0; help!0.75; help<; echo]-; watch]-");
+    rundir[0] = 0;
+}
+
 TEST(DamagedFiles, CutAnywhereLeaveTheStackClosed)
 {
     std::string whole = "beep-; timeout 0:0:0; run " + writefile("cutinner", "warn-;") + " a b c;\n"
@@ -283,8 +289,7 @@ TEST(DamagedFiles, CutAnywhereLeaveTheStackClosed)
         EXPECT_EQ(giveme_curproc_level(), 0) << n;
         checkinput();
     }
-    zelrun("break/; break=; timeout 0; help<");
-    rundir[0] = 0;
+    putback();
 }
 
 TEST(DamagedFiles, OfRandomBytesAndWordsLeaveTheStackClosed)
@@ -304,6 +309,5 @@ TEST(DamagedFiles, OfRandomBytesAndWordsLeaveTheStackClosed)
         EXPECT_EQ(giveme_curproc_level(), 0) << trial;
         checkinput();
     }
-    zelrun("break/; break=; timeout 0; help<; echo-; watch-; watch]");
-    rundir[0] = 0;
+    putback();
 }

@@ -199,6 +199,33 @@ TEST_F(TextBuffer, ALineLongerThanTheAreaReachesTheReaderWhole)
     window.zel_app_window_updateBuffer = hook;
 }
 
+TEST_F(TextBuffer, ALineThatComesInPiecesReachesTheReaderWhole)
+{
+    std::mt19937 random(5);
+    for (int trial = 0; trial < 40; ++trial) {
+        initialize_winbufsiz(1 + trial % 3);
+        textcursor at;
+        std::string all, got;
+        readnewtext(&at, &got);
+        got.clear();
+        for (int i = 0; i < 600; ++i) {
+            std::string piece = random() % 3 ? std::string(random() % 140, ' ') : std::string(random() % 9, 'x');
+            if (random() % 40 == 0) piece += '\n';
+            spewtogil(piece.c_str());
+            all += piece;
+            if (piece.size() % 2) readnewtext(&at, &got);
+            if (trial % 2) readnewtext(&at, &got);
+            checktextbuf();
+        }
+        readnewtext(&at, &got);
+        if (trial % 2) {
+            ASSERT_EQ(got, all);         // looked after every piece: nothing was dropped unseen
+        } else {
+            ASSERT_EQ(got.substr(got.size() - 50), all.substr(all.size() - 50));
+        }
+    }
+}
+
 TEST_F(TextBuffer, AReaderThatComesLateGetsWhatIsStillKept)
 {
     ASSERT_TRUE(initialize_winbufsiz(1));
