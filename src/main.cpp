@@ -27,7 +27,7 @@ int main(int argc, char **argv)
 {
     std::vector<std::string> words(argv + 1, argv + argc);
     std::string first = words.empty() ? "" : words[0];
-    if (first == "bground") start_background(argc, argv);
+    if (asks_background(first.c_str())) start_background(argc, argv);
     if (first == "--version") {
         puts("ZEL " ZEL_VERSION);
         return 0;

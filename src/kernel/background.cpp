@@ -27,6 +27,18 @@ static bool present(const char *what)
 
 const char *background_text() { return arguments.empty() ? nullptr : arguments.c_str(); }
 
+// A shortened word is taken up only to be refused with the full one; a file of that name is a file.
+bool asks_background(const char *first)
+{
+    std::string word(first, strcspn(first, " ;"));
+    for (const char *name : { "bground", "slaveproc" })
+        if (word.size() >= 2 && !strncmp(name, word.c_str(), word.size())) {
+            std::error_code none;
+            return word == name || !fs::exists(first, none);
+        }
+    return false;
+}
+
 void start_background(int argc, char **argv)
 {
     for (int i = 1; i < argc; ++i) {

@@ -4,6 +4,7 @@
 
 extern int execfile_serial;          // number of the next execute file; -1 when the last could not be removed; starts at 1
 
+bool asks_background(const char *first);     // the first process argument asks for such a run: "bground", or shortened and no file's name
 [[noreturn]] void start_background(int argc, char **argv);   // argv[1..] are the instructions, "bground" first
 const char *background_text();       // the instructions; ends with ";\n"; null when this is no background run
 bool open_execute_file();            // opens it as a level; false when there is none

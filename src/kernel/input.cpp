@@ -119,6 +119,13 @@ static int readbase(inrec *p)
     return readsharedline(p->buffer, READSIZE);
 }
 
+// Text written by other programs may begin with the mark of UTF-8; it is no part of the first word.
+static void blankmark(char *text, int n)
+{
+    constexpr char MARK[] = "\xEF\xBB\xBF";
+    if (n >= 3 && !memcmp(text, MARK, 3)) memset(text, ' ', 3);
+}
+
 // The buffer of the current level is used up and the level has not ended.
 static void refill()
 {
@@ -139,6 +146,8 @@ static void refill()
           : p->is_terminal ? (fgets(p->buffer, READSIZE, p->stream) ? int(strlen(p->buffer)) : 0)
           : int(fread(p->buffer, 1, READSIZE, p->stream));
     getnext = p->buffer;
+    if (n && !p->began) blankmark(p->buffer, n);
+    p->began = 1;
     if (nonuls(p->buffer, n)) return;      // a short read is not the end yet
     p->at_eof = 1;
     endtext(p->buffer);
@@ -193,7 +202,7 @@ static void setname(inrec *p, const char *name)
 static void clearlevel(inrec *p)
 {
     p->stream = nullptr;
-    p->is_terminal = p->at_eof = p->has_args = p->nargs = 0;
+    p->is_terminal = p->at_eof = p->began = p->has_args = p->nargs = 0;
     p->saved_atloop = p->saved_private = p->saved_addatvar = p->saved_highest = 0;
     p->saved_loseg = nullptr;
     p->lineno = 1;

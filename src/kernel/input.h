@@ -24,6 +24,7 @@ struct inrec {                       // one level of input
     int   saved_atloop, saved_private, saved_addatvar, saved_highest;   // macro state, only carried here
     char *saved_loseg;
     long  lineno;                    // starts at 1
+    int   began;                     // something of the stream was read
 };
 
 extern inrec *procnest, *curproc;    // the stack (maxnest + 1 records) and the level being read

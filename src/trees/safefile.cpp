@@ -1,5 +1,6 @@
 // Files that are written whole or not at all.
 #include "trees/safefile.h"
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,6 +20,7 @@ static std::string truename(const char *name)
 bool safeopen(safefile *f, const char *name)
 {
     struct stat st;
+    signal(SIGXFSZ, SIG_IGN);        // a file at its size limit is a failure to write, as a full disk
     f->name = name;
     f->path = truename(name);
     f->temporary.clear();

@@ -100,6 +100,7 @@ static void writetree(const int *anc, int node, bool tags, std::string *text)
         }
     }
     *text += ')';
+    if (tags) puttag(node, text);
 }
 
 void savetree(const int *anc, int node, std::string *text) { writetree(anc, node, false, text); }
@@ -138,7 +139,7 @@ static void checkcompact(const char *name, const std::string &old)
     }
 }
 
-// What was written after the last sign, if it is that text.
+// Drops that text, and the blanks behind it, from the end; false when the file does not end so.
 static bool dropifends(std::string *old, const char *text)
 {
     size_t end = old->find_last_not_of(" \t\r\n") + 1, n = strlen(text);

@@ -138,3 +138,17 @@ TEST(Background, AStopFileStopsItAndIsRemoved)
     for (auto &f : std::filesystem::directory_iterator(tempdir() + "/bg"))
         EXPECT_FALSE(f.path().filename().string().starts_with("stop")) << f.path();
 }
+
+TEST(Background, IsAskedForByItsWordWholeOrShortenedButNotByAFile)
+{
+    EXPECT_TRUE(asks_background("bground"));
+    EXPECT_TRUE(asks_background("bground quote x; zzz"));
+    EXPECT_TRUE(asks_background("bgrou"));
+    EXPECT_TRUE(asks_background("slaveproc"));
+    EXPECT_FALSE(asks_background("b"));
+    EXPECT_FALSE(asks_background("bgroundx"));
+    EXPECT_FALSE(asks_background("matrix.zel"));
+    std::string file = writefile("bgrou", "quote a file;");
+    EXPECT_EQ(chdir(tempdir().c_str()), 0);
+    EXPECT_FALSE(asks_background("bgrou"));
+}

@@ -5,7 +5,7 @@
 TEST(Mult, FindsTheShortestTreesOfAllForFewTaxa)
 {
     std::mt19937 rng(41);
-    for (int trial = 0; trial < 330; ++trial) {
+    for (int trial = 0; trial < SOME(330); ++trial) {
         plain::data m = plain::randommatrix(rng, 4 + trial % 4, 3 + plain::below(rng, 25), kinds()[trial % kinds().size()]);
         use(m);
         plain::shortest best = plain::search(activepart(m));
@@ -25,23 +25,10 @@ TEST(Mult, KeepsTreesThatAreShortestAndDifferOnceCollapsed)
         plain::shortest best = plain::search(m);
         zelrun("mult=replic 5 hold 20;bbreak;");
         std::set<std::vector<uint64_t>> shapes, possible;
-        auto collapsed = [&](plain::tree t) {          // a branch stands when some character must change on it
-            std::vector<std::vector<uint32_t>> sets;
-            for (int c = 0; c < m.chars; ++c) sets.push_back(plain::finalsets(m, t, c));
-            auto groups = plain::groups(t);
-            std::vector<uint64_t> stands;
-            for (int n = m.taxa + 1; n < t.nodes(); ++n) {
-                bool supported = t.anc[n] == t.root();
-                for (int c = 0; c < m.chars; ++c) supported |= !(sets[c][n] & sets[c][t.anc[n]]);
-                if (supported) stands.push_back(groups[n]);
-            }
-            std::sort(stands.begin(), stands.end());
-            return stands;
-        };
-        for (const plain::tree &t : best.trees) possible.insert(collapsed(t));
+        for (const plain::tree &t : best.trees) possible.insert(standinggroups(m, t));
         for (const plain::tree &t : allkept()) {
             EXPECT_EQ(plain::length(m, t), best.length);
-            EXPECT_TRUE(shapes.insert(collapsed(t)).second) << "two kept trees collapse to one, trial " << trial;
+            EXPECT_TRUE(shapes.insert(standinggroups(m, t)).second) << "two kept trees collapse to one, trial " << trial;
         }
         // the trees kept stand for all the shortest ones that swapping reaches
         EXPECT_LE(shapes.size(), possible.size());
@@ -129,6 +116,89 @@ TEST(Mult, StopsWhenTheTreeBufferIsFull)
     EXPECT_NE(report.find("NOTE: Search terminated after replication 2 (tree buffer full)\n"), std::string::npos) << report;
     EXPECT_NE(report.find("Best score hit 2 times out of 2 (some replications overflowed).\n"), std::string::npos) << report;
     zelrun("keep 0;hold 100;mult:replic 10;");
+}
+
+// Four commands from the same seed build the same Wagner trees.  With SPR as the swapper nothing
+// follows the SPR pass, so what TBR adds to it is the TBR lap alone: once, when the second replication
+// ends in the tree of the first.
+TEST(Mult, AReplicationThatEndsInAKnownTreeDoesNotSwapItAgain)
+{
+    auto examined = [](const std::string &options) {
+        std::string report = zelrun("keep 0;rseed 3;mult=" + options + ";"), key = "examined: ";
+        return std::stol(report.substr(report.find(key) + key.size()));
+    };
+    use(plain::fromrows({ "00000", "00000", "10000", "11000", "11100", "11110", "11111", "11111" }));
+    zelrun("rseed:0;mult:hold 1;");
+    long once = examined("replic 1 tbr") - examined("replic 1 spr"), twice = examined("replic 2 tbr") - examined("replic 2 spr");
+    EXPECT_EQ(trees_in_mem, 1);
+    EXPECT_GT(once, 0);
+    EXPECT_EQ(twice, once);
+    zelrun("rseed 1;mult:replic 10 hold 10 tbr;");
+}
+
+// The limit of suboptimal trees is that of the replication, not of each tree swapped: the room for all
+// trees within it, and one more, never fills.
+TEST(Mult, SuboptimalTreesDoNotBringInLongerOnes)
+{
+    std::mt19937 rng(48);
+    rulefor none(nocollapse);
+    int seen = 0;
+    for (int trial = 0; trial < 30; ++trial) {
+        plain::data m = plain::randommatrix(rng, 6, 8, { 8, 2, 0 });
+        use(m);
+        plain::shortest best = plain::search(m);
+        int within = 0;
+        plain::allbinary(6, [&](const plain::tree &t) { within += plain::length(m, t) <= best.length + 1; });
+        std::string report = zelrun("subopt 1;hold 1000;rseed " + std::to_string(trial + 1) + ";mult=replic 1 hold " +
+                                    std::to_string(within + 1) + ";");
+        ASSERT_FALSE(zelfailed()) << report;
+        if (bestscore(report) != double(best.length)) continue;
+        ++seen;
+        EXPECT_EQ(report.find("overflowed"), std::string::npos) << report;
+        for (const plain::tree &t : allkept()) EXPECT_LE(plain::length(m, t), best.length + 1);
+    }
+    EXPECT_GT(seen, 20);
+    zelrun("subopt 0;rseed 1;keep 0;hold 100;mult:replic 10 hold 10;");
+}
+
+// A replication with room for few trees fills it at once with trees of the length it begins with;
+// what is found later is shorter, and takes the place of all of them.
+TEST(Mult, AFullReplicationStillImproves)
+{
+    std::mt19937 rng(49);
+    rulefor none(nocollapse);
+    for (int trial = 0; trial < SOME(12); ++trial) {
+        plain::data m = plain::randommatrix(rng, 12, 14, { 8, 2, 0 });
+        use(m);
+        for (int hold : { 2, 3, 5 }) {
+            zelrun("keep 0;mult=replic 1 hold " + std::to_string(hold) + ";");
+            ASSERT_LE(trees_in_mem, hold);
+            long length = plain::length(m, kept(0));
+            for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), length);
+            bool some = false;             // of the trees kept the first one swapped was swapped to the end
+            for (const plain::tree &t : allkept()) {
+                bool better = false;
+                neighbours(t, true, [&](const plain::tree &u) { better |= plain::length(m, u) < length; });
+                some |= !better;
+            }
+            EXPECT_TRUE(some);
+        }
+    }
+    zelrun("keep 0;mult:replic 10 hold 10;");
+}
+
+// The trees in memory before are those to be compared with, whoever found them.
+TEST(Mult, ReplicationsThatMissTheTreesInMemoryHitNothing)
+{
+    std::mt19937 rng(50);
+    plain::data m = plain::randommatrix(rng, 20, 25, { 8, 2, 0 });
+    use(m);
+    std::string report = zelrun("mult=replic 20;");
+    double best = bestscore(report.substr(report.rfind("Best score (")));
+    report = zelrun("mult=replic 1 wagner;");             // of a Wagner tree alone
+    EXPECT_NE(report.find("Best score hit 0 times out of 1"), std::string::npos) << report;
+    EXPECT_EQ(bestscore(report), best) << report;
+    zelrun("mult:replic 10 tbr;");
 }
 
 TEST(Mult, DataWithoutSignalCollapseToOneTree)

@@ -15,6 +15,14 @@
 #include <map>
 #include <set>
 
+// Trials of a long test.  The build with tiny tables runs ten times slower, under sanitizers, and
+// looks for other faults than wrong trees: a part of the trials will do.
+#ifdef ZEL_TINY
+constexpr int SOME(int trials) { return trials / 3; }
+#else
+constexpr int SOME(int trials) { return trials; }
+#endif
+
 // Puts the matrix in memory.
 inline void use(const plain::data &m)
 {
@@ -98,6 +106,22 @@ inline double bestscore(const std::string &report)
     size_t at = report.rfind("Best score");
     at = report.find_first_of("0123456789", at == std::string::npos ? 0 : at);
     return at == std::string::npos ? -1 : std::stod(report.substr(at));
+}
+
+// The groups left once the tree is collapsed by rule 1: a branch stands when some character must
+// change on it.
+inline std::vector<uint64_t> standinggroups(const plain::data &m, const plain::tree &t)
+{
+    std::vector<uint64_t> stands, groups = plain::groups(t);
+    std::vector<char> supported(t.nodes(), 0);
+    for (int c = 0; c < m.chars; ++c) {
+        auto sets = plain::finalsets(m, t, c);
+        for (int n = m.taxa + 1; n < t.nodes(); ++n) supported[n] |= !(sets[n] & sets[t.anc[n]]);
+    }
+    for (int n = m.taxa + 1; n < t.nodes(); ++n)
+        if (supported[n] || t.anc[n] == t.root()) stands.push_back(groups[n]);
+    std::sort(stands.begin(), stands.end());
+    return stands;
 }
 
 // --- neighbours ---------------------------------------------------------------------------

@@ -1,6 +1,8 @@
 #include "searchtest.h"
 #include "kernel/random.h"
 #include "search/addseq.h"
+#include "search/spr.h"
+#include "search/tbr.h"
 #include "search/wagner.h"
 
 static bool ispermutation(const std::vector<int> &list)
@@ -81,6 +83,34 @@ TEST(Wagner, StartsFromTheNetworkOfThreeTaxa)
     want[5] = want[2] = ntax + 1;
     want[ntax] = ntax + 2;                   // the next free node
     EXPECT_EQ(std::vector<int>(anx, anx + hinod), want);
+}
+
+// With three taxa there is nothing to add, and no place to swap to.
+TEST(Wagner, OfThreeTaxaIsTheirNetwork)
+{
+    std::mt19937 rng(65);
+    plain::data m = plain::randommatrix(rng, 5, 12, { 8, 4, 10 });
+    use(m);
+    taxact[1] = taxact[3] = 0;
+    {
+        searchframe frame(multcom);
+        ASSERT_EQ(hinod, 5);
+        for (int moved : { 0, 1 })
+            for (int seed = 1; seed < 20; ++seed) {
+                randomize_outgroup = moved;
+                wagner(anx, seed);
+                EXPECT_EQ(std::vector<int>(anx, anx + hinod), (std::vector<int>{ 3, 4, 4, 5, 3 }));
+                double score = schoptimize(anx, 1);
+                for (int many : { 0, 1 }) {
+                    EXPECT_EQ(sprswap(anx, 0, many), score);
+                    EXPECT_EQ(tbrswap(anx, 0, many), score);
+                }
+            }
+        randomize_outgroup = 0;
+    }
+    taxact[1] = taxact[3] = 1;
+    wipetag(&schtag);
+    ranseed = 1;
 }
 
 TEST(Wagner, LeavesTheImageAsItWasWhenTheOutgroupIsMoved)
