@@ -6,7 +6,6 @@
 
 extern FILE *treefile;           // null = none open
 extern int   tsavemode;          // 1 parenthetical, 0 compact
-extern void (*usertree)(int *anc);   // during a search: gives a copy of a tree in memory back its user numbers; else null
 
 // Reading.
 bool leatre(int *anc);           // reads one parenthetical tree from the stream up to '*' or ';'; false when there is none

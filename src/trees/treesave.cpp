@@ -1,6 +1,7 @@
 // Trees to files: "tsave" opens and closes the tree file, "save" writes trees to it.  The file
 // being written takes its name when it is closed.
 #include "trees/safefile.h"
+#include "trees/pack.h"
 #include "trees/treebuf.h"
 #include "trees/treefile.h"
 #include "trees/treemodel.h"
@@ -21,7 +22,6 @@
 
 FILE *treefile;
 int   tsavemode;
-void (*usertree)(int *anc);
 int   autosave_results;
 
 static safefile out;                 // the open tree file; out.stream is treefile
@@ -33,14 +33,17 @@ static constexpr char FIRSTLINE[] = "tread 'tree(s) from ZEL, for data in ";
 // --- Text of a tree ---
 
 // Names are written so that they can be read back: blanks as '^', and by number where the name
-// holds signs of the notation or looks like a number.
+// holds signs of the notation, looks like a number or a wild name, or was cut to what another one
+// begins with.
 std::string gimename(int t)
 {
+    constexpr char WILD[] = "...";
     if (!usetaxnames) return std::to_string(t);
     std::string name = taxname_out(t);
-    if (name.empty() || name.find_first_of("(),;*='^") != std::string::npos || strchr("@+", name[0]) ||
-        name.find_first_not_of("0123456789") == std::string::npos)
-        return std::to_string(t);
+    bool readable = !name.empty() && name.find_first_of("(),;*='^") == std::string::npos && !strchr("@+", name[0]) &&
+                    name.find_first_not_of("0123456789") != std::string::npos &&
+                    (name.size() < strlen(WILD) || name.compare(name.size() - strlen(WILD), strlen(WILD), WILD));
+    if (!readable || (name != taxname[t] && findtaxon(name.c_str()) != t)) return std::to_string(t);
     std::replace(name.begin(), name.end(), ' ', '^');
     return name;
 }
@@ -333,7 +336,10 @@ static bool autowrite(const std::string &name)
     put(f.stream, text);
     for (int t = 0; t < trees_in_mem; ++t) {
         memcpy(tree, mem_tree[t], sizeof(int) * nodz);
-        if (usertree) usertree(tree);
+        if (trees_are_packed) {
+            unpack_one_tree(tree);
+            reset_nodz(tree);
+        }
         if (!tsavemode) joinabsent(tree);
         writeone(f.stream, treetext(tree), tsavemode, t);
     }

@@ -156,6 +156,7 @@ TEST_F(RandomCharacters, HaveMinimaAndMaximaOfTheEnumeration)
 
 TEST_F(RandomCharacters, ExactMinimumIsTheSmallestSetThatMeetsAllCells)
 {
+    zelrun(";");                         // the arena exists
     for (int trial = 0; trial < 300; ++trial) {
         std::vector<uint32_t> cells(size_t(1 + number(30)));
         for (uint32_t &x : cells) {

@@ -18,9 +18,9 @@
 // Trials of a long test.  The build with tiny tables runs ten times slower, under sanitizers, and
 // looks for other faults than wrong trees: a part of the trials will do.
 #ifdef ZEL_TINY
-constexpr int SOME(int trials) { return trials / 3; }
+constexpr int atmost(int trials) { return trials / 3; }
 #else
-constexpr int SOME(int trials) { return trials; }
+constexpr int atmost(int trials) { return trials; }
 #endif
 
 // Puts the matrix in memory.

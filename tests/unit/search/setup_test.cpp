@@ -98,6 +98,11 @@ TEST(SearchSetup, TimeIsUp)
     EXPECT_FALSE(zelfailed());
     EXPECT_NE(report.find("Interrupting search (time is out!)\n"), std::string::npos) << report;
     EXPECT_NE(report.find("Search was interrupted...\n"), std::string::npos) << report;
+    int hits = 0, done = 0;
+    size_t at = report.rfind("Best score hit");
+    ASSERT_NE(at, std::string::npos) << report;
+    ASSERT_EQ(sscanf(report.c_str() + at, "Best score hit %i times out of %i", &hits, &done), 2);
+    EXPECT_LE(hits, done);
     for (int t = 0; t < trees_in_mem; ++t) checktree(mem_tree[t]);
     zelrun("timeout 0;keep 0;hold 100;mult:replic 10 hold 10;");
 }

@@ -26,11 +26,11 @@ static void nothingshorter(const char *options, bool rerooted, int mostaxa, int 
     zelrun("bbreak:tbr mulpars nosafe norandclip;");
 }
 
-TEST(Tbr, EndsWhereNoMoveIsBetter)            { nothingshorter("tbr nomulpars", true, 15, SOME(55)); }
-TEST(Tbr, EndsWhereNoMoveIsBetterInTwentyTaxa) { nothingshorter("tbr nomulpars", true, 20, SOME(16)); }
-TEST(Tbr, EndsWhereNoMoveIsBetterClippingAtRandom) { nothingshorter("tbr nomulpars randclip", true, 12, SOME(33)); }
-TEST(Spr, EndsWhereNoMoveIsBetter)            { nothingshorter("spr nomulpars", false, 20, SOME(88)); }
-TEST(Spr, EndsWhereNoMoveIsBetterWithSafeUnclip) { nothingshorter("spr nomulpars safe", false, 15, SOME(44)); }
+TEST(Tbr, EndsWhereNoMoveIsBetter)            { nothingshorter("tbr nomulpars", true, 15, atmost(55)); }
+TEST(Tbr, EndsWhereNoMoveIsBetterInTwentyTaxa) { nothingshorter("tbr nomulpars", true, 20, atmost(16)); }
+TEST(Tbr, EndsWhereNoMoveIsBetterClippingAtRandom) { nothingshorter("tbr nomulpars randclip", true, 12, atmost(33)); }
+TEST(Spr, EndsWhereNoMoveIsBetter)            { nothingshorter("spr nomulpars", false, 20, atmost(88)); }
+TEST(Spr, EndsWhereNoMoveIsBetterWithSafeUnclip) { nothingshorter("spr nomulpars safe", false, 15, atmost(44)); }
 
 // Trees kept by a swap of many: every tree as short that one move reaches is among them.
 static void wholeisland(const char *options, bool rerooted, int subopt, int mosttaxa, int trials)
@@ -69,10 +69,10 @@ static void wholeisland(const char *options, bool rerooted, int subopt, int most
     }
     zelrun("subopt 0;bbreak:tbr mulpars;");
 }
-TEST(Tbr, KeepsAllTreesThatEqualMovesReach)          { wholeisland("tbr mulpars", true, 0, 8, SOME(44)); }
-TEST(Spr, KeepsAllTreesThatEqualMovesReach)          { wholeisland("spr mulpars", false, 0, 8, SOME(44)); }
-TEST(Tbr, KeepsAllSuboptimalTreesWithinTheLimit)     { wholeisland("tbr mulpars", true, 2, 6, SOME(22)); }
-TEST(Spr, KeepsAllSuboptimalTreesWithinTheLimit)     { wholeisland("spr mulpars", false, 1, 7, SOME(22)); }
+TEST(Tbr, KeepsAllTreesThatEqualMovesReach)          { wholeisland("tbr mulpars", true, 0, 8, atmost(44)); }
+TEST(Spr, KeepsAllTreesThatEqualMovesReach)          { wholeisland("spr mulpars", false, 0, 8, atmost(44)); }
+TEST(Tbr, KeepsAllSuboptimalTreesWithinTheLimit)     { wholeisland("tbr mulpars", true, 2, 6, atmost(22)); }
+TEST(Spr, KeepsAllSuboptimalTreesWithinTheLimit)     { wholeisland("spr mulpars", false, 1, 7, atmost(22)); }
 
 // The same once collapsed.  Quick collapsing takes what a move within an unsupported group gives for
 // the same tree, whether or not it is; such a move leaves every supported group of the tree whole.
@@ -115,8 +115,8 @@ static void wholecollapsedisland(const char *options, bool rerooted, int trials)
     EXPECT_GT(found, size_t(4 * trials));
     zelrun("keep 0;hold 100;bbreak:tbr mulpars;");
 }
-TEST(Tbr, KeepsAllCollapsedTreesThatEqualMovesReach) { wholecollapsedisland("tbr mulpars", true, SOME(60)); }
-TEST(Spr, KeepsAllCollapsedTreesThatEqualMovesReach) { wholecollapsedisland("spr mulpars", false, SOME(60)); }
+TEST(Tbr, KeepsAllCollapsedTreesThatEqualMovesReach) { wholecollapsedisland("tbr mulpars", true, atmost(60)); }
+TEST(Spr, KeepsAllCollapsedTreesThatEqualMovesReach) { wholecollapsedisland("spr mulpars", false, atmost(60)); }
 
 // The swappers compare what they expect with a score made afresh, and fail when they differ.
 TEST(Swappers, NeverFailTheirInternalChecks)
@@ -125,7 +125,7 @@ TEST(Swappers, NeverFailTheirInternalChecks)
     static const char *const ways[] = { "tbr nomulpars nosafe", "spr nomulpars nosafe", "tbr mulpars", "spr mulpars",
                                         "tbr nomulpars randclip", "tbr nomulpars safe norandclip" };
     int swaps = 0;
-    for (int trial = 0; trial < SOME(154); ++trial) {
+    for (int trial = 0; trial < atmost(154); ++trial) {
         plain::data m = plain::randommatrix(rng, 4 + plain::below(rng, 40), 1 + plain::below(rng, 60), kinds()[trial % kinds().size()]);
         m.taxactive.assign(m.taxa, 1);
         use(m);
@@ -140,7 +140,7 @@ TEST(Swappers, NeverFailTheirInternalChecks)
             swaps += 4;
         }
     }
-    EXPECT_GT(swaps, SOME(3000));
+    EXPECT_GT(swaps, atmost(3000));
     zelrun("bbreak:tbr mulpars nosafe norandclip;");
 }
 

@@ -129,19 +129,24 @@ TEST(Collapse, WithConstantDataOnlyTheRootAndTheNodesBelowItStand)
     mark_supported = was;
 }
 
-TEST(Collapse, TheRuleInForceHasANumber)
+TEST(Collapse, TheRuleInForceHasANumberAndWords)
 {
     collapser was = mark_supported;
     EXPECT_EQ(current_collapsing_rule(), COLL_RULE1);
     EXPECT_EQ(dacollrule, COLL_RULE1);
     EXPECT_EQ(collapse_consensuses, 1);
     EXPECT_EQ(autocollapse_searches, 0);
-    mark_supported = nocollapse;
-    EXPECT_EQ(current_collapsing_rule(), COLL_NONE);
-    mark_supported = rule_3;
-    EXPECT_EQ(current_collapsing_rule(), COLL_RULE3);
-    mark_supported = rule_ambiguous;
-    EXPECT_EQ(current_collapsing_rule(), COLL_AMBIGUOUS);
+    const struct { collapser rule; int number; const char *words; } rules[] = {
+        { nocollapse, COLL_NONE, "(not collapsing)" },
+        { rule_3, COLL_RULE3, "(when max. branch length = 0 )" },
+        { rule_ambiguous, COLL_AMBIGUOUS, "(when anc. and desc. MP sets are equal)" },
+        { rule_1, COLL_RULE1, "(when min. branch length = 0 - trees may become longer!)" },
+    };
+    for (const auto &r : rules) {
+        mark_supported = r.rule;
+        EXPECT_EQ(current_collapsing_rule(), r.number);
+        EXPECT_STREQ(report_collapse_rule(), r.words);
+    }
     mark_supported = was;
 }
 

@@ -208,6 +208,25 @@ TEST(Lightopt, LayersStandUntilSettingsChange)
     EXPECT_TRUE(charcodes[1].lightpacked);
 }
 
+// A layer dropped under another leaves that one's tag without a lock.
+TEST(Lightopt, SettingsCanChangeWhateverSearchesAndReportsCameBefore)
+{
+    data m = plain::fromrows({ "000", "010", "110", "111", "101" });
+    readmatrix(m);
+    const char *searches[] = { "mult=replic 1;", "bbreak;" }, *reports[] = { "scores;", "nelsen;" };
+    const char *changes[] = { "taxcode - 4;", "taxcode +.;", "outgroup 2;", "ccode + 0;", "hold 200;", "xread = 1 0 1;",
+                              "bbreak: xbits;", "bbreak: noxbits;" };
+    zelrun("mult=replic 1;");
+    for (const char *change : changes)
+        for (const char *search : searches)
+            for (const char *report : reports) {
+                zelrun(std::string(search) + report + search + report + change + report + search);
+                EXPECT_FALSE(zelfailed()) << search << report << change;
+                EXPECT_EQ(opttag, 0) << "a search lays out its tables anew";
+                zelrun("mult=replic 1;");
+            }
+}
+
 // Random ranges of values, some missing, as text and as bounds in thousandths.
 static std::string rangetext(std::mt19937 &rng, std::pair<long, long> *bounds)
 {

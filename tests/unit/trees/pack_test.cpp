@@ -240,3 +240,22 @@ TEST(Pack, ContinuousCharactersThatVaryAreRefusedForNow)
     zelrun("mult;");
     EXPECT_TRUE(zelfailed());
 }
+
+// Pairs of cells: the second one of a class is there even when no character is in it.
+TEST(Pack, CellsComeInPairsWhenTheyAreReadAsWordsOf64Bits)
+{
+    plain::data m = pattern({ "000", "011", "101", "110", "111" });       // one cell of two-state characters
+    use_alt_bit_searches = 2;
+    {
+        packing image(m);
+        EXPECT_EQ(nc2cells, 2);
+        EXPECT_EQ(char_cells, 2);
+        std::mt19937 rng(103);
+        for (int i = 0; i < 20; ++i) {
+            plain::tree t;
+            double score = packedscore(m, rng, &t);
+            EXPECT_EQ(score, double(plain::length(m, t)));
+        }
+    }
+    use_alt_bit_searches = 0;
+}

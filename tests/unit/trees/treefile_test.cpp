@@ -3,9 +3,11 @@
 #include "kernel/below.h"
 #include "kernel/driver.h"
 #include "trees/safefile.h"
+#include "trees/pack.h"
 #include "trees/treebuf.h"
 #include "trees/treefile.h"
-#include <csignal>
+#include "trees/treetags.h"
+#include <cstring>
 #include <filesystem>
 #include <sys/resource.h>
 
@@ -275,14 +277,12 @@ TEST(Treefiles, AnOldFileStaysUntilTheNewOneIsClosedAndWhenWritingFails)
     struct rlimit was, small = { 1000, RLIM_INFINITY };
     getrlimit(RLIMIT_FSIZE, &was);
     small.rlim_max = was.rlim_max;
-    auto handler = signal(SIGXFSZ, SIG_IGN);
     zelrun("tsave *" + file + ";");
     for (int i = 0; i < 60; ++i) zelrun("tread (0 (1 2) (3 4 5));");
     setrlimit(RLIMIT_FSIZE, &small);
     std::string said = zelrun("save;");
     bool failed = zelfailed();
     setrlimit(RLIMIT_FSIZE, &was);
-    signal(SIGXFSZ, handler);
     EXPECT_TRUE(failed);
     EXPECT_NE(said.find("Can't write to tree file " + file), std::string::npos) << said;
     EXPECT_EQ(readfile(file), "old contents");
@@ -347,6 +347,34 @@ TEST(Autosave, WritesAllTreesByTurns)
     EXPECT_FALSE(autosave_results);
 }
 
+TEST(Autosave, InTheMiddleOfASearchWritesTheTreesAsTheUserKnowsThem)
+{
+    std::string said = zelrun("nstates num; nstates 16; proc " + std::string(ZEL_EXAMPLES_DIR) +
+                              "/vertebrates.zel; outgroup 3; taxcode - 5; mult=replic 3;");
+    ASSERT_GT(trees_in_mem, 0) << said;
+    std::vector<tree> found = treesinmemory();
+    for (const char *sign : { "", "*" }) {
+        std::string base = path("mid");
+        zelrun(std::string("tsave ! 0:0:30 ") + sign + base + ";");
+        schpack();                                           // as a search does: trees go over to its numbers
+        std::vector<tree> packed = treesinmemory();
+        autosave_results = 1;
+        autosave_the_results();
+        EXPECT_EQ(treesinmemory(), packed);
+        unpack_trees();
+        for (int t = 0; t < trees_in_mem; ++t) reset_nodz(mem_tree[t]);
+        EXPECT_EQ(treesinmemory(), found);
+        zelrun(std::string("tsave ! 0; ") + (*sign ? "proc " : "shortread ") + base + "-1;");
+        ASSERT_EQ(trees_in_mem, 2 * int(found.size()));
+        for (size_t t = 0; t < found.size(); ++t) {
+            tree expected = found[t];
+            if (!*sign) joinabsent(expected.data());
+            EXPECT_EQ(treesinmemory()[found.size() + t], expected);
+        }
+        zelrun("keep " + std::to_string(found.size()) + ";");
+    }
+}
+
 TEST(Treebuf, GrowsWhileTreesAreReadAndKeepsThemWithTheirGroups)
 {
     std::mt19937 dice(13);
@@ -408,4 +436,91 @@ TEST(Tags, AreReadAndSavedWithTheirNodes)
     zelrun("reroot: 3; tsave *" + file + "; save *; tsave/;");
     text = readfile(file);
     EXPECT_EQ(text.substr(text.find('\n') + 1), "(3 (4 (0 (1=one/ 2)=left/ )=right/ ));\nproc-;\n");
+}
+
+// The text of the tag tree, as it is saved.
+static std::string savedtags()
+{
+    std::string file = path("tags.tre");
+    zelrun("tsave *" + file + "; save *; tsave/;");
+    std::string text = readfile(file);
+    text.erase(0, text.find('\n') + 1);
+    return text.substr(0, text.find(";\nproc-;"));
+}
+
+TEST(Tags, EndAtABlankAtTheParenthesisOfTheGroupAroundOrAtTheCommaOfATreeWithCommas)
+{
+    datafor(6);
+    const char *all[] = { "(0 (1=one 2)=left (3 4)=right/ 5)=all", "(0 (1=one 2)=left (3 4)=right 5)=all/ ",
+                          "(0,(1=one,2)=left,(3,4)=right,5)=all", "(0 (1=one/ 2)=left/\n(3 4)=right/ 5)=all" };
+    for (const char *text : all) {
+        zelrun(std::string("tread ") + text + ";");
+        ASSERT_FALSE(zelfailed()) << text;
+        EXPECT_EQ(savedtags(), "(0 5 (1=one/ 2)=left/ (3 4)=right/ )=all/ ") << text;
+    }
+    zelrun("tread (0 (1 2)=a,b (3 (4 5)=(:2)) );");
+    EXPECT_EQ(savedtags(), "(0 (1 2)=a,b/ (3 (4 5)=(:2)/ ))");
+}
+
+TEST(Tags, ReadBackAsTheyWereSavedAlsoThoseThatLookLikeItsNotation)
+{
+    datafor(6);
+    for (const char *tag : { "90", "90/", "a/b", "//", "(5", "5)", "(5)", "x;y", "two words", "a*", "=", "1,2", "-" }) {
+        zelrun("tread (0 (1 2)=tag (3 4) 5);");
+        int node = mem_tree[trees_in_mem - 1][1];
+        strcpy(txtrmsg[node], tag);
+        std::string saved = savedtags();
+        zelrun("tread " + saved + ";");
+        ASSERT_FALSE(zelfailed()) << saved;
+        EXPECT_EQ(savedtags(), saved) << tag;
+        std::string expected = tag;
+        for (char &c : expected)
+            if (c == ';' || c == ' ' || c == '*' || (c == ')' && expected[0] != '(')) c = '_';
+        EXPECT_EQ(txtrmsg[node], expected);
+        zelrun("keep 0;");
+    }
+    std::string longest(maxtxtsz - 1, 'x');
+    zelrun("tread (0 (1 2)=" + longest + "and_more (3 4) 5);");
+    EXPECT_EQ(savedtags(), "(0 5 (1 2)=" + longest + "/ (3 4))");
+}
+
+TEST(Treefiles, AreAppendedOnlyInTheirOwnNotation)
+{
+    datafor(6);
+    zelrun("tread (0 (1 2) (3 (4 5)));");
+    std::string compact = path("trees.ctf"), text = path("trees.tre");
+    zelrun("tsave =" + compact + "; tsave =*" + text + ";");
+    std::string was = readfile(compact), wastext = readfile(text);
+    EXPECT_NE(zelrun("tsave *=" + compact + "+;").find("Cannot append tree file.\nTree file " + compact), std::string::npos);
+    EXPECT_TRUE(zelfailed());
+    zelrun("tsave =" + text + "+;");
+    EXPECT_TRUE(zelfailed());
+    EXPECT_EQ(readfile(compact), was);
+    EXPECT_EQ(readfile(text), wastext);
+}
+
+TEST(Treefiles, OfATitleOnlyTakeTreesLater)
+{
+    datafor(6);
+    std::string file = path("title.tre");
+    zelrun("tread (0 (1 2) (3 (4 5))); tsave *" + file + "; tsave/; tsave *" + file + "+; save; tsave/; keep 0;");
+    zelrun("proc " + file + ";");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_EQ(trees_in_mem, 1);
+}
+
+TEST(Treefiles, NamesCutOnOutputReadBackAsTheirTaxa)
+{
+    zelrun("silent=all; proc " + writefile("cut.zel", "xread 1 6\nHomo_sapiens 0\nHomo_erectus 0\nPan 0\n"
+                                           "bug... 0\n5spots 0\nPanthera 0\n;\nproc/;\n") + "; silent-all;");
+    std::string file = path("cut.tre");
+    for (const char *names : { "taxname=;", "taxname [5;", "taxname [3;" }) {
+        zelrun("keep 0; tread (0 (1 2) (3 (4 5))); taxname=;");
+        zelrun(names);
+        zelrun("tsave *=" + file + "; proc " + file + ";");
+        EXPECT_FALSE(zelfailed()) << readfile(file);
+        ASSERT_EQ(trees_in_mem, 2);
+        EXPECT_TRUE(equal_tree(mem_tree[0], mem_tree[1])) << readfile(file);
+    }
+    zelrun("taxname ]; taxname-;");
 }
