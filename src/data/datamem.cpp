@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 scaleback *cont_scale_back;
+int xlinks_allowed;
 
 constexpr int STARTTREES = 100;          // room for trees with every new matrix
 constexpr long TOOMANY = 1000000000;     // taxa or characters that no memory holds, and no index counts
@@ -31,6 +32,10 @@ uint64_t expectedsize(long chars, long taxa, int width)
     bigcount b = a + 24 * n + bigcount(width) * c * t;
     bigcount all = n * bigcount(maxtxtsz) + n + name * t + 512 + 4 * (19 * n + 2 * (2 * name * n + t)) + b;
     all = all / 4 * 5;
+    if (xlinks_allowed) {
+        bigcount links = c * bigcount(xlinks_allowed), cells = 8 * links * bigcount(width);
+        all += 16 * c + 12 * links + 8 * cells + bigcount(width) * cells;
+    }
     return all >> 62 ? uint64_t{1} << 62 : uint64_t(all);
 }
 
@@ -110,6 +115,7 @@ void datamem()
     for (int t = 0; t < nt; ++t) taxname[t] = names + size_t(t) * size_t(Namesize);
     taxact = static_cast<uint8_t *>(zloram(size_t(nodz)));
     memset(taxact, 1, size_t(nt));
+    taxisperm = static_cast<uint8_t *>(zloram(size_t(nodz)));
     ref_steps = zlo<double>(nc);
     ref_fit = zlo<double>(nc);
     uninf_states = zlo<uint32_t>(nc);

@@ -20,7 +20,8 @@ int read_gaps_as_missing = 1, use_exact_mincalc, allow_sankoff = 1, check_only_a
 char dataname[160];
 int nblocks;
 char **blockname, **charnames, ***statenames, **taxname;
-uint8_t *taxact;
+int  use_charnames;
+uint8_t *taxact, *taxisperm;
 int outgroup, num_continuous_chars, actlandnc, have_sankoff, defined_ref;
 double *ref_steps, *ref_fit;
 uint32_t *uninf_states;
@@ -53,7 +54,7 @@ void data_were_dropped()
     blockname = charnames = taxname = nullptr;
     statenames = nullptr;
     charcodes = oldccodes = nullptr;
-    taxact = nullptr;
+    taxact = taxisperm = nullptr;
     ref_steps = ref_fit = nullptr;
     uninf_states = nullptr;
     cont_scale_back = nullptr;

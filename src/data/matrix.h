@@ -30,9 +30,13 @@ extern int check_only_active_taxa; // counts of states consider active taxa only
 extern char dataname[160];
 extern int nblocks;            // named or unnamed blocks read
 extern char **blockname, **charnames, ***statenames;   // null until defined
+extern int  use_charnames;     // names of states instead of symbols in outputs; starts at 0
+extern int  xlinks_allowed;    // links allowed per character; 0 = none (start)
+extern int  ss_recurse_level;  // depth of sectors within sectors: minima are those of the reduced data; 0 outside
 extern int  usetaxnames, max_namesize_on_output;       // starts at 0, 0 (not cut; negative cuts at "____")
 extern char **taxname;         // nodz + 1 pointers, the first nt hold names
 extern uint8_t *taxact;        // 1 = active
+extern uint8_t *taxisperm;     // per node slot; cleared when data are read
 extern int outgroup;           // taxon; starts at 0
 extern int num_continuous_chars, actlandnc, have_sankoff;
 extern double *ref_steps, *ref_fit; extern int defined_ref;

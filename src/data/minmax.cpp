@@ -11,6 +11,8 @@
 #include <bit>
 #include <cstdlib>
 
+int ss_recurse_level;
+
 constexpr uint32_t SETSUNKNOWN = 1000000;
 constexpr int MOSTSTEPS = 32700;         // maxima of non-additive characters go no further
 
@@ -158,6 +160,11 @@ void dominmax(int c)
         dominmax_for_continuous(c);
         return;
     }
+    if (ss_recurse_level) {                  // the steps of a sector's field are known
+        r.maxsteps = r.minsteps + 1;
+        r.informative = r.minsteps != 0;
+        return;
+    }
     r.minsteps = r.maxsteps = r.haspoly = 0;
     r.informative = 0;
     r.numstates = highest(r.sets) + 1;
@@ -204,6 +211,7 @@ void dominmax_for_continuous(int c)
     r.maxsteps = 2;
     r.informative = 1;
     r.realmin = r.realmax = 0;
+    if (ss_recurse_level) return;
 
     char *mark = himark();
     uint32_t *cells = hi<uint32_t>(size_t(nt));

@@ -71,7 +71,10 @@ void writestates(int c, int t)
         return;
     }
     for (; x; x &= x - 1) {
-        spewch(statesymbol(r.type, std::countr_zero(x)));
+        int s = std::countr_zero(x);
+        const char *name = use_charnames && statenames && statenames[c] ? statenames[c][s] : nullptr;
+        if (name) tojoin(name);
+        else spewch(statesymbol(r.type, s));
         if (x & (x - 1)) tojoin(", or ");
     }
 }

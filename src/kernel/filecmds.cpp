@@ -60,6 +60,8 @@ void procedurecom()
             nodaterror("reading Newick trees");
             errmsg("Reading Newick trees is not available yet", nullptr);
         case '&':
+            if (gotc('=')) gtnu();
+            if (peep() == ';') errmsg("Must specify name of FASTA file", nullptr);
             errmsg("Reading FASTA files is not available yet", nullptr);
         case '/': closeoropen(); break;
         case '-': notime(); closeproc(); break;

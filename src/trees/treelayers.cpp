@@ -9,15 +9,21 @@
 #include "kernel/arena.h"
 #include "kernel/input.h"
 
+int *MarkedNod, **undo_tree, **tshrink, allow_shrinkings = 1;
+double *avgtermvals;
+
 static int **const perslot[] = {
     &anx, &lef, &rig, &sis, &nodfork, &nodlist, &htulist, &bufprvtree, &issupp, &waglist, &ladd,
-    &taxnum, &lineof, &doat, &drawat, &branchlen, &xpos, &ypos, &txtr
+    &taxnum, &lineof, &doat, &drawat, &branchlen, &xpos, &ypos, &txtr, &MarkedNod
 };
 
 // One entry more than there are slots: lists of nodes may be ended by a mark.
 void laytreearrays()
 {
     for (int **array : perslot) *array = zlo<int>(nodz + 1);
+    undo_tree = zlorows<int>(UNDOS, nodz);
+    avgtermvals = zlo<double>(nodz);
+    tshrink = allow_shrinkings ? zlorows<int>(nt, SHRINKWORDS) : nullptr;
     nodmsg = zlorows<char>(nodz, 2 * Namesize);
     txtrmsg = zlorows<char>(nodz, maxtxtsz);
     cleartags();

@@ -15,6 +15,12 @@ extern int *nodfork;           // descendants of each node
 extern int *nodlist;           // internal nodes, see mkoptlist
 extern int *htulist, *bufprvtree, *issupp;   // scratch per node
 extern int *waglist, *ladd;    // insertion sequences
+extern int *MarkedNod;         // marks of nodes in the viewer: 0 none
+constexpr int UNDOS = 10, SHRINKWORDS = 5;
+extern int **undo_tree;        // UNDOS earlier states of the tree being edited
+extern double *avgtermvals;    // scratch: a value per node
+extern int **tshrink;          // SHRINKWORDS words a taxon, when allow_shrinkings; else null
+extern int allow_shrinkings;   // clades can be drawn as one terminal; starts at 1
 extern int *taxnum, *lineof, *doat, *drawat, *branchlen, *xpos, *ypos;   // of diagrams
 extern char **nodmsg;          // text shown at each node, 2 Namesize bytes; first byte 0 = none
 

@@ -1,6 +1,7 @@
 // Diagrams against a plain drawer: lines and columns by recursion, a picture of strokes, and one
 // glyph for each combination of strokes that meet in a cell.
 #include "zeltest.h"
+#include "compare/treesets.h"
 #include <algorithm>
 #include <cstring>
 #include "data/matrix.h"
@@ -12,8 +13,6 @@
 
 namespace {
 
-using plaintree = std::vector<int>;
-
 void readtaxa(int taxa)
 {
     std::string text = "xread 'taxa only' 2 " + std::to_string(taxa) + "\n";
@@ -22,29 +21,6 @@ void readtaxa(int taxa)
     zelrun("procedure " + writefile("taxa.xread", text + ";\nproc/;\n") + ";");
     zelrun("silent-all;");
     ASSERT_EQ(nt, taxa);
-}
-
-plaintree randomtree(std::mt19937 &dice, double polytomy, double missing)
-{
-    std::uniform_real_distribution<> chance;
-    std::vector<int> open;
-    plaintree anc(nodz, 0);
-    for (int t = 0; t < nt; ++t)
-        if (chance(dice) >= missing || t < 2) open.push_back(t);
-    int next = nt + 1;
-    while (open.size() > 2) {
-        std::shuffle(open.begin(), open.end(), dice);
-        int a = open.back(); open.pop_back();
-        int b = open.back(); open.pop_back();
-        anc[a] = anc[b] = next;
-        open.push_back(next++);
-    }
-    anc[open[0]] = anc[open[1]] = nt;
-    anc[nt] = next;
-    std::vector<int> marks(nodz, 0);
-    for (int n = nt + 1; n < next; ++n) marks[n] = chance(dice) < polytomy;
-    delnodz(anc.data(), marks.data());
-    return anc;
 }
 
 enum { N = 1, E = 2, S = 4, W = 8 };

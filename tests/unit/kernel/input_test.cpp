@@ -189,6 +189,8 @@ TEST(Files, OfForeignFormatsSayThatTheyCannotBeReadYet)
         EXPECT_TRUE(zelfailed());
         EXPECT_EQ(giveme_curproc_level(), 0);
     }
+    EXPECT_EQ(zelrun("proc &;"), "Must specify name of FASTA file \n");
+    EXPECT_EQ(zelrun("proc &=200;"), "Must specify name of FASTA file \n");
     EXPECT_EQ(zelrun("proc & x"), "Reading FASTA files is not available yet \n");
     EXPECT_EQ(zelrun("proc [ x"), "Must read data before reading Newick trees \n");
     std::string path = writefile("foreign", "#NEXUSX;");
