@@ -2,5 +2,5 @@
 #pragma once
 
 // diagrams
-extern char treetitle[256];                      // line shown before the next diagram
+extern char treetitle[520];                      // line shown before the next diagram
 void drawtree(const int *tree, int start);       // the part of the tree above node start, in characters

@@ -17,16 +17,21 @@
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
 
-const comhelp nelsenhelp = { "Strict consensus.", nullptr,
-    "nelsen N/L;    draw the strict consensus of trees N, leaving out taxa L\n"
-    "nelsen *N/L;   keep it as the last tree in memory, in the group \"Strict_consensus\" (\"&\" is the same)\n"
-    "nelsen <;      always use the algorithms that need little memory\n"
-    "nelsen >;      use them only when memory is low (default)\n"
-    "\n"
-    "Without a list all trees are used.  Taxa missing from some of the trees are left out.  The trees are\n"
-    "collapsed temporarily by the collapsing rule; they stay in memory as they were.\n"
-    "\n"
-    "Examples:  nelsen;   nelsen 0.9 / 4 5;   nelsen *;" };
+const comhelp nelsenhelp = {
+    "Strict consensus.", nullptr,
+    "  nelsen N / L ;    draw the strict consensus of trees N, leaving out taxa L\n"
+    "  nelsen *N / L ;   keep it as the last tree in memory, in the group\n"
+    "                    \"Strict_consensus\" (\"&\" is the same)\n"
+    "  nelsen < ;        always use the algorithms that need little memory\n"
+    "  nelsen > ;        use them only when memory is low (the default)\n"
+    "Without a list all trees are used.  Taxa missing from some of the trees are\n"
+    "left out.  The trees are collapsed temporarily by the collapsing rule; they\n"
+    "stay in memory as they were.\n"
+    "Examples:\n"
+    "  nelsen ;\n"
+    "  nelsen 0.5 / 2 6 ;   of trees 0 to 5, without taxa 2 and 6\n"
+    "  nelsen * ;\n"
+};
 
 static void notecollapsing()
 {

@@ -5,6 +5,7 @@
 // order, and at the prompt the line is cleared.
 #include "console/console.h"
 #include "console/arguments.h"
+#include "console/terminal.h"
 #include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
@@ -19,7 +20,6 @@
 #include <cstring>
 #include <readline/history.h>
 #include <readline/readline.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 static bool interactive;                 // standard input is a terminal
@@ -28,6 +28,7 @@ static std::string halfsequence;         // printed with what follows it
 static bool progressing;                 // the terminal shows a progress line
 static bool midline;                     // standard output stands in the middle of a line
 static bool inargument;                  // a word of the command line is being run
+static bool seenenough;                  // nothing more is shown before the next prompt
 static volatile sig_atomic_t escpressed; // Ctrl-C presses not yet answered
 
 // --- output ------------------------------------------------------------------------------
@@ -40,13 +41,29 @@ static void clearprogress()
     progressing = false;
 }
 
-static void print(const std::string &text, size_t n)
+static void pauseafterscreen();
+
+static void printall(const char *text, size_t n)
 {
     if (!n) return;
     clearprogress();
-    utf8out(text.data(), n, stdout);
+    utf8out(text, n, stdout);
     fflush(stdout);
     midline = text[n - 1] != '\n';
+}
+
+// With "pause=" in force a terminal is given a screen at a time.
+static void print(const std::string &text, size_t n)
+{
+    size_t from = 0;
+    if (pausing && interactive && isatty(STDOUT_FILENO))
+        for (size_t at = 0; at < n && !seenenough; ++at) {
+            if (text[at] != '\n' || ++linsdone < screen_size - 1) continue;
+            printall(text.data() + from, at + 1 - from);
+            from = at + 1;
+            pauseafterscreen();
+        }
+    if (!seenenough) printall(text.data() + from, n - from);
 }
 
 static void append(const char *)
@@ -181,6 +198,47 @@ static int messagebox(const char *title, const char *text, int flags)
 
 static void dialog(const char *title, const char *caption) { messagebox(title, caption, 0); }
 
+// --- the text viewer and the pause after a screen ---------------------------------------------
+
+// The viewer has a screen of its own, as large as the terminal is now; what stood before comes back.
+struct viewscreen {
+    int lines = screen_size, columns = screen_width;
+    viewscreen()
+    {
+        measurescreen();
+        fputs("\033[?1049h", stdout);
+    }
+    ~viewscreen()
+    {
+        fputs("\033[?1049l", stdout);
+        fflush(stdout);
+        screen_size = lines;
+        screen_width = columns;
+    }
+};
+
+// Page Up at the prompt.
+static int openviewer(int, int)
+{
+    {
+        viewscreen here;
+        view_text_buffer();
+    }
+    rl_forced_update_display();
+    return 0;
+}
+
+// After a full screen of output "pause=" waits for a key; q stops what is running.
+static void pauseafterscreen()
+{
+    fputs("--More-- (any key; q stops)", stderr);
+    int key = waitkey();
+    fprintf(stderr, "\r%27s\r", "");
+    fflush(stderr);
+    if (key == 'q' || key == KEY_ESC) escpressed = seenenough = true;
+    linsdone = 0;
+}
+
 // --- lines typed -------------------------------------------------------------------------
 
 static std::string historyfile()
@@ -211,6 +269,7 @@ static void startreadline()
     rl_readline_name = "zel";
     rl_outstream = isatty(STDOUT_FILENO) ? stdout : stderr;
     rl_bind_key('\t', rl_insert);
+    if (isatty(STDOUT_FILENO)) rl_bind_keyseq("\\e[5~", openviewer);
     rl_signal_event_hook = clearline;
     using_history();
     if (!historyfile().empty()) read_history(historyfile().c_str());
@@ -222,7 +281,7 @@ static char *readcommand(const char *asked)
     finishoutput();
     clearprogress();
     beginline();
-    escpressed = 0;
+    escpressed = seenenough = false;
     char *line = readline((std::string(asked) + " ").c_str());
     const char *paste = rl_variable_value("enable-bracketed-paste");
     if (line && *line) add_history(line);
@@ -244,6 +303,10 @@ static void fillslots()
     window.messagebox = messagebox;
     window.readcommand = readcommand;
     window.progressline = progressline;
+    if (interactive) {
+        window.waitkey = waitkey;
+        window.showscreen = showscreen;
+    }
 }
 
 static void takesignals()
@@ -253,14 +316,6 @@ static void takesignals()
     act.sa_flags = SA_RESTART;           // a line being read is not to look like the end of input
     sigaction(SIGINT, &act, nullptr);
     signal(SIGPIPE, SIG_DFL);            // nobody reads any more: end quietly
-}
-
-static void measurescreen()
-{
-    winsize size;
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) || !size.ws_row || !size.ws_col) return;
-    screen_size = std::max<int>(size.ws_row, 10);
-    screen_width = size.ws_col;
 }
 
 // What "exit" does about work under way.

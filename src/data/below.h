@@ -8,6 +8,7 @@ void laytreearrays();            // the working arrays of trees, nodz entries ea
 void laytreebuffer(int n);       // the tree buffer for n trees; locks datatag
 extern int maxtrees, realmaxtrees, trees_in_mem;
 extern int **mem_tree;
+extern int have_vault, max_vault_trees, trees_in_vault;   // trees put aside
 
 // trees: the tag tree
 extern char txtr_is_set, **txtrmsg;
@@ -22,4 +23,21 @@ void add_to_treegroup(int t, int g);
 // trees: what lists of trees and of clades look at
 int give_trees_in_mem();
 const int *ancestors_of_tree(int t);           // a tree in memory; entry nt holds its node slots
-const unsigned *groups_of_tree(int t);         // its treegroupcells words of group bits
+unsigned *groups_of_tree(int t);               // its treegroupcells words of group bits
+extern unsigned **vault_treegroup;             // the same of each tree in the vault
+
+// trees: characters on a tree in memory, for groups of characters
+void score_characters(int t);                  // leaves steps and realsteps in charcodes
+double character_score(int c);                 // what a character adds to the score of that tree
+
+// trees: implied weighting
+extern uint8_t dopiwe;           // it is on
+void implied_datamem();          // its tables in the data layer
+void implied_data_dropped();
+
+// search: minima of Sankoff characters
+void autosearch_all_sank_minima();             // finds those of all active ones by searches; says how many
+
+// formats
+void savedatcom(int c);          // xread with that sign, already read
+void convert_nexus_names();      // cnames | : the names in a Nexus file, as a command

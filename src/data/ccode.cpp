@@ -67,6 +67,13 @@ static void setnumber(applying *a, int32_t *number, int want)
     *number = want;
 }
 
+// A sector is packed by the master, with the types that the characters had there.
+static void refuse_in_sectors()
+{
+    if (iamslave && ss_recurse_level)
+        errmsg("P-ZEL: when running sectors, the sankoff status of the characters cannot change", nullptr);
+}
+
 static void applyto(applying *a, charrec *c)
 {
     const wanted &w = a->want;
@@ -74,6 +81,7 @@ static void applyto(applying *a, charrec *c)
     setnumber(a, &c->internal_steps, w.internal);
     setflag(a, c, &charrec::active, w.active);
     if (c->continuous) return;
+    if ((w.sankoff == 1 && !c->sankoff) || w.semiadditive == 1) refuse_in_sectors();
     setflag(a, c, &charrec::additive, w.additive);
     setflag(a, c, &charrec::sankoff, w.sankoff);
     if (w.semiadditive == 1) {
@@ -81,6 +89,12 @@ static void applyto(applying *a, charrec *c)
         dosemiad(c);
         c->recalc = 1;
     }
+}
+
+void set_active_chars(const uint8_t *active)
+{
+    applying a;
+    for (int c = 0; c < nc; ++c) setflag(&a, charcodes + c, &charrec::active, active[c]);
 }
 
 static void applyrange(applying *a, int from, int to)
@@ -135,11 +149,13 @@ static void blocklist(applying *a)
     if (!numbers) applyrange(a, low, high - 1);
 }
 
-static void grouplist(applying *a)
+// The members of groups in braces, or of a complex.
+static void memberlist(applying *a, int sign)
 {
     uint8_t *list = charscopelist;
     memset(list, 0, nc);
-    readgroups(list, 0, nc, "character", LISTED);
+    if (sign == '{') readgroups(list, 0, nc, "character", LISTED);
+    else readcomplex(list, 0, nc, LISTED);
     for (int c = 0; c < nc; ++c)
         if (list[c]) applyto(a, charcodes + c);
     a->any = true;
@@ -150,7 +166,8 @@ static void grouplist(applying *a)
 static std::string symbols(const charrec &c)
 {
     char text[40];
-    snprintf(text, sizeof text, "%c%c/%i", c.sankoff ? '(' : c.additive ? '+' : '-', c.active ? '[' : ']', c.weight);
+    int n = snprintf(text, sizeof text, "%c%c/%i", c.sankoff ? '(' : c.additive ? '+' : '-', c.active ? '[' : ']', c.weight);
+    if (dopiwe) snprintf(text + n, sizeof text - size_t(n), "=%i", c.internal_steps);
     return text;
 }
 
@@ -192,20 +209,17 @@ static void query(const wanted &w)
 // --- Commands ---
 
 // Settings that stand in the file of the data are what "ccode !" goes back to.
-static bool reading_data_file()
+bool reading_data_file()
 {
     return giveme_curproc_level() > 0 && !strcmp(giveme_curproc_name(), dataname);
 }
 
 void ccodecom()
 {
+    if (gotc('!')) return reset_ccode();
     nodaterror("setting character codes");
     int c = peep();
     if (c == ';') return display_charcodes();
-    if (c == '!') {
-        gtnb();
-        return reset_ccode();
-    }
     applying a;
     bool specified = false;
     while ((c = gtnb()) != ';') {
@@ -216,8 +230,7 @@ void ccodecom()
             applyrange(&a, scopis[0], scopis[1]);
         }
         else if (c == '@') blocklist(&a);
-        else if (c == '{') grouplist(&a);
-        else if (c == '^') errmsg("No character complexes defined", nullptr);
+        else if (c == '{' || c == '^') memberlist(&a, c);
         else errmsg("Error in ccode: illegal character found", nullptr);
     }
     ungtch();
@@ -259,25 +272,32 @@ void reset_ccode()
 
 const comhelp ccodehelp = {
     "Set the type, activity and weight of characters.", nullptr,
-    "   +      the characters that follow are additive\n"
-    "   -      ...non-additive (default for discrete characters)\n"
-    "   [      ...active (default)\n"
-    "   ]      ...inactive\n"
-    "   (      ...Sankoff (with a step matrix); ) not so\n"
-    "   ~      ...semi-additive: cost 1 between adjacent states, 2 between others\n"
-    "   /N     ...of weight N (default 1)\n"
-    "   =N     ...with N additional steps for implied weighting, 0 to 100 (default 0)\n"
-    "   *      no specifiers any more\n"
-    "   N      character N; N.M, N. and . are ranges; @N is block N; {N} group N\n"
-    "Specifiers hold for the lists that follow them, until changed.  Specifiers with no list\n"
-    "report which characters are so.  \"ccode;\" shows all settings; \"ccode!;\" goes back to the\n"
-    "stored ones (see \"ckeep\").\n"
-    "   ccode + 0.5 - 7 ] 8.;    0 to 5 additive, 7 not; the last ones inactive\n"
+    "The list after each of these is of characters that are:\n"
+    "  +     additive\n"
+    "  -     non-additive (the default for discrete characters)\n"
+    "  [     active (the default)\n"
+    "  ]     inactive\n"
+    "  (     Sankoff, with a step matrix; ) not so\n"
+    "  ~     semi-additive: cost 1 between adjacent states, 2 between others\n"
+    "  /N    of weight N (default 1)\n"
+    "  =N    with N additional steps for implied weighting, 0 to 100 (default 0)\n"
+    "  *     nothing of this: no specifiers any more\n"
+    "In lists, N is character N; N.M, N. and . are ranges; @N is block N and {N}\n"
+    "group N.  Specifiers hold for the lists that follow them, until changed.\n"
+    "Specifiers with no list report which characters are so.\n"
+    "  ccode ;     show all settings\n"
+    "  ccode ! ;   go back to the stored ones (see \"ckeep\")\n"
+    "Examples:\n"
+    "  ccode + 0.5 - 7 ] 8. ;   0 to 5 additive, 7 not, the last ones inactive\n"
+    "  ccode /3 2 4 /1 6 ;\n"
+    "  ccode ! ;\n"
 };
 
 const comhelp ckeephelp = {
     "Store the present character settings.", nullptr,
-    "The settings stored are those to which \"ccode!;\" goes back.  They are stored when data are\n"
-    "read, and with every \"ccode\" in the data file.\n"
-    "   ccode ] 3; ckeep; ccode [ 3 ; ccode !;    character 3 is inactive again\n"
+    "  ckeep ;   store the settings to which \"ccode ! ;\" goes back\n"
+    "They are stored when data are read, too, and with every \"ccode\" in the data\n"
+    "file.\n"
+    "Examples:\n"
+    "  ccode ] 3 ; ckeep ; ccode [ 3 ; ccode ! ;   character 3 is inactive again\n"
 };

@@ -41,6 +41,7 @@ static bool compress(int c)
         int place = 0;
         for (int s = 0; s < maxstate; ++s)
             if (stay >> s & 1) statenames[c][place++] = statenames[c][s];
+        std::fill(statenames[c] + place, statenames[c] + maxstate, nullptr);
     }
     r.type = DATA_NUM;                       // its numbers are no letters of an alphabet any more
     return true;

@@ -85,6 +85,7 @@ static void newcharacters()
         r.sets = 1000000;
         r.aux_unit = r.weight = 1;
         r.realmin = -1.0;
+        r.usermin = r.user_maxstate = -1;
         r.active = r.recalc = 1;
     }
     if (allow_sankoff) {
@@ -97,14 +98,15 @@ static void newrows()
 {
     void **rows = static_cast<void **>(zloram(size_t(nodz) * sizeof(void *)));
     size_t width = size_t(nc) * size_t(celldim);
-    char *block = static_cast<char *>(fulloram(size_t(nt) * width));    // all bits set: missing in every width
+    char *block = static_cast<char *>(fulloram(size_t(nt + 1) * width));    // all bits set: missing in every width
     for (int t = 0; t < nt; ++t) rows[t] = block + size_t(t) * width;
     matrix1 = reinterpret_cast<uint8_t **>(rows);
     matrix = reinterpret_cast<uint16_t **>(rows);
     matrix4 = reinterpret_cast<uint32_t **>(rows);
-    ancstates1 = static_cast<uint8_t *>(rows[0]);
-    ancstates = static_cast<uint16_t *>(rows[0]);
-    ancstates4 = static_cast<uint32_t *>(rows[0]);
+    void *ancestral = block + size_t(nt) * width;
+    ancstates1 = static_cast<uint8_t *>(ancestral);
+    ancstates = static_cast<uint16_t *>(ancestral);
+    ancstates4 = static_cast<uint32_t *>(ancestral);
 }
 
 void datamem()
@@ -122,6 +124,7 @@ void datamem()
     cont_scale_back = zlo<scaleback>(nc);
     for (int c = 0; c < nc; ++c) cont_scale_back[c].factor = 1;
     laytreearrays();
+    implied_datamem();
     newrows();
 }
 
@@ -172,6 +175,7 @@ void finishmatrix(const char *name)
     for (int c = 0; c < nc; ++c) charcodes[c].recalc = 1;
     snprintf(dataname, sizeof dataname, "%s", name);
     outgroup = 0;
+    memcpy(ancstates1, matrix1[0], size_t(nc) * size_t(celldim));
     realntax = realnt = ntax = nt;
     set_charcodes();
     for (int c = 0; c < nc; ++c) {           // what is stored never differs but by what ckeep copies

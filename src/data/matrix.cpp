@@ -1,6 +1,7 @@
 // The variables of the matrix, and what is true of them whatever put the data there.
 #include "data/matrix.h"
 #include "data/below.h"
+#include "data/charnames.h"
 #include "data/datamem.h"
 #include "data/lists.h"
 #include "kernel/arena.h"
@@ -22,7 +23,7 @@ int nblocks;
 char **blockname, **charnames, ***statenames, **taxname;
 int  use_charnames;
 uint8_t *taxact, *taxisperm;
-int outgroup, num_continuous_chars, actlandnc, have_sankoff, defined_ref;
+int outgroup, num_continuous_chars, actlandnc, have_sankoff, have_asymmetric, defined_ref;
 double *ref_steps, *ref_fit;
 uint32_t *uninf_states;
 charrec *charcodes, *oldccodes;
@@ -57,10 +58,12 @@ void data_were_dropped()
     taxact = taxisperm = nullptr;
     ref_steps = ref_fit = nullptr;
     uninf_states = nullptr;
+    implied_data_dropped();
     cont_scale_back = nullptr;
-    nblocks = defined_ref = num_continuous_chars = actlandnc = have_sankoff = 0;
+    nblocks = defined_ref = num_continuous_chars = actlandnc = have_sankoff = have_asymmetric = 0;
     trees_in_mem = 0;
     mem_tree = nullptr;
+    have_vault = max_vault_trees = trees_in_vault = 0;
     taxgroup = chargroup = nullptr;
     taxgroupdef = chargroupdef = 0;
     nextautotreegroup = 0;
@@ -105,10 +108,12 @@ void checkmatrix()
         for (int t = 0; r.continuous && t < nt; ++t) assert((matrix4[t][c] & 0xffff) <= matrix4[t][c] >> 16);
     }
     for (int t = 0; t < nt; ++t) assert(taxname[t] && taxact[t] <= 1);
+    checkcharnames();
 }
 
 const comhelp xwipehelp = {
-    "Discard the data in memory",
-    nullptr,
-    "xwipe;    discard matrix, settings, groups and trees, without asking\n"
+    "Discard the data in memory.", nullptr,
+    "  xwipe ;   discard matrix, settings, groups and trees, without asking\n"
+    "Examples:\n"
+    "  xwipe ;\n"
 };

@@ -39,6 +39,7 @@ extern uint8_t *taxact;        // 1 = active
 extern uint8_t *taxisperm;     // per node slot; cleared when data are read
 extern int outgroup;           // taxon; starts at 0
 extern int num_continuous_chars, actlandnc, have_sankoff;
+extern int have_asymmetric;    // an active Sankoff character costs more one way than the other; kept by set_charcodes
 extern double *ref_steps, *ref_fit; extern int defined_ref;
 extern uint32_t *uninf_states; // per character: states that are uninformative, out of the packed data
 extern uint32_t tmpmask[256]; extern char anti_mask[32], state_mask[33];
@@ -55,12 +56,16 @@ struct charrec {
     int32_t  internal_steps;   // additional steps for implied weighting, 0..100
     uint8_t  auxflags[2];
     int32_t  block;
+    int32_t  usermin;          // fewest steps of a Sankoff character as the user gave them; -1 = as calculated
+    int8_t   user_maxstate;    // highest state that nodes of a Sankoff character may have; -1 = the highest observed
     uint32_t **costs;          // maxstate x maxstate, null without allow_sankoff
     int32_t  steps;            // results of the last scoring pass: integer steps,
     double   realsteps, fit;   // real steps, fit
     uint8_t  lightpacked, constant;   // marks of trees/lightopt.h, good while opttag stands
 };
 extern charrec *charcodes, *oldccodes;   // current and stored
+// sankoff_kind: properties of the costs (data/costs.h).  aux_saved: 1 = the root of a Sankoff character
+// of asymmetric costs has a state of ancstates.
 
 // A cell whatever the width, as 32 bits (sets only; not for hot loops).
 inline uint32_t cell(int t, int c) { return celldim == 1 ? matrix1[t][c] : celldim == 2 ? matrix[t][c] : matrix4[t][c]; }
@@ -82,6 +87,7 @@ void store_ccode(); void reset_ccode();
 void initialize_mask(); void set_state_mask(); uint32_t set_rd_mask(int upper, int state);
 void writestates(int c, int t);
 void copystates(int c, int t, char *out);
+void copycell(int c, uint32_t x, char *out);     // the same, of a cell of character c that holds x
 void datamem();                // lays out the data layer for nt and nc
 uint64_t datasize();           // bytes the data need; says so
 void drop_all_data();          // wipes the data layers; nothing in memory afterwards

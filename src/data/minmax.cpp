@@ -3,6 +3,7 @@
 // The maximum is the length on an unresolved bush, for the best state at its centre.  The minimum
 // is what a tree made for this one character needs.
 #include "data/minmax.h"
+#include "data/costs.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/driver.h"
@@ -20,6 +21,13 @@ static bool considered(int t) { return !check_only_active_taxa || taxact[t]; }
 static bool single(uint32_t x) { return x && !(x & (x - 1)); }
 static int lowest(uint32_t x)  { return std::countr_zero(x); }
 static int highest(uint32_t x) { return std::bit_width(x) - 1; }
+
+// Nodes of a Sankoff character may have states that no taxon has.
+static int statecount(const charrec &r)
+{
+    int observed = highest(r.sets) + 1;
+    return r.sankoff && observed ? std::max(observed, r.user_maxstate + 1) : observed;
+}
 
 int statesof(int c, uint32_t *cells)
 {
@@ -48,7 +56,7 @@ void do_sets(int c)
     }
     r.sets = sets;
     r.multi = multi;
-    r.numstates = highest(sets) + 1;
+    r.numstates = statecount(r);
 }
 
 // --- The smallest set of states that meets every cell ---
@@ -147,6 +155,7 @@ static void sankoff(int c, charrec &r, const uint32_t *cells, int n)
     constexpr long LIMIT = 0x7fffffff;
     long least, most;
     sankminmax(c, cells, n, &least, &most);
+    if (r.usermin >= 0) least = r.usermin;
     r.minsteps = int32_t(std::min(least, LIMIT));
     r.maxsteps = int32_t(std::min(most, LIMIT));
     r.realmin = double(least);
@@ -167,7 +176,7 @@ void dominmax(int c)
     }
     r.minsteps = r.maxsteps = r.haspoly = 0;
     r.informative = 0;
-    r.numstates = highest(r.sets) + 1;
+    r.numstates = statecount(r);
     if (!(r.sets & (r.sets - 1))) return;
 
     char *mark = himark();
@@ -230,16 +239,21 @@ void dominmax_for_continuous(int c)
     hiset(mark);
 }
 
-void set_one_charcode(int c)
+static void finishcharcode(int c)            // the sets are known
 {
     charrec &r = charcodes[c];
-    do_sets(c);
     if (r.sets || r.continuous) dominmax(c);
     else {
         r.minsteps = r.maxsteps = 0;
         r.informative = 0;
     }
     r.recalc = 0;
+}
+
+void set_one_charcode(int c)
+{
+    do_sets(c);
+    finishcharcode(c);
 }
 
 void set_charcodes()
@@ -251,12 +265,19 @@ void set_charcodes()
         ~unbreakable() { breakable = was; }
     } guard;
     actlandnc = num_continuous_chars = have_sankoff = 0;
+    for (int c = 0; c < nc; ++c)
+        if (charcodes[c].recalc || charcodes[c].sets == SETSUNKNOWN) {
+            do_sets(c);
+            charcodes[c].recalc = 1;
+        }
+    chk_3gl_ineq();
+    settlecosts();
     for (int c = 0; c < nc; ++c) {
         if (!(c & 255)) dildit(c, nc, "Checking min-max steps");
         charrec &r = charcodes[c];
         if (r.sankoff) have_sankoff = 1;
         if (r.active && r.continuous) num_continuous_chars = c + 1;
-        if (r.recalc || r.sets == SETSUNKNOWN) set_one_charcode(c);
+        if (r.recalc) finishcharcode(c);
     }
     ccodetag = 1;
 }

@@ -6,9 +6,10 @@
 int statesof(int c, uint32_t *cells);
 
 // The same for a character with step costs, from the cells of the taxa considered (data/sankminmax.cpp).
-// The minimum is exact for up to EXACTCELLS different cells, above that an upper bound by joining
-// next what is closest; the maximum is that of the tree without internal nodes but the root.
-constexpr int EXACTCELLS = 10;
+// The minimum is exact for up to EXACTCELLS different cells, and where every cell is a single state
+// and up to MOSTBETWEEN states are in no cell; else an upper bound by joining next what is closest.
+// The maximum is that of the tree without internal nodes but the root.
+constexpr int EXACTCELLS = 10, MOSTBETWEEN = 8;
 void sankminmax(int c, const uint32_t *cells, int n, long *least, long *most);
 
 // Fewest states that meet every cell.

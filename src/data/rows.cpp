@@ -65,8 +65,9 @@ static bool readname()
             warnem("Taxon names over", intvert(Namesize), "letters will be truncated", nullptr);
             snprintf(cmdname, sizeof cmdname, "%s", name.c_str());
         }
-        cmdname[Namesize - 1] = 0;
-        last_cut_value_is = std::min(last_cut_value_is, Namesize - 1);
+        int end = int(utf8whole(cmdname, size_t(Namesize) - 1));
+        cmdname[end] = 0;
+        last_cut_value_is = std::min(last_cut_value_is, end);
     }
     for (char *s = cmdname; *s; ++s)
         if (*s == '+' || *s == '/' || *s == '-') {

@@ -2,7 +2,9 @@
 //
 // A tree for one character can give each of its states a place of its own, so the minimum is the
 // cheapest set of changes that leads from some state to one state at least of every cell: a
-// directed Steiner tree among the states (Dreyfus & Wagner 1972), with the cells as its ends.
+// directed Steiner tree among the states (Dreyfus & Wagner 1972), with the cells as its ends.  With
+// too many ends for that, but each of them a single state, few states are left that may or may not
+// be on the way: for each choice of them the best is a shortest arborescence (Edmonds 1967).
 #include "data/minmax.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
@@ -59,6 +61,65 @@ static long steiner(const pathcosts &path, int states, const uint32_t *cells, in
     return best;
 }
 
+namespace { struct arcs { int n; long cost[33][33]; }; }
+
+// The cheapest way from node 0 to all others; circles of best arcs are made one node until there is none.
+static long arborescence(arcs g)
+{
+    long total = 0;
+    for (int root = 0;;) {
+        int from[33], circle[33], seen[33], circles = 0;
+        for (int v = 0; v < g.n; ++v) {
+            circle[v] = seen[v] = -1;
+            from[v] = v == 0;
+            for (int u = 0; u < g.n; ++u)
+                if (u != v && g.cost[u][v] < g.cost[from[v]][v]) from[v] = u;
+            if (v != root) total += g.cost[from[v]][v];
+        }
+        for (int v = 0; v < g.n; ++v) {
+            int u = v;
+            for (; u != root && seen[u] != v && circle[u] < 0; u = from[u]) seen[u] = v;
+            if (u == root || circle[u] >= 0) continue;
+            for (int x = from[u]; x != u; x = from[x]) circle[x] = circles;
+            circle[u] = circles++;
+        }
+        if (!circles) return total;
+        int n = circles;
+        for (int v = 0; v < g.n; ++v)
+            if (circle[v] < 0) circle[v] = n++;
+        arcs joined{};
+        joined.n = n;
+        for (auto &row : joined.cost) std::fill(row, row + 33, NEVER);
+        for (int u = 0; u < g.n; ++u)
+            for (int v = 0; v < g.n; ++v) {
+                if (circle[u] == circle[v]) continue;
+                long cost = v == root ? NEVER : g.cost[u][v] - g.cost[from[v]][v];
+                long &old = joined.cost[circle[u]][circle[v]];
+                old = std::min(old, cost);
+            }
+        root = circle[root];
+        g = joined;
+    }
+}
+
+// Every end is a state of its own; `between` are the others, any of which may be on the way.  Node 0
+// is above the first state, whichever that is.
+static long arborescences(const pathcosts &path, uint32_t ends, uint32_t between)
+{
+    constexpr long START = 1L << 40;         // leaving node 0 is dear, so that it is done once
+    long best = NEVER;
+    for (uint32_t some = between;; some = (some - 1) & between) {
+        int state[33], n = 1;
+        for (uint32_t x = ends | some; x; x &= x - 1) state[n++] = std::countr_zero(x);
+        arcs g{};
+        g.n = n;
+        for (int v = 0; v < n; ++v)
+            for (int u = 0; u < n; ++u) g.cost[u][v] = !v ? NEVER : !u ? START : path.of[state[u]][state[v]];
+        best = std::min(best, arborescence(g) - START);
+        if (!some) return best;
+    }
+}
+
 // From each state in turn, the cell closest to what is joined is joined next.
 static long closestfirst(const pathcosts &path, int states, const uint32_t *cells, int n)
 {
@@ -107,6 +168,11 @@ void sankminmax(int c, const uint32_t *cells, int n, long *least, long *most)
     int m = 0;                           // a cell that contains another one is reached with it
     for (int i = 0; i < different; ++i)
         if (std::none_of(kinds, kinds + m, [&](uint32_t k) { return (k & kinds[i]) == k; })) kinds[m++] = kinds[i];
-    *least = m <= EXACTCELLS ? steiner(path, states, kinds, m) : closestfirst(path, states, kinds, m);
+    uint32_t ends = 0;
+    for (int i = 0; i < m; ++i) ends |= kinds[i];
+    uint32_t between = (~uint32_t{0} >> (32 - states)) & ~ends;
+    if (m <= EXACTCELLS) *least = steiner(path, states, kinds, m);
+    else if (std::popcount(ends) == m && std::popcount(between) <= MOSTBETWEEN) *least = arborescences(path, ends, between);
+    else *least = closestfirst(path, states, kinds, m);
     hiset(mark);
 }

@@ -1,7 +1,8 @@
 // Which taxa are in force and which one is the outgroup.
-#include "data/matrix.h"
+#include "data/taxa.h"
 #include "data/below.h"
 #include "data/lists.h"
+#include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
@@ -10,8 +11,6 @@
 #include "kernel/output.h"
 #include <cctype>
 #include <cstring>
-
-static constexpr int LEASTTAXA = 4;
 
 static void showactive()
 {
@@ -35,6 +34,17 @@ static void saveactive()
     joinem(";\n", nullptr);
 }
 
+void set_active_taxa(const uint8_t *active)
+{
+    int left = 0;
+    for (int t = 0; t < nt; ++t) left += taxact[t] = active[t];
+    realnt = ntax = left;
+    chartables_reset();
+}
+
+// Letters of other alphabets are letters too.
+static bool begins_taxonlist(int c) { return isalnum(c) || c > 127 || strchr("+-.{@;", c); }
+
 void taxcodecom()
 {
     nodaterror("setting active taxa");
@@ -43,13 +53,14 @@ void taxcodecom()
         gtnb();
         return saveactive();
     }
-    if (!isalnum(c) && !strchr("+-.{@;", c)) errarg(c);
+    if (!begins_taxonlist(c)) errarg(c);
     uint8_t *list = lo<uint8_t>(nt);
     read_scope(list, 0, nt, "taxon", taxname);
     bool changes = false;
     int left = 0;
+    uint8_t *active = lo<uint8_t>(nt);
     for (int t = 0; t < nt; ++t) {
-        int will = list[t] ? list[t] == LISTED : taxact[t];
+        int will = active[t] = list[t] ? list[t] == LISTED : taxact[t];
         if (!will && taxact[t] && t == outgroup)
             errmsg("Cannot deactivate", taxname_out(t), "(it is current outgroup)", nullptr);
         left += will;
@@ -57,10 +68,7 @@ void taxcodecom()
     }
     if (changes && left < LEASTTAXA) errmsg("Cannot have less than 4 active taxa", nullptr);
     if (!changes) return showactive();
-    for (int t = 0; t < nt; ++t)
-        if (list[t]) taxact[t] = list[t] == LISTED;
-    realnt = ntax = left;
-    chartables_reset();
+    set_active_taxa(active);
 }
 
 static void showoutgroup()
@@ -89,18 +97,24 @@ void outgroupcom()
 
 const comhelp taxcodehelp = {
     "Activate and deactivate taxa.", nullptr,
-    "   +L     taxa of list L are active (+ may be left out)\n"
-    "   -L     ...inactive\n"
-    "   *      save the present state as a command\n"
-    "Without a list, shows which taxa are active.  At least four taxa and the outgroup must be\n"
-    "active.  @T N in a list is the taxa of node N in tree T.\n"
-    "   taxcode - 3 5.8 + Xus;\n"
+    "  taxcode +L ;   taxa of list L are active (the + may be left out)\n"
+    "  taxcode -L ;   taxa of list L are inactive\n"
+    "  taxcode * ;    save the present state to the log, as a command\n"
+    "  taxcode ;      show which taxa are active\n"
+    "Signs and lists may follow one another.  At least four taxa and the outgroup\n"
+    "must be active.  In a list, @T N is the taxa of node N in tree T.\n"
+    "Examples:\n"
+    "  taxcode - 3 5.8 + 6 ;\n"
+    "  taxcode + . ;\n"
 };
 
 const comhelp outgrouphelp = {
     "Set the taxon on which trees are rooted.", nullptr,
-    "   N      taxon N (a number or a name) is the outgroup (default 0)\n"
-    "   ]      no outgroup from taxonomic categories\n"
-    "Without a taxon, shows the present one.  It must be active.\n"
-    "   outgroup 5;\n"
+    "  outgroup N ;   taxon N (a number or a name) is the outgroup (default 0)\n"
+    "  outgroup ] ;   no outgroup from taxonomic categories\n"
+    "  outgroup ;     show the present one\n"
+    "The outgroup must be active.\n"
+    "Examples:\n"
+    "  outgroup Plasterer_bee ;\n"
+    "  outgroup 0 ;\n"
 };

@@ -19,6 +19,15 @@ int usetaxnames, max_namesize_on_output;
 constexpr int LEASTNAME = 12;            // command words must still fit
 constexpr int LONGESTNAME = 1024;
 
+// Bytes of the first letters of a name; those of other alphabets take several each.
+static size_t bytesofletters(const char *name, int letters)
+{
+    const char *end = name;
+    for (; *end && letters; --letters)
+        do ++end; while ((*end & 0xc0) == 0x80);
+    return size_t(end - name);
+}
+
 // Good until as many more names were asked for.
 char *taxname_out(int t)
 {
@@ -33,8 +42,9 @@ char *taxname_out(int t)
         if (!mark) return name;
         length = size_t(mark - name);
     } else {
-        if (length <= size_t(max_namesize_on_output)) return name;
-        length = size_t(max_namesize_on_output);
+        size_t cut = bytesofletters(name, max_namesize_on_output);
+        if (cut == length) return name;
+        length = cut;
     }
     char *out = ring[next++ % RING];
     memcpy(out, name, length);
@@ -144,22 +154,26 @@ void taxnamescom()
 }
 
 const comhelp taxnamehelp = {
-    "Use names of taxa, or change them",
-    nullptr,
-    "taxname =;      taxa are shown by name          taxname -;    by number (default)\n"
-    "taxname +N;     names have up to N - 1 letters (default N is 32); before reading data only\n"
-    "taxname [N;     print only the first N letters of names\n"
-    "taxname [!;     print only what precedes a quadruple underscore\n"
-    "taxname ];      print whole names (default)\n"
-    "taxname / T NAME;   rename taxon T; several pairs may follow one another\n"
-    "\n"
-    "  taxname =;\n"
+    "Use names of taxa, or change them.", nullptr,
+    "  taxname = ;          taxa are shown by name\n"
+    "  taxname - ;          by number (the default)\n"
+    "  taxname +N ;         names have up to N - 1 letters (N is 32 at the start);\n"
+    "                       before reading data only\n"
+    "  taxname [N ;         print only the first N letters of names\n"
+    "  taxname [! ;         print only what precedes a quadruple underscore\n"
+    "  taxname ] ;          print whole names (the default)\n"
+    "  taxname / T NAME ;   rename taxon T; several pairs may follow one another\n"
+    "Examples:\n"
+    "  taxname = ; tplot 0 ;\n"
+    "  taxname / 0 Wasp 12 Apis ;\n"
 };
 
 const comhelp taxlabelshelp = {
-    "Show names and numbers of taxa",
-    nullptr,
-    "taxlabels;          show all names, with their numbers\n"
-    "taxlabels N M;      show the names of taxa N and M\n"
-    "taxlabels WORD;     show all names that begin with the word, with their numbers\n"
+    "Show names and numbers of taxa.", nullptr,
+    "  taxlabels ;        show all names, with their numbers\n"
+    "  taxlabels N M ;    show the names of taxa N and M\n"
+    "  taxlabels WORD ;   show all names that begin with the word, and their numbers\n"
+    "Examples:\n"
+    "  taxlabels ;\n"
+    "  taxlabels Ma ;\n"
 };

@@ -34,9 +34,8 @@ static void bounds(int c, uint32_t x, char *out)
 }
 
 // The cell as a reader takes it back; out has room for 80 bytes.
-void copystates(int c, int t, char *out)
+void copycell(int c, uint32_t x, char *out)
 {
-    uint32_t x = cell(t, c);
     const charrec &r = charcodes[c];
     if (r.continuous) {
         if (x == CONT_MISSING || x == CONT_INAPP) sprintf(out, x == CONT_MISSING ? "?" : "*");
@@ -53,6 +52,8 @@ void copystates(int c, int t, char *out)
     if (several) *out++ = ']';
     *out = 0;
 }
+
+void copystates(int c, int t, char *out) { copycell(c, cell(t, c), out); }
 
 void writestates(int c, int t)
 {

@@ -1,8 +1,11 @@
 // diagrams/tplot.cpp: the commands tplot and naked.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include "data/lists.h"
 #include "data/matrix.h"
+#include "diagrams/svgtree.h"
+#include "diagrams/tagstore.h"
 #include "diagrams/textree.h"
 #include "kernel/arena.h"
 #include "kernel/commands.h"
@@ -16,46 +19,57 @@
 #include "trees/treemodel.h"
 
 const comhelp tplothelp = { "Show trees as diagrams.", nullptr,
-    "tplot N;    show trees N (all trees when no list is given)\n"
-    "tplot *N;   show trees N in parenthetical notation\n"
-    "tplot /;    show the last tree in memory\n"
-    "tplot +;    draw symmetrically: the terminals are aligned (\"tplot -;\" back to the default)\n"
-    "tplot ++;   second heaviest clade of a polytomy first (also \"-+\"; \"+-\" or \"--\" turn it off)\n"
-    "tplot :X;   start the diagrams at the node labelled, or numbered, X (\"tplot :;\" from the root)\n"
-    "\n"
-    "Small clades come first.  Terminals show their names after \"taxname=;\", their numbers otherwise;\n"
-    "internal nodes show their numbers after \"naked-;\".\n"
-    "\n"
-    "Examples:  tplot 0 2.4;   tplot */;   tplot :12;" };
+    "  tplot N ;     show trees N (all trees when no list is given)\n"
+    "  tplot *N ;    show trees N in parenthetical notation\n"
+    "  tplot / ;     show the last tree in memory\n"
+    "  tplot + ;     draw symmetrically: the terminals are aligned; - for the default\n"
+    "  tplot ++ ;    second heaviest clade of a polytomy first (also -+); +- or -- for the\n"
+    "                default, clades increasing in size\n"
+    "  tplot :X ;    start the diagrams at the node labelled, or numbered, X; without X\n"
+    "                from the root\n"
+    "  tplot [ ;     diagrams go to the tree viewer, where there is one; ] to the text\n"
+    "  tplot =A ;    margins of SVG trees, in pixels (default 20): up to four, left, top,\n"
+    "                right and bottom; or <N (left), /N (top), >N (right), \\N (bottom);\n"
+    "                without numbers, show them\n"
+    "Small clades come first.  Terminals show their names after \"taxname=;\", their\n"
+    "numbers otherwise; internal nodes show their numbers after \"naked-;\".\n"
+    "See also \"ttags\", \"tshrink\"; \"log &\" saves each diagram as SVG.\n"
+    "Examples:\n"
+    "  tplot 0 2.4 ;\n"
+    "  tplot */ ;\n"
+    "  tplot :18 ; tplot 0 ;\n" };
 
 const comhelp nakedhelp = { "Show or hide the node numbers of tree diagrams.", nullptr,
-    "naked=;   no node numbers (default)\n"
-    "naked-;   number the internal nodes\n"
-    "naked/;   the opposite of now\n"
-    "naked;    report" };
+    "  = ;   no node numbers (default)\n"
+    "  - ;   number the internal nodes\n"
+    "  / ;   the opposite of now\n"
+    "Without a sign, report.\n"
+    "Examples:\n"
+    "  naked- ; tplot 0 ;\n" };
 
 void nakedcom()
 {
     onoff(&nakedtree, "Naked");
 }
 
+// A tree whose texts were stored leaves nothing on the console.
+static void drawone(int t, const char *heading)
+{
+    snprintf(treetitle, sizeof treetitle, heading, t);
+    drawtree(mem_tree[t], nt);
+    if (!store_treemsg) newln();
+}
+
 static void drawtreelist(const uint8_t *list)
 {
-    for (int t = 0; t < trees_in_mem; ++t) {
-        if (list[t] != LISTED) continue;
-        snprintf(treetitle, sizeof treetitle, "Tree %i:", t);
-        drawtree(mem_tree[t], get_initial_zoom(mem_tree[t]));
-        newln();
-    }
+    for (int t = 0; t < trees_in_mem; ++t)
+        if (list[t] == LISTED) drawone(t, "Tree %i:");
 }
 
 static void drawlasttree()
 {
     notreeerror();
-    int t = trees_in_mem - 1;
-    snprintf(treetitle, sizeof treetitle, "Tree %i (last tree in memory):", t);
-    drawtree(mem_tree[t], get_initial_zoom(mem_tree[t]));
-    newln();
+    drawone(trees_in_mem - 1, "Tree %i (last tree in memory):");
 }
 
 // The text reads back as a command.
@@ -108,19 +122,47 @@ static void initialzoom()
     joinem("Defined initial zoom for tree displays: \"", start_zooming, "\"\n", nullptr);
 }
 
-static void notbuilt(const char *what)
+// Up to four numbers in order, or signs that say which margin the next number is for.
+static void svgmargins()
+{
+    constexpr char SIGNS[] = "</>\\";
+    constexpr long WIDEST = 10000;
+    notime();
+    int margins[MARGINS], at = 0;
+    std::copy(svgmargin, svgmargin + MARGINS, margins);
+    for (int c; (c = peep()) != ';';) {
+        const char *sign = strchr(SIGNS, c);
+        if (sign) {
+            gtnb();
+            at = int(sign - SIGNS);
+        }
+        long n = gtnu();
+        if (n < 0 || at >= MARGINS) errarg(peep());
+        margins[at++] = int(std::min(n, WIDEST));
+    }
+    std::copy(margins, margins + MARGINS, svgmargin);
+    myp("Margins for SVG files are %i/%i/%i/%i (left,top,right,bottom)", svgmargin[MARGINLEFT], svgmargin[MARGINTOP],
+        svgmargin[MARGINRIGHT], svgmargin[MARGINBOTTOM]);
+}
+
+static void previewing(int on)
 {
     notime();
-    spewem(what, "not available yet", nullptr);
-    gott(';');
+    preview_trees = on;
+    if (report_status) spewem("Pre-viewing trees is", on ? "ON" : "OFF", nullptr);
+}
+
+static void treeformats()
+{
+    errmsg("Sorry, tree format files are not available yet", nullptr);
 }
 
 void tplotcom()
 {
     switch (int c = peep()) {
-    case '[': case ']': notbuilt("Pre-viewing trees:"); return;
-    case '=':           notbuilt("Margins of SVG trees:"); return;
-    case '<': case '>': notbuilt("Tree format files:"); return;
+    case '[': case ']': gtnb(); previewing(c == '['); return;
+    case '=':           gtnb(); svgmargins(); return;
+    case '<': case '>': treeformats(); return;
     case '+': case '-': gtnb(); drawingmode(c); return;
     case ':':           gtnb(); initialzoom(); return;
     case '*':           gtnb(); parenthetical(); return;

@@ -232,6 +232,12 @@ char *giveme_protralo(int lock)
     return locks[lock].lo;
 }
 
+void openlayer(int lock)
+{
+    char *from = giveme_protralo(lock - 1);
+    ASAN_UNPOISON_MEMORY_REGION(from, size_t(giveme_protralo(lock) - from));
+}
+
 size_t getTagLowSize(int lock) { return size_t(giveme_protralo(lock) - locks[0].lo); }
 
 // --- the block ---------------------------------------------------------------------------

@@ -67,6 +67,7 @@ void freelock(int *tag);   // drop the layer; "Unlock error" when it does not ex
 void wipetag(int *tag);    // the same, but nothing for a tag of 0
 char  *giveme_protralo(int lock);     // low mark stored at a lock
 size_t getTagLowSize(int lock);       // its distance from the bottom mark
+void   openlayer(int lock);           // all of its low end may be copied at once, also what the rounding of sizes left unused
 
 extern void (*kill_all_threads)();    // stops the workers before layers from schtag up go; null until there are any
 

@@ -1,6 +1,7 @@
 // kernel/below.h: what the kernel calls in the folders below it, by plain declaration.  Each is
 // defined by the folder named; the kernel includes none of their headers.
 #pragma once
+#include <cstdint>
 #include "kernel/driver.h"
 
 // search: before any handler runs, and after each command
@@ -11,10 +12,21 @@ void end_of_search();                                     // back to user number
 void autosave_the_results(); extern int autosave_results;  // 0 off; 1 due at exit; else on
 void close_treefile_at_exit();                             // ends an open parenthetical tree file
 int  give_trees_in_mem(), give_maxtrees();
+int  give_vault_room();                                    // trees the vault can hold, 0 without one
+extern uint8_t dopiwe;                                     // implied weighting is on: scores are fits
+
+// diagrams: texts at nodes and the title waiting for the next diagram, left by a report that was given up
+void reset_nodmsg();
+
+// formats: the file that is the current level, read through its end (importcom may leave it to the driver)
+void importcom();                    // Nexus, behind its mark
+void read_fasta_file(long equal);    // sequences padded to so many positions; 0 = they are of a length
+void read_newick_trees();
 
 // data: everything under the data layers is gone (the arena is about to be replaced)
 void data_were_dropped();
 int  give_nt(), give_nc();
+const char *charname_in_use(int c);                        // null: it has none, or outputs show none
 
 // trees: every check routine, called after every command of the debug build
 void check_everything();

@@ -1,22 +1,54 @@
 // kernel/comhelps.h: the help of every command, defined beside its handler.
+//
+// A help is its summary, one sentence with a full stop; the rows of its options; and a text of
+// lines: forms and options indented by two blanks, their explanations behind a gap of at least two
+// more, sentences at the margin.  What is wider than 79 columns is broken anew when it is shown.
+// Defaults and limits stand with what they belong to; to rows of options that set a number, a flag
+// or a kind, the help adds them itself (rows say only what is meant):
+//
+//     const comhelp stepaddhelp = {
+//         "Build Wagner trees by stepwise addition.", stepaddopts,
+//         "  stepadd N ;   N addition sequences, 1 to 1000 (default 10)\n"
+//         "  stepadd ;     as many as last time\n"
+//         "Trees in memory are replaced.\n"
+//         "Examples:\n"
+//         "  stepadd 20 ;\n"
+//         "  stepadd ; nelsen ;   build trees, and show what they share\n"
+//     };
+//
+// The line "Examples:" begins the last section.  Every line of it, indented by two blanks, is
+// complete commands, up to the last semicolon of the line; what follows it is a remark.  A line
+// without a semicolon goes on in the next.  Examples must run: the tests run those of a command in
+// their order, in a copy of the folder `examples` (bees.zel and the others), with bees.zel read and
+// the ten trees of bees_ten.tre in memory, and accept no error.  Users find the same files.
 #pragma once
 #include "kernel/comtable.h"
 
 extern const comhelp absinclhelp;
+extern const comhelp agrouphelp;
+extern const comhelp ancstateshelp;
 extern const comhelp bbreakhelp;
 extern const comhelp beephelp;
 extern const comhelp bgroundhelp;
+extern const comhelp blockshelp;
 extern const comhelp breakhelp;
 extern const comhelp ccodehelp;
+extern const comhelp costshelp;
+extern const comhelp cstreehelp;
 extern const comhelp cdirhelp;
 extern const comhelp ckeephelp;
 extern const comhelp clshelp;
 extern const comhelp clbufferhelp;
+extern const comhelp cnameshelp;
+extern const comhelp costshelp;
+extern const comhelp cstreehelp;
 extern const comhelp echohelp;
 extern const comhelp exithelp;
+extern const comhelp exporthelp;
 extern const comhelp helphelp;
 extern const comhelp holdhelp;
 extern const comhelp loghelp;
+extern const comhelp incltaxhelp;
 extern const comhelp keephelp;
 extern const comhelp lengthhelp;
 extern const comhelp lquotehelp;
@@ -39,9 +71,27 @@ extern const comhelp runhelp;
 extern const comhelp savehelp;
 extern const comhelp screenhelp;
 extern const comhelp scoreshelp;
+extern const comhelp fithelp;
+extern const comhelp collapsehelp;
+extern const comhelp condensehelp;
+extern const comhelp blengthhelp;
+extern const comhelp cscoreshelp;
+extern const comhelp chomohelp;
+extern const comhelp minmaxhelp;
+extern const comhelp infohelp;
+extern const comhelp tnodeshelp;
+extern const comhelp tsizehelp;
+extern const comhelp uniquehelp;
+extern const comhelp besthelp;
+extern const comhelp xcomphelp;
+extern const comhelp piwehelp;
+extern const comhelp smatrixhelp;
+extern const comhelp usminmaxhelp;
+extern const comhelp xpiwehelp;
 extern const comhelp shortreadhelp;
 extern const comhelp silenthelp;
 extern const comhelp slaveprochelp;
+extern const comhelp smatrixhelp;
 extern const comhelp subopthelp;
 extern const comhelp svtxthelp;
 extern const comhelp systemhelp;
@@ -49,15 +99,28 @@ extern const comhelp tableshelp;
 extern const comhelp taxcodehelp;
 extern const comhelp taxlabelshelp;
 extern const comhelp taxnamehelp;
+extern const comhelp tchoosehelp;
+extern const comhelp tgrouphelp;
 extern const comhelp timeouthelp;
 extern const comhelp tplothelp;
 extern const comhelp treadhelp;
 extern const comhelp tsavehelp;
+extern const comhelp tshrinkhelp;
+extern const comhelp ttagshelp;
 extern const comhelp txtsizehelp;
 extern const comhelp vversionhelp;
 extern const comhelp warnhelp;
 extern const comhelp watchhelp;
+extern const comhelp xinacthelp;
+extern const comhelp xgrouphelp;
 extern const comhelp xreadhelp;
 extern const comhelp xwipehelp;
+extern const comhelp edithelp;
+extern const comhelp pruntaxhelp;
+extern const comhelp randtreeshelp;
+extern const comhelp ridduphelp;
+extern const comhelp sorthelp;
+extern const comhelp tequalhelp;
+extern const comhelp tvaulthelp;
 extern const comhelp zzzhelp;
 extern const comhelp recursehelp;

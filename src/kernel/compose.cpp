@@ -46,6 +46,20 @@ void spewjn()
     if (text[0]) spewer(text);
 }
 
+void spewlong(const char *text, long n)
+{
+    char piece[1024];
+    while (n > 0) {
+        long now = n < long(sizeof piece) ? n : long(sizeof piece) - 1;
+        memcpy(piece, text, now);
+        piece[now] = 0;
+        tojoin(piece);
+        spewjn();
+        text += now;
+        n -= now;
+    }
+}
+
 // --- texts -------------------------------------------------------------------------------
 
 // A single character; the margin is for line ends only, so that a full buffer still ends its line.

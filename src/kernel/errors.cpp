@@ -32,6 +32,7 @@ const resetrow resettable[] = {
     { "corrections of options",   undo_asking },
     { "a search in progress",     end_of_search },
     { "a viewer on the console",  undo_silence },
+    { "texts at nodes",           reset_nodmsg },
     { nullptr, nullptr }
 };
 

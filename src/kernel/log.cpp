@@ -18,35 +18,60 @@ char  logfilename[160];
 int   autosvg;
 char  autosvg_file[160];
 
-static char   logbuf[4096];
-static size_t logptr;
+// Text on its way to the log file: written out when the limit is reached, and on demand.
+struct filebuf {
+    char  *bytes;
+    size_t limit, used;
+};
+static char    linebytes[4096], filebytes[1 << 16];
+static filebuf logbuf = { linebytes, sizeof linebytes, 0 };     // what is printed
+static filebuf fbuf = { filebytes, sizeof filebytes, 0 };       // what is saved in bulk
 
 // What ends inside a sequence waits for the rest, unless this is all there is to come.
-static void writelog(bool all)
+static void writeout(filebuf *b, bool all)
 {
-    size_t n = all ? logptr : utf8whole(logbuf, logptr);
-    utf8out(logbuf, n, logfile);
+    size_t n = all ? b->used : utf8whole(b->bytes, b->used);
+    utf8out(b->bytes, n, logfile);
     fflush(logfile);
-    logptr -= n;
-    memmove(logbuf, logbuf + n, logptr);
+    b->used -= n;
+    memmove(b->bytes, b->bytes + n, b->used);
+}
+
+static void intobuffer(filebuf *b, const char *text, size_t left)
+{
+    while (left) {
+        size_t n = std::min(left, b->limit - b->used);
+        memcpy(b->bytes + b->used, text, n);
+        b->used += n;
+        text += n;
+        left -= n;
+        if (b->used == b->limit) writeout(b, false);
+    }
 }
 
 void flushlog()
 {
-    if (logptr && logfile != stderr) writelog(true);
-    logptr = 0;
+    if (logbuf.used && logfile != stderr) writeout(&logbuf, true);
+    logbuf.used = 0;
 }
 
+void fbuf_flush()
+{
+    if (fbuf.used && logfile != stderr) writeout(&fbuf, true);
+    fbuf.used = 0;
+}
+
+// What came first is in the file first, whichever buffer it went through.
 void tolog(const char *text)
 {
-    for (size_t left = strlen(text); left; ) {
-        size_t n = std::min(left, sizeof logbuf - logptr);
-        memcpy(logbuf + logptr, text, n);
-        logptr += n;
-        text += n;
-        left -= n;
-        if (logptr == sizeof logbuf) writelog(false);
-    }
+    if (fbuf.used) fbuf_flush();
+    intobuffer(&logbuf, text, strlen(text));
+}
+
+void fbuf_write(const char *text, size_t n)
+{
+    if (logbuf.used) flushlog();
+    intobuffer(&fbuf, text, n);
 }
 
 void spewer(const char *text)
@@ -54,7 +79,7 @@ void spewer(const char *text)
     if (tmpsilent == 1) return;
     if (tmpsilent == 2) {
         tolog(text);
-        writelog(false);
+        writeout(&logbuf, false);
         return;
     }
     if (logfile != stderr && !(silent & 1)) tolog(text);
@@ -67,6 +92,7 @@ void spewer(const char *text)
 void closelog()
 {
     flushlog();
+    fbuf_flush();
     if (logfile != stderr && logfile != stdout) fclose(logfile);
     logfile = stderr;
     logfilename[0] = 0;
@@ -150,12 +176,13 @@ const comhelp loghelp = {
     "  log stdout ;   write the log to standard output\n"
     "  log ;          tell which log is open\n"
     "  log / ;        close the log\n"
-    "  log &NAME ;    have tree-drawing commands save SVG to file NAME\n"
+    "  log &NAME ;    have tree-drawing commands save SVG to file NAME (up to 159\n"
+    "                 characters)\n"
     "  log &/ ;       do not (the default)\n"
-    "A '^' in a name stands for a blank.  See also \"silent\".\n"
+    "A '^' in a name stands for a blank.  See also \"silent\" and \"svtxt\".\n"
     "Examples:\n"
     "  log results.txt ;\n"
-    "  log / ;\n"
+    "  length ; log / ;   the lengths are in the file\n"
 };
 
 // --- the command silent ------------------------------------------------------------------
@@ -207,9 +234,9 @@ const comhelp silenthelp = {
     "  silent =xxx ;   no output to xxx\n"
     "  silent -xxx ;   output to xxx (the default)\n"
     "  silent ;        tell where output goes\n"
-    "The xxx is \"file\" (the log), \"console\" or \"buffer\" (what is shown), or \"all\"; several may be\n"
-    "given, and each may be shortened.\n"
+    "The xxx is \"file\" (the log), \"console\" or \"buffer\" (both: what is shown), or\n"
+    "\"all\"; several may be given, and each may be shortened.\n"
     "Examples:\n"
-    "  silent = console ;\n"
-    "  silent - all ;\n"
+    "  silent = console ; length ; silent - all ;\n"
+    "  silent ;\n"
 };

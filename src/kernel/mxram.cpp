@@ -80,6 +80,11 @@ void showram()
         line("    ", layersize(datatag), " for ");
         tojoin(intvert(give_maxtrees()));
         tojoin(" trees");
+        if (int room = give_vault_room()) {
+            tojoin(" (plus vault of ");
+            tojoin(intvert(room));
+            tojoin(" trees)");
+        }
         spewout();
     }
     layerline(opttag, " for tree optimization");
@@ -137,15 +142,18 @@ void ramreset()
 
 const comhelp mxramhelp = {
     "Set the memory for data, trees and searches.", nullptr,
-    "  mxram N ;    use N million bytes (decimals allowed; 16 at the start).  Data and trees\n"
-    "               in memory are lost\n"
+    "  mxram N ;    use N million bytes (decimals allowed; 16 at the start).  Data\n"
+    "               and trees in memory are lost\n"
     "  mxram ;      tell how memory is used\n"
-    "  mxram *P ;   expect P times the memory for data that is reckoned (1 at the start)\n"
+    "  mxram *P ;   expect P times the memory for data that is reckoned (1 at the\n"
+    "               start)\n"
     "  mxram [ ;    increase memory when data being read do not fit (the default)\n"
     "  mxram ] ;    never increase it\n"
-    "  mxram + ;    warn when searches are left less than 5% of the memory (the default)\n"
+    "  mxram + ;    warn when searches are left less than 5% of the memory (the\n"
+    "               default)\n"
     "  mxram - ;    do not warn\n"
     "Examples:\n"
+    "  mxram ;\n"
     "  mxram 500 ;\n"
     "  mxram * 1.5 ;\n"
 };

@@ -8,6 +8,7 @@
 #include "kernel/textbuf.h"
 #include "kernel/window.h"
 #include <algorithm>
+#include <string>
 
 constexpr int LEASTLINES = 10;           // of the view
 constexpr int MOSTLINES = 1000000;
@@ -29,7 +30,9 @@ void screencom()
 const comhelp screenhelp = {
     "Set the size of the view.", nullptr,
     "  screen N x L ;   N lines (at least 10) of L columns\n"
+    "  screen N ;       N lines\n"
     "  screen ;         tell the size\n"
+    "The console starts with the size of the terminal.\n"
     "Examples:\n"
     "  screen 40 x 132 ;\n"
 };
@@ -47,11 +50,15 @@ void clbuffercom() { clearview(); }
 const comhelp clshelp = {
     "Clear the view.", nullptr,
     "  cls ;   clear the view and the text buffer behind it\n"
+    "Examples:\n"
+    "  cls ;\n"
 };
 
 const comhelp clbufferhelp = {
     "Clear the text buffer.", nullptr,
     "  clbuffer ;   clear the text buffer and the view\n"
+    "Examples:\n"
+    "  clbuffer ;\n"
 };
 
 // --- svtxt -------------------------------------------------------------------------------
@@ -65,10 +72,10 @@ void save_txt_buffer()
     if (to < 0) to = lines - 1;
     if (to >= lines || from > to) errmsg("Only", intvert(lines), "lines in display buffer", nullptr);
     for (long i = from; i <= to; ++i) {
-        tolog(bufferline(int(i)).c_str());
-        tolog("\n");
+        std::string line = bufferline(int(i)) + "\n";
+        fbuf_write(line.data(), line.size());
     }
-    flushlog();
+    fbuf_flush();
     spewem("Buffer: lines", intvert(from), intvert(to), "saved to", logfilename, nullptr);
 }
 
@@ -79,7 +86,8 @@ const comhelp svtxthelp = {
     "  svtxt ;       save all lines\n"
     "A log must be open.\n"
     "Examples:\n"
-    "  svtxt 0 100 ;\n"
+    "  log kept.txt ; svtxt ; log / ;\n"
+    "  log +kept.txt ; svtxt 0 2 ; log / ;\n"
 };
 
 // --- txtsize -----------------------------------------------------------------------------
@@ -126,11 +134,15 @@ void txtbufsizcom()
 
 const comhelp txtsizehelp = {
     "Set the size of the text buffer, which keeps what was shown.", nullptr,
-    "  txtsize N ;   use N kilobytes, at least 10 (250 at the start); the buffer is cleared\n"
-    "  txtsize = ;   keep runs of blanks compressed (the default); a change clears the buffer\n"
-    "  txtsize - ;   do not\n"
+    "  txtsize N ;   use N kilobytes, at least 10 (250 at the start); the buffer is\n"
+    "                cleared\n"
+    "  txtsize = ;   keep runs of blanks compressed (the default); a change clears\n"
+    "                the buffer\n"
+    "  txtsize - ;   keep them as they are\n"
     "  txtsize / ;   tell how much the buffer would take on disk\n"
     "  txtsize ;     tell size and use\n"
+    "In the console, the key Page Up looks at what the buffer holds.\n"
     "Examples:\n"
+    "  txtsize ;\n"
     "  txtsize 500 ;\n"
 };

@@ -18,6 +18,7 @@ extern char  aprinbuf[2048];         // scratch text
 void spewem(const char *text, ...);  // each text and a blank; ends the line; flushes
 void joinem(const char *text, ...);  // each text, no blank, no line end; flushes
 void myp(const char *format, ...) __attribute__((format(printf, 1, 2)));     // one line
+void spewlong(const char *text, long n);   // text of any length, flushed, not ended
 void spewjn();                       // flush what is composed, no line end
 void spewout();                      // flush, adding a newline unless one ends the text
 void tojoin(const char *text);       // append, not flushed
@@ -49,6 +50,8 @@ void printable_optional(const int *values, int rows);
 void printable_default_floats(const double *values, int rows);
 void printable_optional_floats(const double *values, int rows);
 
+extern int bremer_precision;         // decimals of Bremer supports under implied weighting; starts at 0
+void set_bremer_precision(int decimals);
 extern int optional_tables;          // tables go through printable_optional; starts at 0
 void set_table_pointers();           // printable and printable_floats after optional_tables
 
@@ -58,7 +61,11 @@ extern char autosvg_file[160];
 void tolog(const char *text);        // into the log's line buffer
 void flushlog();                     // write what the log's line buffer holds
 void closelog();
+void fbuf_write(const char *text, size_t n);    // into the log, what is saved rather than printed; a larger buffer
+void fbuf_flush();                   // writes what that buffer holds; when the saving is done
 
 // Text leaving the program: tree glyphs and stray bytes become UTF-8.
 void   utf8out(const char *text, size_t n, FILE *to);
 size_t utf8whole(const char *text, size_t n);   // how much of the text does not end inside a sequence
+size_t firstchar(const char *text, size_t n);   // bytes of the first character; n > 0
+int    textwidth(const char *text, size_t n);   // columns it takes on a screen

@@ -160,16 +160,18 @@ void reportcom()
 
 const comhelp reporthelp = {
     "Report progress and confirm what commands do.", nullptr,
-    "  =      report progress and confirmations (the default)\n"
-    "  -      do not\n"
-    "  /      invert\n"
-    "  +T/R/N record the status of searches every T seconds, every R replications and\n"
-    "         every N trees; 0 for never\n"
-    "  [      in the background, write progress to the log every T seconds\n"
-    "  ]      do not (the default)\n"
-    "  >      show progress as a bar, with standard symbols\n"
-    "  <      show progress as a bar, with simpler symbols\n"
+    "  report = ;        report progress and confirmations (the default)\n"
+    "  report - ;        do not\n"
+    "  report / ;        invert\n"
+    "  report ;          tell\n"
+    "  report +T/R/N ;   record the status of searches every T seconds, every R\n"
+    "                    replications and every N trees; 0 (the default) for never\n"
+    "  report [ ;        in the background, write progress to the log every T\n"
+    "                    seconds\n"
+    "  report ] ;        do not (the default)\n"
+    "  report > ;        show progress as a bar, with standard symbols\n"
+    "  report < ;        show progress as a bar, with simpler symbols\n"
     "Examples:\n"
-    "  report - ;\n"
+    "  report - ; mult ; report = ;\n"
     "  report + 60/10/0 ;\n"
 };

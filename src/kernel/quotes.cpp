@@ -95,10 +95,11 @@ const comhelp quotehelp = {
     "Write a text to the output.", nullptr,
     "  quote TEXT ;     write TEXT; \".,\" in it stands for a semicolon\n"
     "  quote : TEXT ;   write it whatever \"silent\" says\n"
-    "  quote * TEXT ;   show it in a box as well\n"
+    "  quote * TEXT ;   show it in a box as well (up to 3990 characters)\n"
     "See also \"lquote\".\n"
     "Examples:\n"
     "  quote Now searching, please wait ;\n"
+    "  quote First this., then that ;\n"
 };
 
 // --- lquote ------------------------------------------------------------------------------
@@ -120,12 +121,14 @@ void lquotecom()
 
 const comhelp lquotehelp = {
     "Choose how \"quote\" treats its text.", nullptr,
-    "  =   keep the text as it stands, with no new line at its end\n"
-    "  -   skip blanks before it, and end the line (the default)\n"
-    "  [   \"&N\" in the text gives the character of code N\n"
-    "  ]   it does not (the default)\n"
-    "  >   copy quotes to standard error\n"
-    "  <   do not (the default)\n"
+    "  lquote = ;   keep the text as it stands, with no new line at its end\n"
+    "  lquote - ;   skip blanks before it, and end the line (the default)\n"
+    "  lquote / ;   invert\n"
+    "  lquote [ ;   \"&N\" in the text gives the character of code N\n"
+    "  lquote ] ;   it does not (the default)\n"
+    "  lquote > ;   copy quotes to standard error\n"
+    "  lquote < ;   do not (the default)\n"
     "Examples:\n"
-    "  lquote = ;\n"
+    "  lquote = ; quote Length: ; length 0 ; lquote - ;\n"
+    "  lquote [ ; quote &65&66&67 ;   writes ABC\n"
 };

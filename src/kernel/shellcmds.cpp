@@ -45,9 +45,10 @@ void systemcom()
 
 const comhelp systemhelp = {
     "Run a command of the operating system.", nullptr,
-    "  system command   the rest of the line, or what precedes a '^', up to 3000 characters\n"
-    "Example:\n"
-    "  system ls\n"
+    "  system COMMAND   the command is the rest of the line, or what precedes a '^',\n"
+    "                   up to 3000 characters; a semicolon is part of it\n"
+    "Examples:\n"
+    "  system ls -l ^ ;\n"
 };
 
 // --- vversion -----------------------------------------------------------------------------
@@ -60,7 +61,9 @@ void versioncom()
 
 const comhelp vversionhelp = {
     "Report the version of the program.", nullptr,
-    "  vversion;   name and version\n"
+    "  vversion ;   name and version\n"
+    "Examples:\n"
+    "  vversion ;\n"
 };
 
 // --- exit ---------------------------------------------------------------------------------
@@ -81,8 +84,10 @@ void haltcom()
 }
 
 constexpr char exittext[] =
-    "Saves what is set to be saved, closes the tree file and ends the program.  The words \"exit\",\n"
-    "\"quit\" and \"zzz\" do the same; \"exit\" cannot be abbreviated.\n";
+    "Saves what is set to be saved, closes the tree file and ends the program.  The\n"
+    "words \"exit\", \"quit\" and \"zzz\" do the same; \"exit\" cannot be abbreviated.\n"
+    "Examples:\n"
+    "  quit ;\n";
 const comhelp exithelp = { "Leave the program.", nullptr, exittext };
 const comhelp quithelp = { "Leave the program.", nullptr, exittext };
 const comhelp zzzhelp  = { "Leave the program.", nullptr, exittext };

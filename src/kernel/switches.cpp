@@ -15,20 +15,25 @@ void beepcom() { onoff(&mybeep, "Beep"); }
 
 const comhelp beephelp = {
     "Sound a bell upon errors and warnings.", nullptr,
-    "  =   on (the default)\n"
-    "  -   off\n"
-    "  /   invert\n"
-    "  ;   report\n"
+    "  beep = ;   sound it (the default)\n"
+    "  beep - ;   do not\n"
+    "  beep / ;   invert\n"
+    "  beep ;     report\n"
+    "Examples:\n"
+    "  beep - ;\n"
 };
 
 void warncom() { onoff(&warning, "Warning"); }
 
 const comhelp warnhelp = {
     "Ask for confirmation of warnings.", nullptr,
-    "  =   show warnings in a box, and ask whether to continue\n"
-    "  -   only print them\n"
-    "  /   invert\n"
-    "  ;   report\n"
+    "  warn = ;   show warnings in a box, and ask whether to continue\n"
+    "  warn - ;   only print them\n"
+    "  warn / ;   invert\n"
+    "  warn ;     report\n"
+    "The window starts with warnings on, the console with warnings off.\n"
+    "Examples:\n"
+    "  warn - ;\n"
 };
 
 // --- echo ---------------------------------------------------------------------------------
@@ -42,12 +47,14 @@ void echocom()
 
 const comhelp echohelp = {
     "Print the name of each command before it is run.", nullptr,
-    "  =   on\n"
-    "  -   off (the default)\n"
-    "  /   invert\n"
-    "  [   also copy to the log the lines typed\n"
-    "  ]   do not (the default)\n"
-    "  ;   report\n"
+    "  echo = ;   print it\n"
+    "  echo - ;   do not (the default)\n"
+    "  echo / ;   invert\n"
+    "  echo [ ;   also copy to the log the lines typed\n"
+    "  echo ] ;   do not (the default)\n"
+    "  echo ;     report\n"
+    "Examples:\n"
+    "  echo = ; length ; echo - ;\n"
 };
 
 // --- break --------------------------------------------------------------------------------
@@ -86,11 +93,15 @@ void breakcom()
 
 const comhelp breakhelp = {
     "Let the key Esc interrupt.", nullptr,
-    "  =        Esc interrupts (the default)\n"
-    "  -        it does not\n"
-    "  /        invert, and ask nothing upon Esc\n"
-    "  / text   ask the text, of fewer than 254 characters, before obeying Esc\n"
-    "  ;        report\n"
+    "  break = ;        Esc interrupts (the default)\n"
+    "  break - ;        it does not\n"
+    "  break / ;        invert, and ask nothing upon Esc\n"
+    "  break / TEXT ;   ask the text (fewer than 254 characters) before obeying Esc\n"
+    "  break ;          report\n"
+    "In the console, Ctrl-C is the key Esc.\n"
+    "Examples:\n"
+    "  break / Stop this long analysis? ;\n"
+    "  break = ;\n"
 };
 
 // --- watch --------------------------------------------------------------------------------
@@ -127,14 +138,17 @@ void watchcom()
 
 const comhelp watchhelp = {
     "Report the time that commands take.", nullptr,
-    "  =   report the time of each command that does some work\n"
-    "  -   do not (the default)\n"
-    "  *   set the stopwatch to zero\n"
-    "  /   show the stopwatch\n"
-    "  [   with the times, report the memory used\n"
-    "  ]   do not (the default)\n"
-    "  !   set to zero the measure of the memory used\n"
-    "  ;   report\n"
+    "  watch = ;   report the time of each command that does some work\n"
+    "  watch - ;   do not (the default)\n"
+    "  watch * ;   set the stopwatch to zero\n"
+    "  watch / ;   show the stopwatch\n"
+    "  watch [ ;   with the times, report the memory used\n"
+    "  watch ] ;   do not (the default)\n"
+    "  watch ! ;   set to zero the measure of the memory used\n"
+    "  watch ;     report\n"
+    "Examples:\n"
+    "  watch = ; length ; watch - ;\n"
+    "  watch * ; mult ; watch / ;   the time of the search\n"
 };
 
 // --- pause --------------------------------------------------------------------------------
@@ -157,10 +171,14 @@ void pausecom()
 
 const comhelp pausehelp = {
     "Wait for a time, or for an answer.", nullptr,
-    "  pause;     wait for an answer to a box\n"
-    "  pause N    wait N seconds\n"
-    "  pause=     pause after each screen of output; \"pause-\" does not (the default),\n"
-    "             \"pause/\" inverts\n"
+    "  pause ;     wait for an answer to a box\n"
+    "  pause N ;   wait N seconds\n"
+    "  pause = ;   in the console, wait for a key after each screen of output\n"
+    "  pause - ;   do not (the default)\n"
+    "  pause / ;   invert\n"
+    "Examples:\n"
+    "  quote Have a look at this ; pause 0 ;\n"
+    "  pause = ;\n"
 };
 
 // --- timeout ------------------------------------------------------------------------------
@@ -191,11 +209,12 @@ void timeoutcom()
 }
 
 const comhelp timeouthelp = {
-    "Limit to the time of a search.", nullptr,
-    "  timeout hours:minutes:seconds   a search that takes longer is stopped, and the commands\n"
-    "                                  after it are run; 0 for no limit (the default).  What is\n"
-    "                                  left out at the end is 0: \"timeout 2\" is two hours\n"
-    "  timeout;                        report the limit\n"
+    "Limit the time of a search.", nullptr,
+    "  timeout HOURS:MINUTES:SECONDS ;   a search that takes longer is stopped, and\n"
+    "                                    the commands after it are run; 0 for no\n"
+    "                                    limit (the default)\n"
+    "  timeout ;                         report the limit\n"
+    "What is left out at the end is 0: \"timeout 2 ;\" is two hours.\n"
     "Examples:\n"
     "  timeout 0:30:00 ;\n"
     "  timeout 0 ;\n"

@@ -65,28 +65,27 @@ void clear_text_buffer()
     emptystore();
 }
 
+// The new store takes the place of the old one only when there is room for it, so that a failure
+// can be told.
 bool initialize_winbufsiz(int kilobytes)
 {
-    linebase += atlin + 1;
     for (int attempt = 0; ; ++attempt) {
-        free(bgilspace);
-        free(gilspace);
-        size_t bytes = size_t(kilobytes) * 1024;
-        bgilspace = static_cast<char *>(malloc(bytes));
-        maxlines = int(std::max<size_t>(bytes / BYTESALINE, 2));
-        gilspace = static_cast<char **>(malloc((size_t(maxlines) + 2) * sizeof *gilspace));
-        if (bgilspace && gilspace) {
-            gilend = bgilspace + bytes - 2;
+        size_t bytes = size_t(kilobytes) * 1024, lines = std::max<size_t>(bytes / BYTESALINE, 2);
+        char *area = static_cast<char *>(malloc(bytes));
+        char **starts = static_cast<char **>(malloc((lines + 2) * sizeof *starts));
+        if (area && starts) {
+            free(bgilspace);
+            free(gilspace);
+            bgilspace = area;
+            gilend = area + bytes - 2;
+            gilspace = starts;
+            maxlines = int(lines);
             gilkilobytes = kilobytes;
-            emptystore();
+            clear_text_buffer();
             return true;
         }
-        free(bgilspace);
-        free(gilspace);
-        bgilspace = gilend = nullptr;
-        gilspace = nullptr;
-        gilkilobytes = maxlines = 0;
-        emptystore();
+        free(area);
+        free(starts);
         if (attempt) {
             spewem("Can't allocate small buffer. Free memory and re-try.", nullptr);
             return false;
@@ -299,11 +298,13 @@ long uncompressed_buffer_size()
     return bytes;
 }
 
-static bool holdsword(const std::string &line, const char *target)
+bool txmatch(const std::string &line, const char *target)
 {
     auto same = [](char a, char b) { return tolower((unsigned char)a) == tolower((unsigned char)b); };
     return std::search(line.begin(), line.end(), target, target + strlen(target), same) != line.end();
 }
+
+void search_from(int line) { searchedto = std::clamp(line, 0, WINBUFSIZ()); }
 
 int search_text_buffer(const char *target, bool wrap)
 {
@@ -312,7 +313,7 @@ int search_text_buffer(const char *target, bool wrap)
     int tries = wrap ? lines : lines - searchedto;
     for (int i = 0; i < tries; ++i) {
         int n = (searchedto + i) % lines;
-        if (!holdsword(bufferline(n), target)) continue;
+        if (!txmatch(bufferline(n), target)) continue;
         searchedto = n + 1;
         return n;
     }

@@ -23,7 +23,10 @@ int  buflinlen(int line);
 int  give_total_lines(), give_first_line(), give_last_line(), give_scroll_pos(), give_scroll_line();
 int  give_display_buffer_size(), give_free_buffer_bytes(), give_display_buffer_use();
 long uncompressed_buffer_size();
-int  search_text_buffer(const char *target, bool wrap);   // line found, or -1
+bool txmatch(const std::string &line, const char *target);   // line holds target, whatever the case
+int  search_text_buffer(const char *target, bool wrap);   // the next line that holds it, counting from the oldest kept, or -1
+void search_from(int line);          // where the next search begins; otherwise after the line found last
+void view_text_buffer();             // the text viewer; nothing where the front end gives no keys
 
 // What was added since a reader last looked, expanded.  A front end keeps one cursor.
 struct textcursor {

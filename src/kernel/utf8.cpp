@@ -95,3 +95,54 @@ size_t utf8whole(const char *text, size_t n)
     }
     return n;
 }
+
+// --- columns -----------------------------------------------------------------------------
+
+size_t firstchar(const char *text, size_t n)
+{
+    const unsigned char *s = reinterpret_cast<const unsigned char *>(text);
+    int length = sequencelength(*s);
+    return length > 1 && agreeing(s, n) == length && !strokes(s, n) ? size_t(length) : 1;
+}
+
+struct coderange { uint32_t first, last; };
+
+// Marks that stand over, under or inside the character before them, and signs without a shape.
+static constexpr coderange nocolumn[] = {
+    { 0x0300, 0x036f }, { 0x0483, 0x0489 }, { 0x0591, 0x05bd }, { 0x05bf, 0x05bf }, { 0x05c1, 0x05c2 },
+    { 0x05c4, 0x05c5 }, { 0x0610, 0x061a }, { 0x064b, 0x065f }, { 0x0670, 0x0670 }, { 0x06d6, 0x06dc },
+    { 0x0900, 0x0902 }, { 0x093a, 0x093a }, { 0x093c, 0x093c }, { 0x0941, 0x0948 }, { 0x094d, 0x094d },
+    { 0x0e31, 0x0e31 }, { 0x0e34, 0x0e3a }, { 0x0e47, 0x0e4e }, { 0x1160, 0x11ff }, { 0x1ab0, 0x1aff },
+    { 0x1dc0, 0x1dff }, { 0x200b, 0x200f }, { 0x202a, 0x202e }, { 0x2060, 0x2064 }, { 0x20d0, 0x20f0 },
+    { 0x302a, 0x302d }, { 0x3099, 0x309a }, { 0xfe00, 0xfe0f }, { 0xfe20, 0xfe2f }, { 0xfeff, 0xfeff },
+    { 0xe0100, 0xe01ef }
+};
+static constexpr coderange twocolumns[] = {
+    { 0x1100, 0x115f }, { 0x2e80, 0x303e }, { 0x3041, 0x33ff }, { 0x3400, 0x4dbf }, { 0x4e00, 0x9fff },
+    { 0xa000, 0xa4cf }, { 0xa960, 0xa97f }, { 0xac00, 0xd7a3 }, { 0xf900, 0xfaff }, { 0xfe30, 0xfe6f },
+    { 0xff00, 0xff60 }, { 0xffe0, 0xffe6 }, { 0x1f300, 0x1f64f }, { 0x1f680, 0x1f6ff }, { 0x1f900, 0x1f9ff },
+    { 0x20000, 0x3fffd }
+};
+
+template<size_t N> static bool within(const coderange (&ranges)[N], uint32_t code)
+{
+    for (const coderange &r : ranges)
+        if (code >= r.first && code <= r.last) return true;
+    return false;
+}
+
+int textwidth(const char *text, size_t n)
+{
+    int columns = 0;
+    for (size_t i = 0, length; i < n; i += length) {
+        length = firstchar(text + i, n - i);
+        if (length == 1) {
+            ++columns;
+            continue;
+        }
+        uint32_t code = static_cast<unsigned char>(text[i]) & (0x7fu >> length);
+        for (size_t k = 1; k < length; ++k) code = code << 6 | (static_cast<unsigned char>(text[i + k]) & 0x3f);
+        columns += within(nocolumn, code) ? 0 : within(twocolumns, code) ? 2 : 1;
+    }
+    return columns;
+}

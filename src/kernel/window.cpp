@@ -16,6 +16,8 @@ windowslots window = {
     .enable_tools = [](int) {},
     .readcommand = nullptr,
     .progressline = [](const char *) {},
+    .waitkey = nullptr,
+    .showscreen = nullptr,
 };
 
 int  GTK_Message_Box(const char *title, const char *text, int flags) { return window.messagebox(title, text, flags); }

@@ -17,10 +17,15 @@ struct windowslots {
     void (*enable_tools)(int on);
     char *(*readcommand)(const char *prompt);           // a line, malloc'ed, without newline; null = end of input
     void (*progressline)(const char *text);             // show text in place of the last progress line; "" clears it; a line end makes it stay
+    int  (*waitkey)();                                  // the next key typed, waited for; null: nobody can type
+    void (*showscreen)(const char *lines, int column, const char *lastline);   // a whole screen: lines from a column on,
+                                                        // and its last line; null lines stay as they are.  Null: no screen
 };
 extern windowslots window;
 
-constexpr int KEY_ESC = 65307;
+constexpr int KEY_ESC = 65307, KEY_RETURN = 65293, KEY_BACKSPACE = 65288;
+constexpr int KEY_HOME = 65360, KEY_LEFT = 65361, KEY_UP = 65362, KEY_RIGHT = 65363, KEY_DOWN = 65364;
+constexpr int KEY_PAGEUP = 65365, KEY_PAGEDOWN = 65366, KEY_END = 65367;
 constexpr int BOX_ERROR = 1, BOX_WARNING = 8, BOX_ASK = 32, BOX_YESNO = 2, BOX_CANCEL = 16;
 
 // One button: 1.  BOX_YESNO: yes 1, no 0.  BOX_CANCEL: yes 1, no 0, cancel 2.

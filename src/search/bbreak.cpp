@@ -80,7 +80,7 @@ bbreakresult runbbreak(double startscore)
             score = bbreaks.usetbr ? tbrswap(anx, 0, maxtrees) : sprswap(anx, 0, maxtrees);
         } else score = swaptree_in_place(i);
         if (suboptimal > 0) score = std::min(score, suboptimal_limit - suboptimal);
-        bool improved = score < r.best;
+        bool improved = lessthan(score, r.best);
         if (improved) r.best = overall_bestscore = score;
         if (userstop) break;
         i = bbreaks.mulpars ? nexttree(i, improved) : i + 1;
@@ -139,21 +139,21 @@ static void stratswap() { notyetoption("stratswap"); }
 static void none() {}
 
 static const optrow bbreakopts[] = {
-    optstore("tbr", &bbreaks.usetbr, 1, "swap with TBR (the default)"),
+    optstore("tbr", &bbreaks.usetbr, 1, "swap with TBR"),
     optstore("spr", &bbreaks.usetbr, 0, "swap with SPR"),
-    optflag("mulpars", &bbreaks.mulpars, "keep all the trees found, as far as there is room (on)"),
-    optflag("fillonly", &bbreaks.fillonly, "stop when the tree buffer fills (off)"),
-    optflag("safe", &use_safe_unclip, "optimize the tree fully after each rearrangement accepted (off)"),
-    optflag("randclip", &randomize_clipping_sequence, "clip branches in random order (off)"),
-    optflag("skipspr", &skip_spr_phase, "\"mult\" does not swap with SPR before TBR (off)"),
-    optcall("clustersize", readclustersize, "N nodes a cluster, 3 to 1000 (15); with \":\" only"),
+    optflag("mulpars", &bbreaks.mulpars, "keep all the trees found, as far as there is room"),
+    optflag("fillonly", &bbreaks.fillonly, "stop when the tree buffer fills"),
+    optflag("safe", &use_safe_unclip, "optimize the tree fully after each rearrangement accepted"),
+    optflag("randclip", &randomize_clipping_sequence, "clip branches in random order"),
+    optflag("skipspr", &skip_spr_phase, "\"mult\" does not swap with SPR before TBR"),
+    optcall("clustersize", readclustersize, "N: nodes a cluster (3 to 1000, default 15); with \":\" only"),
     optcall("xbits", xbits, "use 64 bits when possible; with \":\" only"),
-    optcall("noxbits", noxbits, "use 32 bits (the default); with \":\" only"),
-    optcall("nolimit", none, "no limit to the distance of moves (the default)"),
+    optcall("noxbits", noxbits, "use 32 bits (default); with \":\" only"),
+    optcall("nolimit", none, "no limit to the distance of moves (default)"),
     optcall("limit", readlimit, "limit the distance of moves to N nodes (not available yet); 0 = no limit"),
-    optcall("nointers", nointers, "clusters use unions only (the default); with \":\" only"),
+    optcall("nointers", nointers, "clusters use unions only (default); with \":\" only"),
     optcall("inters", inters, "(not available yet)"),
-    optcall("nopreproc", none, "no ordering of the clips (the default)"),
+    optcall("nopreproc", none, "no ordering of the clips (default)"),
     optcall("preproc", preproc, "(not available yet)"),
     optcall("stratswap", stratswap, "(not available yet)"),
     optend()
@@ -224,10 +224,11 @@ void bbreakcom()
 
 const comhelp bbreakhelp = {
     "Swap branches of the trees in memory.", bbreakopts,
-    "Every tree in memory is swapped, the trees found too; better trees replace the others.\n"
-    "  ;      swap with the present options\n"
-    "  =      set options, and swap\n"
-    "  :      set options only; without options, show them\n"
+    "Every tree in memory is swapped, the trees found too; better trees replace the\n"
+    "others.\n"
+    "  bbreak ;           swap with the present options\n"
+    "  bbreak = WORDS ;   set options, and swap\n"
+    "  bbreak : WORDS ;   set options only; without options, show them\n"
     "Examples:\n"
     "  bbreak ;\n"
     "  bbreak = spr nomulpars ;\n"

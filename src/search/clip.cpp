@@ -3,6 +3,8 @@
 // Everything that a clip overwrites is logged, so that giving it up, which is what nearly always
 // happens, is copying back and no optimization.
 #include "search/evaldata.h"
+#include "search/fits.h"
+#include "search/slowopt.h"
 #include <cassert>
 
 clipstates clipstate;
@@ -90,6 +92,7 @@ static void afterjoin(int a)
 {
     syncevaldata();
     kernel->afterjoin(&ed, a);
+    slowafterjoin(a);
 }
 
 void reoptimize_after_clip(int s, int x)
@@ -105,6 +108,7 @@ void reoptimize_after_clip(int s, int x)
     ed.logging = 1;
     kernel->afterclip(&ed, s, x);
     ed.logging = 0;
+    slowafterclip(s, x);
     clipstate = CLIPPED;
 }
 
@@ -113,6 +117,7 @@ void reoptimize_clip_path(int top, int x)
     if (top < 0) return;
     syncevaldata();
     kernel->redopath(&ed, top, x);
+    slowclippath(top, x);
 }
 
 void restore_after_clip(int s)
@@ -122,6 +127,8 @@ void restore_after_clip(int s)
         return;
     }
     if (clipstate == CLIPPED) {
+        slowrestore();
+        putbacksteps();
         if (ed.nlog <= ed.maxlog) kernel->restore(&ed);
         else afterjoin(swaptree[s]);
     }

@@ -1,5 +1,8 @@
 // The checks of a move, for the weights of the image in force.
 #include "search/evaldata.h"
+#include "search/fits.h"
+#include "search/slowopt.h"
+#include <cmath>
 
 int *swaptree;
 const uint32_t *clipset, *destset;
@@ -12,35 +15,37 @@ void (*double_pair_checker)(int c, int a, int b);
 double suboptimal, relative_suboptimal, suboptimal_limit = 1e10;
 int collapse_level, swapcollapse;
 
+static_assert(int(WT_UNIT) == KW_UNIT && int(WT_CELL) == KW_CELL && int(WT_FIELD) == KW_FIELD && int(WT_FIT) == KW_FIT);
+
+// Steps are whole: a fractional bound admits what its integer part does.  What a clip may yet save
+// within itself is not known to the cells.
 static int scankind;
 
-static_assert(int(WT_UNIT) == KW_UNIT && int(WT_CELL) == KW_CELL && int(WT_FIELD) == KW_FIELD);
-
-// Steps are whole: a fractional bound admits what its integer part does.
-static int wholebound()
+static long wholebound()
 {
-    return movebound >= NOBOUND ? NOLIMIT : movebound < 0 ? -1 : int(movebound);
+    double bound = movebound + clipslack;
+    return bound >= NOBOUND ? NOLIMIT : bound < 0 ? -1 : scankind == WT_FIT ? infitunits(bound) : long(bound);
 }
 
-static void result(int steps, int bound)
+static void result(long steps, long bound)
 {
     moveok = steps <= bound;
-    if (moveok) movesteps = steps;
+    if (moveok) movesteps = scankind == WT_FIT ? double(steps) / FITUNIT : double(steps);
 }
 
 template<int W> static void checkcells()
 {
-    int bound = wholebound();
+    long bound = wholebound();
     result(kernel->check[W](&ed, clipset, destset, bound), bound);
 }
 
 template<int W> static void checkpair(const uint32_t *c, const uint32_t *a, const uint32_t *b)
 {
-    int bound = wholebound();
+    long bound = wholebound();
     result(kernel->pair[W](&ed, c, a, b, bound), bound);
 }
 
-// One row a weight kind: uniform, a weight a cell, a weight a field.
+// One row a weight kind: uniform, a weight a cell, a weight a field, implied.
 static constexpr struct {
     void (*score)();
     void (*pair)(const uint32_t *c, const uint32_t *a, const uint32_t *b);
@@ -48,6 +53,7 @@ static constexpr struct {
     { checkcells<KW_UNIT>,  checkpair<KW_UNIT> },
     { checkcells<KW_CELL>,  checkpair<KW_CELL> },
     { checkcells<KW_FIELD>, checkpair<KW_FIELD> },
+    { checkcells<KW_FIT>,   checkpair<KW_FIT> },
 };
 static_assert(sizeof checkers / sizeof *checkers == WEIGHTKINDS);
 
@@ -56,14 +62,16 @@ void set_score_checkers()
     scankind = packweightkind();
     score_checker = checkers[scankind].score;
     pair_checker = checkers[scankind].pair;
+    double_score_checker = slowscores;
+    double_pair_checker = slowpairs;
 }
 
 static int scan(const uint32_t *set, const uint32_t *rows, const int *list, int from, int n)
 {
-    int bound = wholebound(), steps;
+    long bound = wholebound(), steps;
     int at = kernel->scan[scankind](&ed, set, rows, list, from, n, bound, &steps);
     moveok = at < n;
-    if (moveok) movesteps = steps;
+    if (moveok) result(steps, bound);
     return at;
 }
 
@@ -77,22 +85,42 @@ int scan_clusters(const uint32_t *set, const int *list, int from, int n)
     return scan(set, unionrows, list, from, n);
 }
 
+void score_original(int root, int s)
+{
+    movebound = NOBOUND;
+    if (dopiwe) {
+        moveok = 1;
+        movesteps = double(takeoutsteps(clipset, destset) + slowtakeout(root, s)) / FITUNIT;
+    } else {
+        score_checker();
+        second_check(root, s, 0);
+    }
+    findclipslack();
+}
+
+void settle_place(const uint32_t *set, int root, int dest)
+{
+    if (!dopiwe) return;
+    addsteps(set, branchset(dest));
+    slowaddsteps(root, dest);
+}
+
 void set_report_every()
 {
     constexpr int FEWTAXA = 50;
-    report_every = user_cuts_for_report ? user_cuts_for_report : ntax < FEWTAXA ? 2 : 10;
+    report_every = user_cuts_for_report ? user_cuts_for_report : ntax < FEWTAXA || asymmetric_fields ? 2 : 10;
 }
 
 // Without room for more trees, and unless branches are being collapsed, a move must be shorter.
 void set_move_slack(int mulpars, int buffer_full, double score)
 {
     if (!swapcollapse && (mulpars <= 0 || buffer_full)) {
-        moveslack = -1.0;
+        moveslack = -leastgain();
         return;
     }
-    moveslack = 0;
+    moveslack = dopiwe ? leastgain() / 2 : 0;
     if (suboptimal != 0) {
         double limit = score + suboptimal < suboptimal_limit ? score + suboptimal : suboptimal_limit;
-        if (limit > score) moveslack = limit - score;
+        if (limit > score) moveslack += limit - score;
     }
 }

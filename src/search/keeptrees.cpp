@@ -25,7 +25,7 @@ constexpr double LAXLIMIT = 1e-6;      // what a limit gets for the errors of ad
 void treecopy(const int *from, int *to)          { memcpy(to, from, sizeof(int) * hinod); }
 void just_store_tree(const int *tree, int slot)  { treecopy(tree, mem_tree[slot]); }
 
-bool same_score(double a, double b) { return fabs(a - b) <= (num_cont ? SAMESCORE : 0); }
+bool same_score(double a, double b) { return fabs(a - b) <= (num_cont || dopiwe ? SAMESCORE : 0); }
 
 void set_suboptimal_limit(double score) { suboptimal_limit = score + suboptimal; }
 

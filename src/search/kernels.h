@@ -9,11 +9,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
-enum kernelweights { KW_UNIT, KW_CELL, KW_FIELD, KERNELWEIGHTS };   // in step with weightkind of trees/pack.h
+enum kernelweights { KW_UNIT, KW_CELL, KW_FIELD, KW_FIT, KERNELWEIGHTS };   // in step with weightkind of trees/pack.h
 
 constexpr int WIDESTVECTOR = 16;                 // cells
-constexpr int NOLIMIT = 2147483647;              // a bound that everything passes
-constexpr int TOOMANY = 2147483647;              // what a check returns when its bound was passed
+constexpr long NOLIMIT = 1L << 62;               // a bound that everything passes
+constexpr int NOCELL = 2147483647;               // above every cell
+constexpr long TOOMANY = NOLIMIT;                // what a check returns when its bound was passed
 
 // One stretch of a row as it was before a clip.
 struct savedblock {
@@ -30,6 +31,10 @@ struct evaldata {
     const uint32_t *shift;        // per cell: bits a field - 1
     const uint32_t *cellwts;      // per cell: weight of its fields
     const uint32_t *fieldwts;     // 16 a cell: weight of the field with top bit b at [b / 2]
+    // Implied weights: 16 places a cell as in fieldwts.  What one more step of the field costs, in fixed
+    // point, so that sums do not depend on their order; and its steps on the tree.
+    const int64_t *fieldfits;
+    uint32_t *fieldsteps;
     uint32_t *walk;               // per node three rows: first-pass set, union of the descendants, final set
     uint32_t *branch;             // per node its branch set
     int ntax;                     // terminals are below; the root is ntax
@@ -50,13 +55,14 @@ struct kernelset {
     const char *name;
     int width;                    // cells a vector
     // Weighted count of the fields in which a and b are disjoint; TOOMANY when above bound.
-    int (*check[KERNELWEIGHTS])(const evaldata *d, const uint32_t *a, const uint32_t *b, int bound);
+    long (*check[KERNELWEIGHTS])(const evaldata *d, const uint32_t *a, const uint32_t *b, long bound);
     // The same for c against the union of a and b.
-    int (*pair[KERNELWEIGHTS])(const evaldata *d, const uint32_t *c, const uint32_t *a, const uint32_t *b, int bound);
+    long (*pair[KERNELWEIGHTS])(const evaldata *d, const uint32_t *c, const uint32_t *a, const uint32_t *b, long bound);
     // First place i >= from whose row base + list[i] * row is within bound of the set, its count in *steps; n if none.
     int (*scan[KERNELWEIGHTS])(const evaldata *d, const uint32_t *set, const uint32_t *base, const int *list,
-                               int from, int n, int bound, int *steps);
-    // First pass of nodes list[n - 1] .. list[0]; weighted steps.
+                               int from, int n, long bound, long *steps);
+    // First pass of nodes list[n - 1] .. list[0]; weighted steps.  With implied weights 0: steps are
+    // added to fieldsteps.
     long (*down[KERNELWEIGHTS])(const evaldata *d, const int *list, int n);
     // Final pass of nodes list[0] .. list[n - 1], the first being the root; terminals: branch sets of terminal descendants too.
     void (*up)(const evaldata *d, const int *list, int n, int terminals);

@@ -42,24 +42,29 @@ inline vec wholefields(vec tops, vec shift)
     return tops | (tops - tofeet(tops, shift));
 }
 
-template<int W> inline uint32_t weigh(const evaldata *d, vec tops, int c)
+// Sum of what the marked fields have in a table of 16 places a cell.
+template<class T> inline long lookup(const T *table, vec tops, int c)
+{
+    typedef uint64_t words __attribute__((vector_size(N * 4)));
+    if (!anybit(tops)) return 0;
+    words w = (words) tops;
+    long sum = 0;
+    for (int i = 0; i < N / 2; ++i) {
+        const T *at = table + (size_t(c) + 2 * i) * 16;
+        for (uint64_t left = w[i]; left; left &= left - 1) sum += long(at[__builtin_ctzll(left) >> 1]);
+    }
+    return sum;
+}
+
+template<int W> inline long weigh(const evaldata *d, vec tops, int c)
 {
     if constexpr (W == KW_UNIT) return countbits(tops);
     else if constexpr (W == KW_CELL) return sumcells(countcells(tops) * load(d->cellwts + c));
-    else {
-        typedef uint64_t words __attribute__((vector_size(N * 4)));
-        if (!anybit(tops)) return 0;
-        words w = (words) tops;
-        uint32_t sum = 0;
-        for (int i = 0; i < N / 2; ++i) {
-            const uint32_t *wt = d->fieldwts + (size_t(c) + 2 * i) * 16;
-            for (uint64_t left = w[i]; left; left &= left - 1) sum += wt[__builtin_ctzll(left) >> 1];
-        }
-        return sum;
-    }
+    else if constexpr (W == KW_FIELD) return lookup(d->fieldwts, tops, c);
+    else return lookup(d->fieldfits, tops, c);
 }
 
-template<int W> int check(const evaldata *d, const uint32_t *a, const uint32_t *b, int bound)
+template<int W> long check(const evaldata *d, const uint32_t *a, const uint32_t *b, long bound)
 {
     long n = 0;
     if (bound < 0) return TOOMANY;
@@ -67,10 +72,10 @@ template<int W> int check(const evaldata *d, const uint32_t *a, const uint32_t *
         n += weigh<W>(d, topsempty(load(a + c) & load(b + c), load(d->low + c)), c);
         if (n > bound) return TOOMANY;
     }
-    return int(n);
+    return n;
 }
 
-template<int W> int pair(const evaldata *d, const uint32_t *s, const uint32_t *a, const uint32_t *b, int bound)
+template<int W> long pair(const evaldata *d, const uint32_t *s, const uint32_t *a, const uint32_t *b, long bound)
 {
     long n = 0;
     if (bound < 0) return TOOMANY;
@@ -78,12 +83,12 @@ template<int W> int pair(const evaldata *d, const uint32_t *s, const uint32_t *a
         n += weigh<W>(d, topsempty((load(a + c) | load(b + c)) & load(s + c), load(d->low + c)), c);
         if (n > bound) return TOOMANY;
     }
-    return int(n);
+    return n;
 }
 
 // Most rows fail in their first vector: its part of the set stays in registers.
 template<int W> int scan(const evaldata *d, const uint32_t *set, const uint32_t *base, const int *list,
-                         int from, int n, int bound, int *steps)
+                         int from, int n, long bound, long *steps)
 {
     if (bound < 0) return n;
     if (!d->cells) {
@@ -102,10 +107,22 @@ template<int W> int scan(const evaldata *d, const uint32_t *set, const uint32_t 
             if (sum > bound) break;
         }
         if (sum > bound) continue;
-        *steps = int(sum);
+        *steps = sum;
         return i;
     }
     return n;
+}
+
+// One more step for each field marked.
+inline void countsteps(const evaldata *d, vec tops, int c)
+{
+    typedef uint64_t words __attribute__((vector_size(N * 4)));
+    if (!anybit(tops)) return;
+    words w = (words) tops;
+    for (int i = 0; i < N / 2; ++i) {
+        uint32_t *steps = d->fieldsteps + (size_t(c) + 2 * i) * 16;
+        for (uint64_t left = w[i]; left; left &= left - 1) ++steps[__builtin_ctzll(left) >> 1];
+    }
 }
 
 struct firstsets { vec dn, either, tops; };
@@ -127,7 +144,8 @@ template<int W> long down(const evaldata *d, const int *list, int n)
             firstsets f = firstpass(load(a + c), load(b + c), load(d->low + c), load(d->shift + c));
             store(to + c, f.dn);
             store(to + row + c, f.either);
-            steps += weigh<W>(d, f.tops, c);
+            if constexpr (W == KW_FIT) countsteps(d, f.tops, c);
+            else steps += weigh<W>(d, f.tops, c);
         }
     }
     return steps;
@@ -220,7 +238,7 @@ inline void setbranch(const stretch &s, int n, vec now)
     if (!d->dirty[k]) {
         d->dirty[k] = 1;
         d->dirtylist[d->ndirty++] = k;
-        d->lowcell[k] = NOLIMIT;
+        d->lowcell[k] = NOCELL;
         d->hicell[k] = 0;
     }
     if (!anybit(was ^ wider)) return;
@@ -366,9 +384,9 @@ void orrow(const evaldata *d, uint32_t *to, const uint32_t *from)
 constexpr kernelset makekernels(const char *name)
 {
     return { name, N,
-             { check<KW_UNIT>, check<KW_CELL>, check<KW_FIELD> },
-             { pair<KW_UNIT>, pair<KW_CELL>, pair<KW_FIELD> },
-             { scan<KW_UNIT>, scan<KW_CELL>, scan<KW_FIELD> },
-             { down<KW_UNIT>, down<KW_CELL>, down<KW_FIELD> },
+             { check<KW_UNIT>, check<KW_CELL>, check<KW_FIELD>, check<KW_FIT> },
+             { pair<KW_UNIT>, pair<KW_CELL>, pair<KW_FIELD>, pair<KW_FIT> },
+             { scan<KW_UNIT>, scan<KW_CELL>, scan<KW_FIELD>, scan<KW_FIT> },
+             { down<KW_UNIT>, down<KW_CELL>, down<KW_FIELD>, down<KW_FIT> },
              up, afterclip, afterjoin, redopath, restore, orrow };
 }

@@ -16,16 +16,18 @@
 //       reassign_clusters(x, s, &nroots, &ndests);   // only with clusters
 //       reoptimize_after_clip(s, x);
 //       clipset  = x < ntax || !clusters_on ? dnset(x) : branchset(lef[x]);
-//       destset  = branchset(s);  movebound = NOBOUND;  score_checker();
+//       destset  = branchset(s);  score_original(root, s);
 //       movebest = movesteps;  movebound = movebest + moveslack;
 //       ... check destinations and roots, remember the best (root r, destination d) ...
 //       refused:   unclip_subtree(x, s);  restore_after_clip(s);
-//       accepted:  top = reroot_clip(r, x);  reoptimize_clip_path(top, x);
+//       accepted:  settle_place(row of r, r, d);
+//                  top = reroot_clip(r, x);  reoptimize_clip_path(top, x);
 //                  unclip_subtree(x, d);  reoptimize_after_clip(d, -1);  rebuild_clusters();
 //       (or, always safe:  reroot_clip, unclip_subtree, optimize_for_swap(tree))
 //
 // All costs are exact: score after the move = score - cost at the original place + movesteps.
 #pragma once
+#include "trees/implied.h"
 #include "trees/pack.h"
 
 constexpr double NOBOUND = 2147483647.0;   // a movebound that everything passes
@@ -58,6 +60,13 @@ extern void (*double_pair_checker)(int c, int a, int b);   // node c against sis
 inline int second_check(int a, int b, int kind)    { if (have_unpacked && moveok) double_score_checker(a, b, kind); return moveok; }
 inline int second_pair_check(int c, int a, int b)  { if (have_unpacked && moveok) double_pair_checker(c, a, b); return moveok; }
 void set_score_checkers();
+inline double leastgain()                          { return dopiwe ? 1e-8 : num_cont ? 0.0005 : 1; }   // less than this is no difference
+inline bool lessthan(double a, double b)           { return a < b - leastgain() / 2; }
+// Of clipset against destset, the rows of the clip's root and of its sister s.  Under implied weights
+// the steps between them are no longer counted; restore_after_clip counts them again.
+void score_original(int root, int s);
+// Before the surgery of a move that is made, or of a taxon added: its steps count.
+void settle_place(const uint32_t *set, int root, int dest);
 
 // The fast way through a list: the place i >= from of the first node of list whose branch set is
 // within movebound of the set (or n when there is none), with moveok = 1 and movesteps set for it as

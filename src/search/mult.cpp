@@ -46,7 +46,7 @@ static double swapmany(int first, double score)
         current_treenum = t;
         schgettree(mem_tree[t]);
         double now = runswapper(first, 1);
-        if (now < score) {             // the trees from first on are new
+        if (lessthan(now, score)) {             // the trees from first on are new
             score = now;
             t = swapped_slot == first ? first : first - 1;
         }
@@ -153,17 +153,17 @@ LATER(ratchet); LATER(drift); LATER(wclus); LATER(cas); LATER(fas); LATER(ias); 
 #undef LATER
 
 static const optrow multopts[] = {
-    optcall("replic", readreplic, "N random addition sequences, 0 to 100000 (10)"),
-    optnumber("hold", &mults.hold, 1, INT_MAX, "trees kept of each sequence (10)"),
-    optstore("tbr", &mults.swapper, MULT_TBR, "swap with TBR (the default)"),
+    optcall("replic", readreplic, "N: random addition sequences (0 to 100000, default 10)"),
+    optnumber("hold", &mults.hold, 1, INT_MAX, "trees kept of each sequence"),
+    optstore("tbr", &mults.swapper, MULT_TBR, "swap with TBR"),
     optstore("spr", &mults.swapper, MULT_SPR, "swap with SPR"),
     optstore("wagner", &mults.swapper, MULT_NONE, "no swapping: only Wagner trees"),
-    optflag("keepall", &mults.keepall, "keep the trees of all sequences, not only the best (off)"),
-    optnumber("outfreq", &user_cuts_for_report, 0, INT_MAX, "clips between status reports; 0 = automatic (the default)"),
-    optcall("ras", none, "add taxa in random order (the default)"),
-    optcall("noratchet", none, "no ratchet (the default)"),
-    optcall("nodrift", none, "no drifting (the default)"),
-    optcall("nowclus", none, "Wagner trees without clusters (the default)"),
+    optflag("keepall", &mults.keepall, "keep the trees of all sequences, not only the best"),
+    optnumber("outfreq", &user_cuts_for_report, 0, INT_MAX, "clips between status reports; 0 = automatic"),
+    optcall("ras", none, "add taxa in random order (default)"),
+    optcall("noratchet", none, "no ratchet (default)"),
+    optcall("nodrift", none, "no drifting (default)"),
+    optcall("nowclus", none, "Wagner trees without clusters (default)"),
     optcall("ratchet", later<&ratchet_word>, "(not available yet)"),
     optcall("drift", later<&drift_word>, "(not available yet)"),
     optcall("wclus", later<&wclus_word>, "(not available yet)"),
@@ -244,14 +244,14 @@ void multcom()
 
 const comhelp multhelp = {
     "Search with random addition sequences and branch swapping.", multopts,
-    "Each replication builds a tree adding the taxa in random order, swaps it, and keeps the\n"
-    "trees found.  Only the best trees of all replications are retained.\n"
-    "  N      do N replications (this time)\n"
-    "  =      set options, and search\n"
-    "  :      set options only; without options, show them\n"
-    "  ;      search with the present options\n"
+    "Each replication builds a tree adding the taxa in random order, swaps it, and\n"
+    "keeps the trees found.  Only the best trees of all replications are retained.\n"
+    "  mult N ;         do N replications (this time)\n"
+    "  mult = WORDS ;   set options, and search\n"
+    "  mult : WORDS ;   set options only; without options, show them\n"
+    "  mult ;           search with the present options\n"
     "Examples:\n"
     "  mult 20 ;\n"
-    "  mult = replic 100 hold 5 ;\n"
+    "  mult = replic 50 hold 5 ;\n"
     "  mult : spr keepall ;\n"
 };

@@ -1,10 +1,14 @@
 // Relative fit difference (Goloboff and Farris 2001) between two places of a clip.
 #include "search/relfit.h"
-#include "search/moves.h"
+#include "search/evaldata.h"
+#include "search/fits.h"
+#include "search/slowopt.h"
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
 static const uint32_t *origclip, *orighome;
+static const double *origslow;
 static double origdiff;
 
 static inline uint32_t emptyfields(uint32_t x, int i) { return ~(((x & celllow[i]) + celllow[i]) | x) & ~celllow[i]; }
@@ -12,27 +16,39 @@ static inline uint32_t emptyfields(uint32_t x, int i) { return ~(((x & celllow[i
 static double weightof(uint32_t fields, int i)
 {
     double sum = 0;
-    for (; fields; fields &= fields - 1) sum += fieldwts[16 * i + std::countr_zero(fields) / 2];
+    for (; fields; fields &= fields - 1) {
+        int place = 16 * i + std::countr_zero(fields) / 2;
+        sum += dopiwe ? double(ed.fieldfits[place]) / FITUNIT : fieldwts[place];
+    }
     return sum;
 }
 
-double relative_bound(const uint32_t *clip, const uint32_t *home)
+double relative_bound(int root, const uint32_t *clip, int sister)
 {
     origclip = clip;
-    orighome = home;
+    orighome = branchset(sister);
     origdiff = 0;
-    for (int i = 0; i < foldcells; ++i) origdiff += weightof(emptyfields(clip[i] & home[i], i), i);
-    return floor(origdiff / (1 - relative_suboptimal));
+    for (int i = 0; i < foldcells; ++i) origdiff += weightof(emptyfields(clip[i] & orighome[i], i), i);
+    origslow = slowplace(root, sister, ORIGINAL);
+    for (int i = 0; i < nsank + num_cont; ++i) origdiff += origslow[i];
+    double bound = origdiff / (1 - relative_suboptimal);
+    return num_cont || dopiwe ? bound : floor(bound);
 }
 
-double relative_difference(const uint32_t *clip, const uint32_t *dest)
+double relative_difference(int root, const uint32_t *clip, int destnode)
 {
     double favors = 0, contradicts = 0;
+    const uint32_t *dest = branchset(destnode);
     for (int i = 0; i < foldcells; ++i) {
         uint32_t before = emptyfields(origclip[i] & orighome[i], i), after = emptyfields(clip[i] & dest[i], i);
         if (before == after) continue;
         favors += weightof(before & ~after, i);
         contradicts += weightof(after & ~before, i);
+    }
+    const double *slow = slowplace(root, destnode, ELSEWHERE);
+    for (int i = 0; i < nsank + num_cont; ++i) {
+        favors += std::max(0.0, origslow[i] - slow[i]);
+        contradicts += std::max(0.0, slow[i] - origslow[i]);
     }
     if (favors == contradicts) return 0;
     return favors > contradicts ? -(favors - contradicts) / favors : (contradicts - favors) / contradicts;

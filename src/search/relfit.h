@@ -3,10 +3,10 @@
 #pragma once
 #include <cstdint>
 
-// Once a clip: notes which fields have a step between the clip and its original place.  Returns
+// Once a clip: notes which fields have a step, and what step matrices and continuous characters cost, between the clip and its original place.  Returns
 // the largest cost at a place that can still pass the relative limit.
-double relative_bound(const uint32_t *clip, const uint32_t *home);
-// Of the place noted against another one (rows of the root of the clip and of the destination):
+double relative_bound(int root, const uint32_t *clip, int sister);
+// Of the place noted against another one (root of the clip with its row, and destination):
 // F the weight of fields that lose a step there, C of those that gain one.  (C - F) / C, or
 // -(F - C) / F for a better place; 0 when they are equal.
-double relative_difference(const uint32_t *clip, const uint32_t *dest);
+double relative_difference(int root, const uint32_t *clip, int dest);

@@ -4,6 +4,7 @@
 #include "search/schcollapse.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
+#include "search/slowopt.h"
 #include "data/matrix.h"
 #include "trees/collapse.h"
 #include <algorithm>
@@ -28,6 +29,7 @@ template<class rule> static void markbranches(const int *tree, int *support, rul
 {
     std::fill(support, support + ntax, 0);
     support[ntax] = 1;
+    slowfinals();
     for (int n = ntax + 1; n < hinod; ++n) {
         int up = tree[n] & NODEBITS;
         support[n] = up == ntax || stands(n, up);
@@ -43,21 +45,21 @@ void schnocollapser(const int *, int *support)
 void schcollapser_rule_1(const int *tree, int *support)
 {
     markbranches(tree, support, [](int n, int up) {
-        return anycell(upset(n), upset(up), [](uint32_t a, uint32_t b, int i) { return emptyfields(a & b, i); });
+        return anycell(upset(n), upset(up), [](uint32_t a, uint32_t b, int i) { return emptyfields(a & b, i); }) || slowdisjoint(n, up);
     });
 }
 
 void schcollapser_rule_ambig(const int *tree, int *support)
 {
     markbranches(tree, support, [](int n, int up) {
-        return anycell(upset(n), upset(up), [](uint32_t a, uint32_t b, int) { return a ^ b; });
+        return anycell(upset(n), upset(up), [](uint32_t a, uint32_t b, int) { return a ^ b; }) || slowdiffer(n, up);
     });
 }
 
 void schcollapser_rule_3(const int *tree, int *support)
 {
     markbranches(tree, support, [](int n, int up) {
-        return anycell(dnset(n), upset(up), [](uint32_t first, uint32_t final, int) { return final & ~first; });
+        return anycell(dnset(n), upset(up), [](uint32_t first, uint32_t final, int) { return final & ~first; }) || slowoutside(n, up);
     });
 }
 

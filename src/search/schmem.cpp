@@ -1,5 +1,7 @@
 // The memory of a search, laid out on top of a new packed image and dropped with it.
 #include "search/evaldata.h"
+#include "search/fits.h"
+#include "search/slowopt.h"
 #include "kernel/arena.h"
 #include <initializer_list>
 
@@ -40,6 +42,8 @@ void final_search_mem()
     ed.maxlog = logsize(hinod);
     ed.log = lo<savedblock>(ed.maxlog);
     layclusters();
+    slowmem();
+    fitmem();
     set_score_checkers();
 }
 

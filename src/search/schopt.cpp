@@ -1,5 +1,7 @@
 // Complete optimization of dichotomous trees in packed numbers.
 #include "search/evaldata.h"
+#include "search/fits.h"
+#include "search/slowopt.h"
 #include <cassert>
 
 int *optlist, noptlist;
@@ -15,7 +17,10 @@ static void looktree(int *tree)
 
 static double firstpass()
 {
-    return double(kernel->down[packweightkind()](&ed, optlist, noptlist)) + step_lag + continuous_step_lag;
+    if (dopiwe) clearcounts();
+    long steps = kernel->down[packweightkind()](&ed, optlist, noptlist);
+    double score = dopiwe ? double(totalfit()) / FITUNIT : double(steps);
+    return score + step_lag + slowfirstpass() + continuous_step_lag;
 }
 
 double schoptimize(int *tree, int mode)

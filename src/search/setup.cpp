@@ -14,6 +14,7 @@
 #include "kernel/output.h"
 #include "kernel/random.h"
 #include "trees/collapse.h"
+#include "trees/implied.h"
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -106,7 +107,7 @@ static void chk_active_taxa()
 
 static void chk_suboptimal()
 {
-    if (true_num_cont || suboptimal == floor(suboptimal)) return;
+    if (true_num_cont || dopiwe || suboptimal == floor(suboptimal)) return;
     mywarn("Suboptimal (%.4f) reset to %i (implied weights off, no continuous chars.)", suboptimal, int(suboptimal));
     suboptimal = floor(suboptimal);
 }

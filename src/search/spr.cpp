@@ -29,7 +29,7 @@ static int try_clip(swapping *sw, int x)
     clip_subtree(x);
     reoptimize_after_clip(s, x);
     begin_clip(sw, x, s);
-    if (!(only_better(sw) && sw->cost == 0)) {
+    if (!nothing_to_gain(sw)) {
         int n = listbranches(deslist);
         for (int i = 0; (i = scan_nodes(clipset, deslist, i, n)) < n; ++i) {
             int d = deslist[i];

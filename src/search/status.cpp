@@ -31,7 +31,7 @@ std::string scoretext(double score)
 {
     char text[64];
     if (score >= NOSCORE || score < 0) return "(none)";
-    snprintf(text, sizeof text, true_num_cont ? "%.3f" : "%.0f", score);
+    snprintf(text, sizeof text, dopiwe ? "%.5f" : true_num_cont ? "%.3f" : "%.0f", score);
     return text;
 }
 

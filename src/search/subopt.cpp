@@ -30,12 +30,13 @@ void suboptcom()
 
 const comhelp subopthelp = {
     "Keep trees that are longer than the best.", nullptr,
-    "  N      searches keep trees up to N steps longer than the best one; 0 (the default)\n"
-    "         keeps only trees of the best length\n"
-    "  N x R  and only those where what contradicts the move from the tree being swapped\n"
-    "         exceeds what favors it by no more than a fraction R (0 to 1) of it;\n"
-    "         0 (the default) and 1 exclude nothing\n"
-    "  ;      report\n"
+    "  subopt N ;     searches keep trees up to N steps longer than the best one; 0\n"
+    "                 (the default) keeps only trees of the best length\n"
+    "  subopt NxR ;   and only those where what contradicts the move from the tree\n"
+    "                 being swapped exceeds what favors it by no more than a\n"
+    "                 fraction R (0 to 1) of it; 0 (the default) and 1 exclude\n"
+    "                 nothing\n"
+    "  subopt ;       report\n"
     "Examples:\n"
     "  subopt 3 ;\n"
     "  subopt 10 x 0.2 ;\n"

@@ -9,6 +9,7 @@
 #include "search/keeptrees.h"
 #include "search/moves.h"
 #include "search/relfit.h"
+#include "search/slowopt.h"
 #include "search/status.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
@@ -34,6 +35,7 @@ static int movesroom;
 bool bufferfull() { return trees_in_mem >= maxtrees; }
 
 bool only_better(const swapping *sw) { return !swapcollapse && (sw->mulpars <= 0 || bufferfull()); }
+bool nothing_to_gain(const swapping *sw) { return only_better(sw) && sw->cost <= -clipslack; }
 
 // --- the tree -----------------------------------------------------------------------------
 
@@ -112,6 +114,9 @@ static bool relative(const swapping *sw)
     return suboptimal > 0 && relative_suboptimal > 0 && relative_suboptimal < 1 && keepsmoves(sw) && !bufferfull();
 }
 
+// The node that stands for the root that the clip has.
+static int cliproot(const swapping *sw) { return sw->clip < ntax || !clusters_on ? sw->clip : lef[sw->clip]; }
+
 void begin_clip(swapping *sw, int x, int s)
 {
     sw->clip = x;
@@ -121,13 +126,14 @@ void begin_clip(swapping *sw, int x, int s)
     sw->overflow = false;
     clipset = x < ntax || !clusters_on ? dnset(x) : branchset(lef[x]);
     destset = branchset(s);
-    movebound = NOBOUND;
-    score_checker();
-    second_check(x < ntax || !clusters_on ? x : lef[x], s, 0);
+    score_original(cliproot(sw), s);
     sw->cost = movebest = movesteps;
     movebound = movesteps + moveslack;
-    if (relative(sw)) movebound = std::min(movebound, relative_bound(clipset, destset));
+    if (relative(sw)) movebound = std::min(movebound, relative_bound(cliproot(sw), clipset, s));
 }
+
+// Of fractional scores that are meant to be the same.
+static double tolerance() { return dopiwe ? leastgain() / 2 : 0; }
 
 // Room for one more move.  Entries that a better move left behind go first; a longer list is taken
 // from the high end of the arena, as long as there is some; it is let go when the clip ends.
@@ -135,7 +141,7 @@ static bool roomformove(swapping *sw)
 {
     if (sw->nmoves < movesroom) return true;
     if (sw->better >= 0) {
-        double limit = moves[sw->better].score + suboptimal;
+        double limit = moves[sw->better].score + suboptimal + tolerance();
         int kept = 0;
         for (int i = 0; i < sw->nmoves; ++i)
             if (moves[i].score <= limit) {
@@ -157,9 +163,9 @@ static bool roomformove(swapping *sw)
 bool good_place(swapping *sw, int root, int dest)
 {
     double score = sw->score - sw->cost + movesteps;
-    bool better = movesteps < movebest && !swapcollapse;
+    bool better = lessthan(movesteps, movebest) && !swapcollapse;
     if (keepsmoves(sw)) {
-        if (relative(sw) && relative_difference(root < 0 ? clipset : branchset(root), branchset(dest)) > relative_suboptimal)
+        if (relative(sw) && relative_difference(root < 0 ? cliproot(sw) : root, root < 0 ? clipset : branchset(root), dest) > relative_suboptimal)
             return false;
         if (!roomformove(sw)) {
             sw->overflow = true;
@@ -176,7 +182,7 @@ bool good_place(swapping *sw, int root, int dest)
     if (suboptimal > 0 && keepsmoves(sw) && !bufferfull())
         movebound = std::min(suboptimal_limit, score + suboptimal) - sw->score + sw->cost;
     else movebound = movesteps + moveslack;
-    return !keepsmoves(sw) && movebest <= 0;
+    return !keepsmoves(sw) && movebest <= -clipslack;
 }
 
 // --- keeping moves ------------------------------------------------------------------------
@@ -222,6 +228,7 @@ static void check_good_moves(swapping *sw)
 {
     double limit = sw->better >= 0 && now_being_swapped < 0 ? moves[sw->better].score + suboptimal : NOSCORE;
     if (suboptimal > 0) limit = std::min(limit, suboptimal_limit);
+    limit += tolerance();
     if (sw->better > 0) {
         std::swap(moves[0], moves[sw->better]);
         sw->better = 0;
@@ -264,6 +271,7 @@ static int accept(swapping *sw)
         checkscore(sw, expected);
         return 1;
     }
+    settle_place(sw->bestroot >= 0 ? branchset(sw->bestroot) : clipset, sw->bestroot >= 0 ? sw->bestroot : cliproot(sw), sw->bestdest);
     if (sw->bestroot >= 0) reoptimize_clip_path(reroot_clip(sw->bestroot, sw->clip), sw->clip);
     unclip_subtree(sw->clip, sw->bestdest);
     reoptimize_after_clip(sw->bestdest, -1);

@@ -29,6 +29,7 @@ bool bufferfull();
 void start_swap(swapping *sw, int *tree, int first, int mulpars, const char *name);
 int  next_clip(const swapping *sw, int *at);  // from the list, or ascending; wraps from hinod to 1
 bool only_better(const swapping *sw);         // only shorter trees are of use now
+bool nothing_to_gain(const swapping *sw);     // and the clip costs nothing where it is
 // Scores the clip at its original place and sets the bounds.
 void begin_clip(swapping *sw, int x, int s);
 // A place within the bound: root -1 is the clip as it is rooted.  True when the walk is to end.

@@ -60,7 +60,7 @@ static int try_clip(swapping *sw, int x, int size)
     reassign_clusters(x, s, &nroots, &ndests);
     reoptimize_after_clip(s, x);
     begin_clip(sw, x, s);
-    if (!(only_better(sw) && sw->cost == 0)) {
+    if (!nothing_to_gain(sw)) {
         if (size < 3) walk_rooted(sw, 0, ndests);
         else walk_rerooted(sw, nroots, ndests);
     }

@@ -94,7 +94,7 @@ static int bestplace(int t)
     second_check(t, home, 0);
     double fallback = movesteps;
     movebest = fallback;
-    movebound = movebest - 1;
+    movebound = movebest - leastgain();
     int nodes = listnodes(home);
     bool downward = !xrandom_addseq && rand() & 1;
     if (downward) {
@@ -106,7 +106,7 @@ static int bestplace(int t)
         if (!second_check(t, deslist[i], 0)) continue;
         best = deslist[i];
         movebest = movesteps;
-        movebound = movesteps - 1;
+        movebound = movesteps - leastgain();
     }
     return downward && movebest >= fallback ? home : best;
 }
@@ -122,7 +122,9 @@ static void addtaxa()
         }
         int t = ladd[i];
         swaptree[t] = swaptree[ntax];
-        unclip_subtree(t, bestplace(t));
+        int place = bestplace(t);
+        settle_place(dnset(t), t, place);
+        unclip_subtree(t, place);
         ++swaptree[ntax];
         reoptimize_after_add(t);
         if (xrandom_addseq) growrandseq(i - 1);

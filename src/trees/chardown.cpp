@@ -1,4 +1,5 @@
-// The slow passes: one character at a time, on the rows of the matrix.
+// The slow passes, on the rows of the matrix: one character at a time (chardownpass), or all those of
+// a kind that stand side by side in the rows, node by node (rowdownpass).
 //
 // Sets of unordered states, ranges (additive and continuous characters) and step matrices.
 // Terminals are never written; internal rows hold first-pass states after the first pass and
@@ -10,11 +11,14 @@
 // of the descendants, and its slope grows by 1 at each bound further out.  Going up, a state
 // beyond the range is followed as long as the slope is 1: to the next bound out.
 #include "trees/lightopt.h"
+#include "trees/implied.h"
 #include <algorithm>
 #include <bit>
 #include <cassert>
 #include <limits>
+#include "data/costs.h"
 #include "data/matrix.h"
+#include "kernel/arena.h"
 #include "trees/treemodel.h"
 
 template<class CELL> static CELL **rows();
@@ -33,63 +37,84 @@ template<class CELL> static CELL shown(CELL **m, int n, int c)
     return x;
 }
 
-// ------------------------------------------------------------------------------ unordered states
+// ------------------------------------------------------------------------------------- the tree
 
-// For each state the descendants of n that lack it; returns the least.
-template<class CELL> static int lacking(CELL **m, int n, int c, int *count)
+// One character, node by node: from the tips to the root, which sums steps, or from the root outward.
+template<class F> static long fromtips(F atnode)
 {
-    constexpr int states = std::numeric_limits<CELL>::digits;
-    std::fill(count, count + states, 0);
-    for (int d = lef[n]; d >= 0; d = sis[d]) {
-        CELL x = shown(m, d, c);
-        for (int s = 0; s < states; ++s) count[s] += !(x >> s & 1);
-    }
-    return *std::min_element(count, count + states);
-}
-
-template<class CELL> static CELL statesat(const int *count, int level)
-{
-    CELL x = 0;
-    for (int s = 0; s < std::numeric_limits<CELL>::digits; ++s)
-        if (count[s] == level) x |= CELL(CELL{1} << s);
-    return x;
-}
-
-template<class CELL> static int downsets(CELL **m, int c)
-{
-    int steps = 0, count[std::numeric_limits<CELL>::digits];
-    for (int i = optnodes - 1; i >= 0; --i) {
-        int n = nodlist[i];
-        if (nodfork[n] == 2) {
-            CELL a = shown(m, lef[n], c), b = shown(m, sis[lef[n]], c);
-            steps += !(a & b);
-            m[n][c] = a & b ? a & b : a | b;
-        } else {
-            int least = lacking(m, n, c, count);
-            steps += least;
-            m[n][c] = statesat<CELL>(count, least);
-        }
-    }
+    long steps = 0;
+    for (int i = optnodes - 1; i >= 0; --i) steps += atnode(nodlist[i]);
     return steps;
 }
 
-template<class CELL> static void upsets(CELL **m, const int *tree, int c)
+template<class F> static void fromroot(F atnode)
 {
-    int count[std::numeric_limits<CELL>::digits];
-    for (int i = 1; i < optnodes; ++i) {
-        int n = nodlist[i];
-        CELL above = m[tree[n]][c], best = m[n][c];
-        if (!(above & ~best)) { m[n][c] = above; continue; }
-        CELL next;                               // states one step short of best
-        if (nodfork[n] == 2) {
-            CELL a = shown(m, lef[n], c), b = shown(m, sis[lef[n]], c);
-            next = a & b ? a ^ b : ALLSTATES<CELL>;
-        } else {
-            int least = lacking(m, n, c, count);
-            next = statesat<CELL>(count, least + 1);
+    for (int i = 1; i < optnodes; ++i) atnode(nodlist[i]);
+}
+
+// ------------------------------------------------------------------------------ unordered states
+
+// How many descendants of a node lack each state, counted for all states at once: plane b holds
+// bit b of the counts.
+template<class CELL> struct lackcount {
+    CELL plane[32];
+    int  planes = 0;
+    void add(CELL absent)
+    {
+        for (int b = 0; absent; ++b) {
+            if (b == planes) plane[planes++] = 0;
+            CELL carry = plane[b] & absent;
+            plane[b] ^= absent;
+            absent = carry;
         }
-        m[n][c] = best | (above & next);
     }
+    int fewest(CELL *which) const
+    {
+        int least = 0;
+        *which = ALLSTATES<CELL>;
+        for (int b = planes - 1; b >= 0; --b) {
+            CELL without = CELL(*which & ~plane[b]);
+            if (without) *which = without;
+            else least |= 1 << b;
+        }
+        return least;
+    }
+    CELL exactly(int n) const
+    {
+        CELL x = n >> planes ? 0 : ALLSTATES<CELL>;
+        for (int b = 0; b < planes; ++b) x &= n >> b & 1 ? plane[b] : CELL(~plane[b]);
+        return x;
+    }
+};
+
+template<class CELL> static lackcount<CELL> countlacking(CELL **m, int n, int c)
+{
+    lackcount<CELL> count;
+    for (int d = lef[n]; d >= 0; d = sis[d]) count.add(CELL(~shown(m, d, c)));
+    return count;
+}
+
+// First-pass states of a node; returns the steps.
+template<class CELL> static int downset(CELL **m, int n, int c)
+{
+    if (nodfork[n] != 2) return countlacking(m, n, c).fewest(&m[n][c]);
+    CELL a = shown(m, lef[n], c), b = shown(m, sis[lef[n]], c);
+    m[n][c] = a & b ? a & b : a | b;
+    return !(a & b);
+}
+
+template<class CELL> static void upset(CELL **m, const int *tree, int n, int c)
+{
+    CELL above = m[tree[n]][c], best = m[n][c], next;        // next: states one step short of best
+    if (!(above & ~best)) { m[n][c] = above; return; }
+    if (nodfork[n] == 2) {
+        CELL a = shown(m, lef[n], c), b = shown(m, sis[lef[n]], c);
+        next = a & b ? a ^ b : ALLSTATES<CELL>;
+    } else {
+        auto count = countlacking(m, n, c);
+        next = count.exactly(count.fewest(&best) + 1);
+    }
+    m[n][c] = best | (above & next);
 }
 
 // ---------------------------------------------------------------------------------------- ranges
@@ -140,41 +165,35 @@ template<class CELLS> static nodecost middle(const CELLS &cells, int n, int c)
     return { { mid[-1], mid[0] }, { mid[-2], mid[1] } };
 }
 
-template<class CELLS> static long downranges(const CELLS &cells, int c)
+template<class CELLS> static long downrange(const CELLS &cells, int n, int c)
 {
     long steps = 0;
-    for (int i = optnodes - 1; i >= 0; --i) {
-        int n = nodlist[i];
-        if (nodfork[n] == 2) {
-            range a = cells.get(lef[n], c), b = cells.get(sis[lef[n]], c);
-            int low = std::max(a.low, b.low), high = std::min(a.high, b.high);
-            if (low > high) steps += low - high, std::swap(low, high);
-            cells.put(n, c, { low, high });
-        } else {
-            range best = middle(cells, n, c).inner;
-            for (int d = lef[n]; d >= 0; d = sis[d]) {
-                range r = cells.get(d, c);
-                steps += std::max(0, r.low - best.low) + std::max(0, best.low - r.high);
-            }
-            cells.put(n, c, best);
-        }
+    if (nodfork[n] == 2) {
+        range a = cells.get(lef[n], c), b = cells.get(sis[lef[n]], c);
+        int low = std::max(a.low, b.low), high = std::min(a.high, b.high);
+        if (low > high) steps = low - high, std::swap(low, high);
+        cells.put(n, c, { low, high });
+        return steps;
     }
+    range best = middle(cells, n, c).inner;
+    for (int d = lef[n]; d >= 0; d = sis[d]) {
+        range r = cells.get(d, c);
+        steps += std::max(0, r.low - best.low) + std::max(0, best.low - r.high);
+    }
+    cells.put(n, c, best);
     return steps;
 }
 
-template<class CELLS> static void upranges(const CELLS &cells, const int *tree, int c)
+template<class CELLS> static void uprange(const CELLS &cells, const int *tree, int n, int c)
 {
-    for (int i = 1; i < optnodes; ++i) {
-        int n = nodlist[i];
-        range above = cells.get(tree[n], c), best = cells.get(n, c);
-        if (above.low < best.low || above.high > best.high) {
-            range outer = middle(cells, n, c).outer;
-            int low = above.low < best.low ? std::max(above.low, outer.low) : std::min(above.low, best.high);
-            int high = above.high > best.high ? std::min(above.high, outer.high) : std::max(above.high, best.low);
-            above = { low, high };
-        }
-        cells.put(n, c, above);
+    range above = cells.get(tree[n], c), best = cells.get(n, c);
+    if (above.low < best.low || above.high > best.high) {
+        range outer = middle(cells, n, c).outer;
+        int low = above.low < best.low ? std::max(above.low, outer.low) : std::min(above.low, best.high);
+        int high = above.high > best.high ? std::min(above.high, outer.high) : std::max(above.high, best.low);
+        above = { low, high };
     }
+    cells.put(n, c, above);
 }
 
 // --------------------------------------------------------------------------------- step matrices
@@ -184,6 +203,16 @@ static uint32_t cheapest(const uint32_t *from, const uint32_t *vector, int state
     uint32_t best = from[0] + vector[0];
     for (int s = 1; s < states; ++s) best = std::min(best, from[s] + vector[s]);
     return best;
+}
+
+// The states that the root may have: those of the ancestor, where that matters and is known.
+static uint32_t rootstates(int c)
+{
+    const charrec &ch = charcodes[c];
+    uint32_t known = celldim == 1 ? ancstates1[c] : celldim == 2 ? ancstates[c] : ancstates4[c];
+    bool restricted = ch.aux_saved && ch.sankoff_kind == SANK_ASYMMETRIC && !ismissing(known);
+    known &= ~uint32_t{0} >> (32 - ch.numstates);
+    return restricted && known ? known : MISSING;
 }
 
 template<class CELL> static long downsankoff(CELL **m, int c)
@@ -202,6 +231,14 @@ template<class CELL> static long downsankoff(CELL **m, int c)
                 for (int d = lef[n]; d >= 0; d = sis[d])
                     vector[s] += cheapest(costs[s], sankcosts[c] + size_t(d) * states, states);
             least = std::min(least, vector[s]);
+        }
+        if (!i) {
+            uint32_t allowed = rootstates(c);
+            least = UINT32_MAX;
+            for (int s = 0; s < states; ++s)
+                if (allowed >> s & 1) least = std::min(least, vector[s]);
+            for (int s = 0; s < states; ++s)
+                if (!(allowed >> s & 1)) vector[s] = NO_CHANGE + least;
         }
         for (int s = 0; s < states; ++s)
             if (!(vector[s] -= least)) best |= CELL(CELL{1} << s);
@@ -230,28 +267,93 @@ template<class CELL> static void upsankoff(CELL **m, const int *tree, int c)
     }
 }
 
-// ------------------------------------------------------------------------------------ characters
+// ------------------------------------------------------------------------ thresholds, for fits
 
-template<class CELL> static double downchar(const int *tree, int c)
+static uint32_t lowbits(int n) { return n <= 0 ? 0 : n >= 32 ? UINT32_MAX : (uint32_t{1} << n) - 1; }
+
+// Steps of each binary variable of a character, from its terminals: bit t of zero (of one) tells that
+// the node may be 0 (1) in variable t.  fill(t, zero, one) gives those of a terminal.
+template<class F> static void thresholdsteps(F fill, int n, int *steps)
+{
+    char *here = lomark();
+    uint32_t *zero = lo<uint32_t>(nodz), *one = lo<uint32_t>(nodz);
+    for (int t = 0; t < nt; ++t) fill(t, zero + t, one + t);
+    for (int i = 0; i < n; ++i) steps[i] = 0;
+    for (int i = optnodes - 1; i >= 0; --i) {
+        int node = nodlist[i];
+        uint32_t allzero = UINT32_MAX, allone = UINT32_MAX;
+        for (int d = lef[node]; d >= 0; d = sis[d]) allzero &= zero[d], allone &= one[d];
+        for (uint32_t open = ~(allzero | allone) & lowbits(n); open; open &= open - 1) {
+            int t = std::countr_zero(open), nozero = 0, noone = 0;
+            for (int d = lef[node]; d >= 0; d = sis[d]) nozero += !(zero[d] >> t & 1), noone += !(one[d] >> t & 1);
+            steps[t] += std::min(nozero, noone);
+            if (nozero <= noone) allzero |= uint32_t{1} << t;
+            if (noone <= nozero) allone |= uint32_t{1} << t;
+        }
+        zero[node] = allzero;
+        one[node] = allone;
+    }
+    loset(here);
+}
+
+template<class CELL> static void storefit(CELL **m, int c)
 {
     charrec &ch = charcodes[c];
-    CELL **m = rows<CELL>();
+    bool tree = ch.sankoff && ch.sankoff_kind == SANK_TREE;
+    if (ch.sankoff ? !tree : !ch.additive || ch.continuous || !ch.sets) {
+        charfit_value(c);
+        return;
+    }
+    int low = std::countr_zero(ch.sets), n = std::bit_width(ch.sets) - 1 - low, steps[32];
+    uint32_t pattern[COSTSTATES];
+    if (tree) recode_cstree(c, pattern);
+    thresholdsteps([&](int t, uint32_t *zero, uint32_t *one) {
+        *zero = *one = 0;
+        if (!tree) {
+            range r = rangeof(m, t, c);
+            *zero = ~lowbits(r.low - low);
+            *one = lowbits(r.high - low);
+        }
+        else if (uint32_t x = shown(m, t, c) & ch.sets; x && shown(m, t, c) != ALLSTATES<CELL>)
+            for (; x; x &= x - 1) *one |= pattern[std::countr_zero(x)], *zero |= ~pattern[std::countr_zero(x)];
+        else *zero = *one = UINT32_MAX;
+    }, n, steps);
+    if (n) additive_fit_by_thresholds(c, steps, n);
+    else charfit_value(c);
+}
+
+// ------------------------------------------------------------------------------------ characters
+
+// The steps of the character; false when there is nothing to optimize.
+template<class CELL> static bool downsteps(CELL **m, int c)
+{
+    charrec &ch = charcodes[c];
     ch.steps = 0;
     ch.realsteps = ch.fit = 0;
     if (ch.constant) {
         for (int i = 0; i < optnodes; ++i) m[nodlist[i]][c] = ch.sets ? CELL(ch.sets) : ALLSTATES<CELL>;
-        return 0;
+        return ch.active;
     }
-    if (!ch.active) return 0;
+    if (!ch.active) return false;
     if constexpr (sizeof(CELL) == 4)
         if (ch.continuous) {
-            ch.realsteps = double(downranges(continuouscells{ m }, c)) / 1000;
-            return ch.weight * ch.realsteps;
+            ch.realsteps = double(fromtips([&](int n) { return downrange(continuouscells{ m }, n, c); })) / 1000;
+            return true;
         }
     if (ch.sankoff) ch.steps = int(downsankoff(m, c));
-    else if (ch.additive) ch.steps = int(downranges(additivecells<CELL>{ m }, c));
-    else ch.steps = downsets(m, c);
-    return double(ch.weight) * ch.steps;
+    else if (ch.additive) ch.steps = int(fromtips([&](int n) { return downrange(additivecells<CELL>{ m }, n, c); }));
+    else ch.steps = int(fromtips([&](int n) { return downset(m, n, c); }));
+    return true;
+}
+
+template<class CELL> static double downchar(const int *, int c)
+{
+    charrec &ch = charcodes[c];
+    CELL **m = rows<CELL>();
+    if (!downsteps(m, c)) return 0;
+    if (!dopiwe) return ch.weight * (ch.continuous ? ch.realsteps : double(ch.steps));
+    storefit(m, c);
+    return ch.weight * ch.fit;
 }
 
 template<class CELL> static void upchar(const int *tree, int c)
@@ -261,19 +363,108 @@ template<class CELL> static void upchar(const int *tree, int c)
     if (ch.constant || !ch.active) return;
     if constexpr (sizeof(CELL) == 4)
         if (ch.continuous) {
-            upranges(continuouscells{ m }, tree, c);
+            fromroot([&](int n) { uprange(continuouscells{ m }, tree, n, c); });
             return;
         }
     if (ch.sankoff) upsankoff(m, tree, c);
-    else if (ch.additive) upranges(additivecells<CELL>{ m }, tree, c);
-    else upsets(m, tree, c);
+    else if (ch.additive) fromroot([&](int n) { uprange(additivecells<CELL>{ m }, tree, n, c); });
+    else fromroot([&](int n) { upset(m, tree, n, c); });
+}
+
+// ------------------------------------------------------------------------------------ row passes
+
+// Cells of terminals that count as missing; of internal nodes every set is what it is.
+template<class CELL> constexpr CELL shownif(CELL x, CELL terminal)
+{
+    return CELL(x | ((x & INAPPLICABLE<CELL>) == INAPPLICABLE<CELL> || !x ? terminal : CELL{0}));
+}
+
+template<class CELL> static void forkrow(CELL *__restrict best, uint32_t *__restrict steps, const CELL *__restrict a, CELL aterminal,
+                                         const CELL *__restrict b, CELL bterminal, int from, int to)
+{
+    for (int c = from; c < to; ++c) {
+        CELL x = shownif(a[c], aterminal), y = shownif(b[c], bterminal), both = x & y;
+        best[c] = both ? both : CELL(x | y);
+        steps[c] += !both;
+    }
+}
+
+static void forkranges(uint32_t *__restrict best, uint32_t *__restrict steps, const uint32_t *__restrict a,
+                       const uint32_t *__restrict b, int from, int to)
+{
+    for (int c = from; c < to; ++c) {
+        uint32_t x = a[c] == CONT_INAPP ? CONT_MISSING : a[c], y = b[c] == CONT_INAPP ? CONT_MISSING : b[c];
+        uint32_t low = std::max(x & 0xffff, y & 0xffff), high = std::min(x >> 16, y >> 16);
+        steps[c] += low > high ? low - high : 0;
+        best[c] = std::min(low, high) | std::max(low, high) << 16;
+    }
+}
+
+// Rows of different nodes never overlap, so that the compiler takes several cells at a time.
+template<class CELL> static void downrow(CELL **m, int n)
+{
+    int l = lef[n], r = sis[l];
+    for (const charrun *run = rowruns; run < rowruns + numrowruns; ++run)
+        if (nodfork[n] == 2)
+            forkrow<CELL>(m[n], rowsteps, m[l], l < nt ? ALLSTATES<CELL> : 0, m[r], r < nt ? ALLSTATES<CELL> : 0, run->from, run->to);
+        else
+            for (int c = run->from; c < run->to; ++c) rowsteps[c] += uint32_t(downset(m, n, c));
+    if constexpr (sizeof(CELL) == 4) {
+        for (const charrun *run = continuousruns; run < continuousruns + numcontinuousruns; ++run)
+            if (nodfork[n] == 2) forkranges(m[n], rowsteps, m[l], m[r], run->from, run->to);
+            else
+                for (int c = run->from; c < run->to; ++c) rowsteps[c] += uint32_t(downrange(continuouscells{ m }, n, c));
+    }
+}
+
+template<class CELL> static void downrows()
+{
+    if (!numrowruns && !numcontinuousruns) return;
+    CELL **m = rows<CELL>();
+    std::fill(rowsteps, rowsteps + nc, 0);
+    for (int i = optnodes - 1; i >= 0; --i) downrow(m, nodlist[i]);
+    for (const charrun *run = rowruns; run < rowruns + numrowruns; ++run)
+        for (int c = run->from; c < run->to; ++c) {
+            charcodes[c].steps = int(rowsteps[c]);
+            if (dopiwe) storefit(m, c);
+        }
+    for (const charrun *run = continuousruns; run < continuousruns + numcontinuousruns; ++run)
+        for (int c = run->from; c < run->to; ++c) {
+            charcodes[c].realsteps = rowsteps[c] / 1000.0;
+            if (dopiwe) storefit(m, c);
+        }
+}
+
+template<class CELL> static void uprows(const int *tree)
+{
+    CELL **m = rows<CELL>();
+    if (!numrowruns && !numcontinuousruns) return;
+    for (int i = 1; i < optnodes; ++i) {
+        int n = nodlist[i];
+        for (const charrun *run = rowruns; run < rowruns + numrowruns; ++run)
+            for (int c = run->from; c < run->to; ++c) upset(m, tree, n, c);
+        if constexpr (sizeof(CELL) == 4)
+            for (const charrun *run = continuousruns; run < continuousruns + numcontinuousruns; ++run)
+                for (int c = run->from; c < run->to; ++c) uprange(continuouscells{ m }, tree, n, c);
+    }
+}
+
+// -------------------------------------------------------------------------------------- by width
+
+template<class CELL> static void setpasses()
+{
+    chardownpass = downchar<CELL>;
+    charuppass = upchar<CELL>;
+    rowdownpass = downrows<CELL>;
+    rowuppass = uprows<CELL>;
 }
 
 double (*chardownpass)(const int *tree, int c) = downchar<uint8_t>;
 void (*charuppass)(const int *tree, int c) = upchar<uint8_t>;
+void (*rowdownpass)() = downrows<uint8_t>;
+void (*rowuppass)(const int *tree) = uprows<uint8_t>;
 
 void set_chardownup()
 {
-    chardownpass = celldim == 1 ? downchar<uint8_t> : celldim == 2 ? downchar<uint16_t> : downchar<uint32_t>;
-    charuppass = celldim == 1 ? upchar<uint8_t> : celldim == 2 ? upchar<uint16_t> : upchar<uint32_t>;
+    celldim == 1 ? setpasses<uint8_t>() : celldim == 2 ? setpasses<uint16_t>() : setpasses<uint32_t>();
 }

@@ -113,6 +113,13 @@ void rule_1(const int *tree, int *marks, const uint8_t *excluded)
     markbranches(tree, marks, excluded, alwayschanges);
 }
 
+// As a test of single branches it is rule_1; several trees come from expand_by_rule_4.
+void rule_4(const int *tree, int *marks, const uint8_t *excluded)
+{
+    packoptimize(tree);
+    markbranches(tree, marks, excluded, alwayschanges);
+}
+
 void rule_ambiguous(const int *tree, int *marks, const uint8_t *excluded)
 {
     packoptimize(tree);
@@ -145,14 +152,21 @@ static constexpr rulerow collapserules[] = {         // in the order of their nu
     { rule_3, "(when max. branch length = 0 )" },
     { rule_ambiguous, "(when anc. and desc. MP sets are equal)" },
     { rule_1, "(when min. branch length = 0 - trees may become longer!)" },
+    { rule_4, "(with rule 4)" },
 };
-static_assert(std::size(collapserules) == COLL_RULE1 + 1);
+static_assert(std::size(collapserules) == COLLAPSERULES);
 
 int current_collapsing_rule()
 {
     int number = 0;
     while (collapserules[number].rule != mark_supported) ++number;
     return number;
+}
+
+void set_collapsing_rule(int number)
+{
+    mark_supported = collapserules[number].rule;
+    dacollrule = number;
 }
 
 const char *report_collapse_rule() { return collapserules[current_collapsing_rule()].words; }

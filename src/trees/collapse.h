@@ -14,12 +14,25 @@ extern int collapse_consensuses;      // trees are collapsed temporarily for con
 extern int autocollapse_searches;     // trees are condensed after a search; starts at 0
 extern int quick_collapse;            // moves within a collapsed group are skipped; starts at 1
 
-enum collapserule { COLL_NONE, COLL_RULE3, COLL_AMBIGUOUS, COLL_RULE1 };
+enum collapserule { COLL_NONE, COLL_RULE3, COLL_AMBIGUOUS, COLL_RULE1, COLL_RULE4, COLLAPSERULES };
 
 void nocollapse(const int *tree, int *marks, const uint8_t *excluded);      // every branch stands
 void rule_3(const int *tree, int *marks, const uint8_t *excluded);          // maximum length above 0
 void rule_ambiguous(const int *tree, int *marks, const uint8_t *excluded);  // final sets of node and ancestor differ
 void rule_1(const int *tree, int *marks, const uint8_t *excluded);          // minimum length above 0
+void rule_4(const int *tree, int *marks, const uint8_t *excluded);          // expansive: condensing may give several trees for one
+void set_collapsing_rule(int number);
 int  current_collapsing_rule();       // number of the rule in force
 const char *report_collapse_rule();   // when it collapses a branch, in words
 void mark_unsupported(const int *tree, int *marks);   // 1 for an internal node to delete (for delnodz), else 0
+
+// All ways to remove branches of minimum length 0 from a tree, as many at a time as its length allows
+// (rule 4 of Coddington and Scharff 1994).  Trees go to keep; false from there stops.  Returns how many.
+int expand_by_rule_4(const int *tree, bool (*keep)(const int *tree));
+
+// Reads the list of trees and, behind '/', the list of taxa left out, of condense, best * and unique *;
+// condenses by the rule in force.
+void condensation(int keep_constrained);
+
+// Constraints: takes the marks of demanded groups away; null while none can be defined.
+extern void (*mark_constnodz_to_keep)(const int *tree, int *marks);

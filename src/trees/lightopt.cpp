@@ -11,6 +11,8 @@
 #include <cassert>
 #include <cstring>
 #include "data/matrix.h"
+#include "kernel/errors.h"
+#include "trees/implied.h"
 #include "trees/treemodel.h"
 
 int optnodes;
@@ -153,14 +155,40 @@ static void upnode(uint32_t *__restrict set, const uint32_t *__restrict next, co
     }
 }
 
+// Fits depend on which taxa there are: minima and concavities are those of the active ones.
+static void must_match_active_taxa(const int *tree)
+{
+    for (int t = 0; t < nt; ++t)
+        if (isinthetree(tree, t) != bool(taxact[t]))
+            errmsg("To optimize trees under implied weighting, trees must match active taxa", nullptr);
+}
+
+// Each field by its own homoplasy: an additive character is the sum of its thresholds.
+static void fits_of_fields()
+{
+    for (int f = lightfields - 1; f >= 0; --f) {
+        if (f >= lightfields2 && f < 16 * lightcells2) continue;      // padding
+        const charrec &ch = charcodes[lightchar[f]];
+        int least = f < lightfields2 ? 1 : int(minimum_for_fit(lightchar[f]));
+        add_field_fit(lightchar[f], int(lightsteps[f]) + ch.internal_steps - least);
+    }
+}
+
 double packdownpass(const int *tree)
 {
+    if (dopiwe) {
+        must_match_active_taxa(tree);
+        start_fits();
+    }
     optnodes = mkoptlist(nodlist, tree);
     for (int c = 0; c < nc; ++c) {
         charrec &ch = charcodes[c];
-        if (ch.lightpacked) ch.steps = 0, ch.realsteps = ch.fit = 0;
-        else chardownpass(tree, c);
+        ch.steps = 0;
+        ch.realsteps = ch.fit = 0;
+        if (dopiwe && ch.constant) chardownpass(tree, c);    // its additional steps count in fits
     }
+    for (int i = 0; i < numsinglechars; ++i) chardownpass(tree, singlechars[i]);
+    rowdownpass();
     if (lightcells) {
         std::memset(lightsteps, 0, lightfieldcap * sizeof(uint32_t));
         for (int i = optnodes - 1; i >= 0; --i) {
@@ -171,6 +199,11 @@ double packdownpass(const int *tree)
         endcount<4>(lightcells2, lightcells);
         for (int f = lightfields - 1; f >= 0; --f)      // padding has no steps
             charcodes[lightchar[f]].steps += int(lightsteps[f]);
+    }
+    if (dopiwe) {
+        fits_of_fields();
+        put_wtsets_in_charcodes();
+        return sum_of_fits();
     }
     long steps = 0;
     double real = 0;
@@ -183,8 +216,8 @@ double packdownpass(const int *tree)
 void packuppass(const int *tree)
 {
     optnodes = mkoptlist(nodlist, tree);
-    for (int c = 0; c < nc; ++c)
-        if (!charcodes[c].lightpacked) charuppass(tree, c);
+    for (int i = 0; i < numsinglechars; ++i) charuppass(tree, singlechars[i]);
+    rowuppass(tree);
     if (optnodes < 2 || !lightcells) return;
     for (int i = 1; i < optnodes; ++i) {
         int n = nodlist[i];
@@ -202,10 +235,16 @@ double packoptimize(const int *tree)
 
 double downpass(const int *tree)
 {
+    if (dopiwe) {
+        must_match_active_taxa(tree);
+        start_fits();
+    }
     optnodes = mkoptlist(nodlist, tree);
     double score = 0;
     for (int c = 0; c < nc; ++c) score += chardownpass(tree, c);
-    return score;
+    if (!dopiwe) return score;
+    put_wtsets_in_charcodes();
+    return sum_of_fits();
 }
 
 void uppass(const int *tree)

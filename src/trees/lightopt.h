@@ -8,9 +8,13 @@
 //                   0                           lightcells2                     lightcells
 //
 // A two-state character takes a 2-bit field, one of 3 or 4 unordered states a 4-bit field, an
-// additive one a 2-bit field for each threshold between neighbouring states.  Padding fields
-// hold every state in every node and never add steps.  A polymorphic cell of an additive
-// character counts as the range from its lowest to its highest state.
+// additive one a 2-bit field for each threshold between neighbouring states, and a state tree scored
+// by binary variables (SANK_TREE) one for each branch.  Padding fields hold every state in every
+// node and never add steps.  A polymorphic cell of an additive character counts as the range from
+// its lowest to its highest state.
+//
+// Of what is left, unordered and continuous characters stand side by side in the rows of the matrix:
+// these go node by node, a run of characters at a time.  Step matrices go one by one.
 //
 // Order of calls: optmem; packdownpass, which leaves first-pass sets; packuppass, which turns
 // them into final sets (terminals keep what was observed).  All tables are dropped with opttag.
@@ -32,6 +36,14 @@ extern uint32_t *lightsmall;    // steps being counted, in the fields of each ce
 extern uint32_t *lightwide;     // the same in bytes: up to 4 words a cell; all 0 between passes
 extern int *rangebounds;        // scratch of the slow passes: bounds of the descendants of a node, 2 nt
 
+// Characters without fields, by how packdownpass scores them.  Constant ones have their state in all
+// internal rows from the start, and inactive ones are not looked at.
+struct charrun { int from, to; };           // to: behind the last
+extern charrun *rowruns, *continuousruns;   // unordered (or of two neighbouring states); continuous
+extern int numrowruns, numcontinuousruns;
+extern int *singlechars, numsinglechars;    // all others, which go through chardownpass
+extern uint32_t *rowsteps;                  // scratch of the row passes: steps of each character
+
 constexpr uint32_t NO_CHANGE = 32700;   // cost of an impossible state
 extern uint32_t **sankcosts;    // per character: nodz vectors of numstates relative costs; null unless a step matrix is optimized
 
@@ -52,6 +64,8 @@ double optimize(const int *tree);
 extern int optnodes;
 extern double (*chardownpass)(const int *tree, int c);   // first pass; returns weight times steps
 extern void   (*charuppass)(const int *tree, int c);     // final pass
+extern void   (*rowdownpass)();                          // the same for all characters of the runs: fills their
+extern void   (*rowuppass)(const int *tree);             // steps and realsteps
 void set_chardownup();                                   // picks the variants for celldim
 
 void distri2(uint32_t mask, int cell);  // one step more for each 2-bit field marked (low bits of fields)

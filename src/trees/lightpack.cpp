@@ -2,7 +2,9 @@
 #include "trees/lightopt.h"
 #include <bit>
 #include <cassert>
+#include "data/costs.h"
 #include "data/matrix.h"
+#include "trees/implied.h"
 #include "kernel/arena.h"
 #include "kernel/driver.h"
 
@@ -13,19 +15,23 @@ int *lightchar;
 uint32_t *lightstack, *lightsmall, *lightwide;
 int *rangebounds;
 uint32_t **sankcosts;
+charrun *rowruns, *continuousruns;
+int numrowruns, numcontinuousruns, *singlechars, numsinglechars;
+uint32_t *rowsteps;
+
+static int lowest(uint32_t states) { return std::countr_zero(states); }
+static int highest(uint32_t states) { return std::bit_width(states) - 1; }
 
 // Fields of the character: 0 when it stays with the slow passes.  width becomes 2 or 4.
 static int lightwidth(const charrec &ch, int *width)
 {
-    if (ch.continuous || ch.constant || ch.sankoff || !ch.active || !ch.weight || ch.minsteps == ch.maxsteps) return 0;
+    if (ch.continuous || ch.constant || !ch.active || !ch.weight || ch.minsteps == ch.maxsteps) return 0;
+    if (ch.sankoff && ch.sankoff_kind != SANK_TREE) return 0;
     int states = std::popcount(ch.sets);
-    *width = ch.additive || states == 2 ? 2 : 4;
-    if (ch.additive) return std::bit_width(ch.sets) - 1 - std::countr_zero(ch.sets);
+    *width = ch.additive || ch.sankoff || states == 2 ? 2 : 4;
+    if (ch.additive || ch.sankoff) return highest(ch.sets) - lowest(ch.sets);
     return states <= 4 ? 1 : 0;
 }
-
-static int lowest(uint32_t states) { return std::countr_zero(states); }
-static int highest(uint32_t states) { return std::bit_width(states) - 1; }
 
 // The states of a cell that count; all of the character's when it is missing.
 static uint32_t observed(int t, int c)
@@ -48,6 +54,14 @@ static uint32_t pattern4(uint32_t states, uint32_t among)
     uint32_t pattern = 0;
     for (int rank = 0; among; among &= among - 1, ++rank)
         if (states & among & -among) pattern |= 1u << rank;
+    return pattern;
+}
+
+// One branch of a state tree: low bit on the side of the lowest state, high bit beyond it.
+static uint32_t patterntree(uint32_t states, const uint32_t *recoded, int branch)
+{
+    uint32_t pattern = 0;
+    for (; states; states &= states - 1) pattern |= recoded[lowest(states)] >> branch & 1 ? 2 : 1;
     return pattern;
 }
 
@@ -74,13 +88,17 @@ static void fillterminals()
             if (!charcodes[c].lightpacked) continue;
             int fields = lightwidth(charcodes[c], &width);
             if (width != pass) continue;
-            uint32_t all = charcodes[c].sets;
+            uint32_t all = charcodes[c].sets, recoded[COSTSTATES];
+            bool tree = charcodes[c].sankoff;
+            if (tree) recode_cstree(c, recoded);
             for (int k = 0; k < fields; ++k, ++f) {
                 int at = fieldof(f, &shift);
                 lightchar[f] = c;
                 for (int t = 0; t < nt; ++t) {
                     uint32_t states = observed(t, c);
-                    putfield(t, at, shift, width, width == 2 ? pattern2(states, lowest(all) + k) : pattern4(states, all));
+                    putfield(t, at, shift, width, tree         ? patterntree(states, recoded, k)
+                                                  : width == 2 ? pattern2(states, lowest(all) + k)
+                                                               : pattern4(states, all));
                 }
             }
         }
@@ -134,6 +152,42 @@ static void sankmem()
     }
 }
 
+// Two states next to each other need no order.
+static bool inrows(const charrec &ch)
+{
+    return !ch.sankoff && (!ch.additive || highest(ch.sets) - lowest(ch.sets) == 1);
+}
+
+static void addto(charrun *runs, int *n, int c)
+{
+    if (*n && runs[*n - 1].to == c) ++runs[*n - 1].to;
+    else runs[(*n)++] = { c, c + 1 };
+}
+
+static void listunpacked()
+{
+    rowruns = lo<charrun>(nc);
+    continuousruns = lo<charrun>(nc);
+    singlechars = lo<int>(nc);
+    rowsteps = lo<uint32_t>(nc);
+    rangebounds = lo<int>(2 * size_t(nt));
+    numrowruns = numcontinuousruns = numsinglechars = 0;
+    for (int c = 0; c < nc; ++c) {
+        const charrec &ch = charcodes[c];
+        if (ch.lightpacked || ch.constant || !ch.active) continue;
+        if (ch.continuous) addto(continuousruns, &numcontinuousruns, c);
+        else if (inrows(ch)) addto(rowruns, &numrowruns, c);
+        else singlechars[numsinglechars++] = c;
+    }
+}
+
+static void fillconstants()
+{
+    for (int n = nt; n < nodz; ++n)
+        for (int c = 0; c < nc; ++c)
+            if (charcodes[c].constant) setcell(n, c, charcodes[c].sets ? charcodes[c].sets : MISSING);
+}
+
 static void internalrows()
 {
     size_t width = size_t(nc) * celldim;
@@ -154,11 +208,15 @@ void optmem()
     assert(nt && !doing_a_search);
     wipetag(&schtag);
     set_charcodes();
+    piwe_init(0);
+    set_fit_minima();
+    refuse_user_function_for_data();
     set_chardownup();
     internalrows();
     lightpack();
     sankmem();
-    rangebounds = lo<int>(2 * nt);
+    listunpacked();
+    fillconstants();
     lockram(&opttag);
 }
 

@@ -1,11 +1,13 @@
 // The packed image as a whole: when it is built, the numbering of its taxa, and trees going over to
 // that numbering and back.
 #include "trees/pack.h"
+#include "trees/implied.h"
 #include "trees/packlist.h"
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "kernel/errors.h"
 #include "kernel/output.h"
 #include <algorithm>
 #include <cassert>
@@ -30,13 +32,14 @@ void (*after_pack)();
 
 weightkind packweightkind()
 {
-    return uniform_weights ? WT_UNIT : store_individual_weights ? WT_FIELD : WT_CELL;
+    return dopiwe ? WT_FIT : uniform_weights ? WT_UNIT : store_individual_weights ? WT_FIELD : WT_CELL;
 }
 
 void exchange_terminals(int t, int u)
 {
     std::swap_ranges(dnset(t), dnset(t) + rowcells, dnset(u));
     std::swap_ranges(branchset(t), branchset(t) + rowcells, branchset(u));
+    std::swap_ranges(slowcosts(t), slowcosts(t) + slowrow, slowcosts(u));
 }
 
 // Terminal 0 is the outgroup, the other active taxa follow in ascending order; what is not in the
@@ -68,8 +71,17 @@ static void warnlowmemory()
         warnem("Free memory is low (below 5% of search memory).\nYou may run out of memory during the search.\n", nullptr);
 }
 
+static void refuseunbuilt()
+{
+    if (dopiwe && doautowt) myerr("Sorry, searches with self-weighted characters are not available yet");
+    if (dopiwe && xdopiwe_numpacksets) myerr("Sorry, searches with weighting sets are not available yet");
+}
+
 void do_full_pack(int reuse, int keep_trees)
 {
+    piwe_init(0);
+    refuseunbuilt();
+    refuse_user_function_for_data();
     if (reuse < 1) {
         set_all_charcodes();
         check_uninformative_states();

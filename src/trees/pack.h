@@ -6,8 +6,8 @@
 //   | 2-bit fields | 4-bit | 8-bit | 16-bit | 32-bit | 16- and 32-bit step-matrix fields |
 //   0             nc2     nc4     nc8     type32shift  san16shift
 //
-// Bit s of a field: state s is in the set.  Fields that no character uses, and the cells from
-// char_cells to rowcells, hold every state in all nodes: they always meet and never cost a step.
+// Bit s of a field: state s is in the set.  Fields that no character uses, the cells of step
+// matrices (whose costs have rows of their own) and those from char_cells to rowcells, hold every state in all nodes: they always meet and never cost a step.
 // So a loop may run over whole vectors without a tail.  Rows begin at multiples of 64 bytes.
 //
 // Packed numbers: terminal 0 is the outgroup, then the active taxa in ascending order up to
@@ -29,7 +29,7 @@ struct fieldclass {
 };
 extern const fieldclass fieldclasses[FIELDCLASSES];
 
-enum weightkind { WT_UNIT, WT_CELL, WT_FIELD, WEIGHTKINDS };   // all 1; one weight a cell; one a field
+enum weightkind { WT_UNIT, WT_CELL, WT_FIELD, WT_FIT, WEIGHTKINDS };   // all 1; one weight a cell; one a field; implied weights
 
 extern int nc2, nc4, nc8;                  // field counts while packing; afterwards the cumulative cell bounds
 extern int nc2cells, nc4cells, nc8cells;   // cells of classes 0, 1, 2
@@ -46,13 +46,14 @@ extern int uniform_weights;                // all packed weights are 1
 extern int store_individual_weights;       // weights differ within cells
 extern int use_alt_bit_searches;           // option xbit: 2 = on; cells rounded up to pairs; starts at 0
 extern int num_cont, true_num_cont;        // continuous characters that vary; all active ones
-extern double step_lag;                    // weighted steps that no tree can change
+extern double step_lag;                    // weighted steps that no tree can change; under implied weights the fit of the characters left out
 extern double continuous_step_lag;         // the same of constant continuous characters
 extern int *gotopack, *backfrompack;       // real number -> packed number and back, nodz entries
 extern int trees_are_packed;               // the trees in memory are in packed numbers
 extern int mem_slack_for_sectors;          // percent of room added for the repack of sectors; starts at 0
 extern uint32_t *globwts;                  // weight of the fields of each cell, rowcells entries
 extern uint32_t *fieldwts;                 // 16 entries a cell: weight of the field whose top bit is bit b at [b / 2]
+extern int *placerecords;                  // 16 entries a cell in the same places: record of the field, -1 for none
 extern uint32_t *celllow, *cellshift;      // per cell, rowcells entries: fieldclass::low and ::topshift
 
 weightkind packweightkind();               // of the image that stands
@@ -64,6 +65,7 @@ struct fieldrec {
     uint32_t weight;
     uint8_t asymmetric, ancestral;
     uint32_t minsteps;      // least steps the field can have
+    uint32_t stepcost;      // what a step of the field is in the character's own costs; 1 but for matrices
     uint32_t setcode;
     uint32_t steps;         // running count on the current tree
     uint32_t basesteps;     // extra steps carried along
@@ -72,6 +74,48 @@ struct fieldrec {
     double concavity, equalizer;
 };
 extern fieldrec *indcc;
+
+// ---- What cells cannot hold: step matrices and continuous characters ----------------------------
+//
+// A node has one row of integers for them:
+//
+//   | costs of each state, field after field | the same over the branch above | lower bounds | upper bounds |
+//   0                                     sankrow                       2 sankrow   2 sankrow + controw
+//
+// Costs of the subtree of a node are relative to its best state, which is 0.  Over the branch
+// above: the cheapest cost of the subtree for each state of the ancestor.  The entries of a field are
+// a multiple of LANES; those beyond its states hold NOSTATE or more.  Bounds are in thousandths; a
+// missing value is the whole range.
+constexpr int LANES = 4;
+constexpr int NOSTATE = 1 << 24;     // a cost above any that counts; sums of a few fit an int
+
+struct sankfield {
+    int record;              // in indcc
+    int states, lanes;       // lanes: states rounded up
+    int at;                  // first entry in a row
+    const int *to;           // to[t * lanes + s]: cost of a change from s to t
+    const int *from;         // from[u * lanes + s]: cost of a change from u to s
+    uint32_t rootstates;     // those the root may have
+};
+extern sankfield *sankfields;            // nsank of them, in the order of their records
+extern int nsank, sankrow;
+extern int asymmetric_fields;              // some step matrix has different costs in its two directions
+
+struct contrec {
+    int character;
+    int weight;
+    double basesteps, minsteps;          // in units of the character, not thousandths
+};
+extern contrec *contcodes;               // num_cont of them
+extern int controw;                      // num_cont rounded up to LANES; bounds beyond are never apart
+extern const int *contweights;           // controw entries, 0 beyond num_cont
+extern int slowrow;                      // entries of a node's row; 0 when there are no such characters
+extern int *slowrows;
+inline int *slowcosts(int n)  { return slowrows + size_t(n) * slowrow; }
+inline int *slowedge(int n)   { return slowcosts(n) + sankrow; }
+inline int *slowrange(int n)  { return slowcosts(n) + 2 * sankrow; }     // lower bounds; the upper ones controw further on
+void mincosts(const sankfield &f, const int *table, const int *costs, int *out);   // out[s] = least of table[t][s] + costs[t]
+uint32_t rootstatesof(int c);            // states that the root may have: all, unless ancstates restricts an asymmetric matrix
 
 // The four sets of a node.  dnset, orset and upset of a node are neighbours (the walks of
 // reoptimization read them together); branch sets lie in an array of their own (what a check of a

@@ -1,11 +1,15 @@
 // Lays out the cells of the packed image and writes the terminals into them.
 #include "trees/packlist.h"
+#include "data/costs.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "trees/implied.h"
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
 uint32_t *globwts, *fieldwts, *celllow, *cellshift, *walkrows, *branchrows;
+int *placerecords;
 fieldrec *indcc;
 
 // Cells and records of a class begin behind those of the classes before it.
@@ -57,6 +61,8 @@ static void layrows()
     cellshift = alignedrows(row);
     fieldwts = alignedrows(row * 16);
     memset(fieldwts, 0, row * 16 * sizeof(uint32_t));
+    placerecords = reinterpret_cast<int *>(alignedrows(row * 16));
+    memset(placerecords, 255, row * 16 * sizeof(int));
     int cls = 0;                                   // cells behind the last one continue its class: one shift a vector
     for (int c = 0; c < rowcells; ++c) {
         while (cls < FIELDCLASSES - 1 && c >= firstcell[cls + 1] && c < char_cells) ++cls;
@@ -68,18 +74,32 @@ static void layrows()
     for (int i = 0; i < totnc; ++i) indcc[i].character = -1;
 }
 
-// The field pattern of a set of states, a field each of nfields.  Two-state patterns have bit 0 for
-// the lower state.  Non-additive: bit k is the state of rank k.  Additive: one field a threshold,
+// What a state becomes in the fields of its character, filled for one character at a time.  One
+// field: its rank among the observed states.  Several: the fields in which it has the upper of two
+// states.  Additive characters have one field a threshold,
 //   state low + 2 of thresholds 1 2 3 4:  10 10 01 01
-static void fieldpatterns(uint32_t *fields, uint32_t set, uint32_t states, bool additive, int nfields)
+// and state trees one a branch.
+static uint32_t con_cha[32];
+
+static void fill_con_cha(const packrec &p)
 {
-    memset(fields, 0, nfields * sizeof(uint32_t));
-    int low = std::countr_zero(states);
-    for (uint32_t left = set & states; left; left &= left - 1) {
-        int s = std::countr_zero(left);
-        if (!additive) fields[0] |= 1u << std::popcount(states & ((1u << s) - 1));
+    const charrec &r = charcodes[p.character];
+    const int low = std::countr_zero(r.sets);
+    if (r.sankoff && r.sankoff_kind == SANK_TREE) recode_cstree(p.character, con_cha);
+    else
+        for (int s = 0; s < 32; ++s)
+            con_cha[s] = p.severalfields ? (s > low ? ~(~0u << (s - low)) : 0) : uint32_t(std::popcount(r.sets & ((1u << s) - 1)));
+}
+
+// The field pattern of a set of states.  Two-state patterns have bit 0 for the lower state.
+static void fieldpatterns(uint32_t *fields, uint32_t set, const packrec &p)
+{
+    memset(fields, 0, p.nfields * sizeof(uint32_t));
+    for (uint32_t left = set; left; left &= left - 1) {
+        uint32_t becomes = con_cha[std::countr_zero(left)];
+        if (!p.severalfields) fields[0] |= 1u << becomes;
         else
-            for (int f = 0; f < nfields; ++f) fields[f] |= f < s - low ? 2 : 1;
+            for (int f = 0; f < p.nfields; ++f) fields[f] |= becomes >> f & 1 ? 2 : 1;
     }
 }
 
@@ -107,6 +127,8 @@ static uint32_t informativepart(uint32_t x, int c, int *dropped)
     return rest | (over ? 1u << high : 0) | (under ? 1u << low : 0);
 }
 
+constexpr int MATRIXCLASS = 6;     // its cells hold every state everywhere, as padding does: vectors of folded cells may reach into them
+
 // Writes one record of the list into all terminals, its first field at place `bit` of `cell`, with
 // field record `rec`.
 static void pressem(const packrec &p, int cellno, int bit, int rec)
@@ -114,12 +136,14 @@ static void pressem(const packrec &p, int cellno, int bit, int rec)
     const charrec &r = charcodes[p.character];
     const fieldclass &f = fieldclasses[p.cls];
     const int all = p.nfields * p.repeat;
+    const bool isbinary = p.severalfields || (!r.sankoff && std::popcount(r.sets | uninf_states[p.character]) <= 2);
     int dropped = 0;
     uint32_t patterns[32];
-    for (int t = 0; t < ntax; ++t) {
+    fill_con_cha(p);
+    for (int t = 0; t < ntax && p.cls != MATRIXCLASS; ++t) {
         uint32_t x = cell(backfrompack[t], p.character);
         if (ismissing(x) || !(x = informativepart(x, p.character, &dropped))) continue;
-        fieldpatterns(patterns, x, r.sets, r.additive, p.nfields);
+        fieldpatterns(patterns, x & r.sets, p);
         uint32_t *row = dnset(t) + cellno;
         for (int i = 0, at = bit; i < all; ++i, at += f.bits) {
             if (at == 32) {
@@ -138,11 +162,12 @@ static void pressem(const packrec &p, int cellno, int bit, int rec)
         record.character = p.character;
         record.weight = uint32_t(p.weight);
         record.basesteps = uint32_t(r.internal_steps);
-        record.minsteps = p.firstcls == 0 ? 1 : uint32_t(r.minsteps - dropped);
-        if (p.divisor) record.minsteps /= uint32_t(p.divisor);
+        record.stepcost = p.divisor ? uint32_t(p.divisor) : 1;
+        record.minsteps = p.divisor ? uint32_t(r.minsteps) : isbinary ? 1 : uint32_t(std::max(0, r.minsteps - dropped));
         record.concavity = record.equalizer = 1;
         globwts[c] = uint32_t(p.weight);
         fieldwts[size_t(c) * 16 + (at + f.topshift) / 2] = uint32_t(p.weight);
+        placerecords[size_t(c) * 16 + (at + f.topshift) / 2] = rec + i;
     }
 }
 
@@ -181,9 +206,14 @@ void packit(bool bywt)
     layrows();
     if (bywt) placebyweight();
     placeinorder(bywt ? CELLCLASSES : 0);
+    laysankoff();
     for (int t = 0; t < ntax; ++t) memcpy(branchset(t), dnset(t), rowcells * sizeof(uint32_t));
     nc2 = nc2cells;
     nc4 = nc2 + nc4cells;
     nc8 = nc4 + nc8cells;
-    have_unpacked = ncsan16 + ncsan32 + num_cont;
+    have_unpacked = nsank + num_cont;
+    if (dopiwe) {                                 // steps that no tree can change are no homoplasy
+        step_lag = constantfit;
+        continuous_step_lag = 0;
+    }
 }

@@ -7,11 +7,13 @@
 struct packrec {
     int character;
     int cls, firstcls;    // field class, and what it was before fields were moved to fill cells
-    int nfields;          // fields of one copy: 1, or one for each threshold of an additive character
+    int nfields;          // fields of one copy: 1, or one for each threshold of an additive character or branch of a state tree
+    bool severalfields;   // thresholds or branches, be it only one
     int repeat;           // copies, normally 1: a character of weight 2 may be two fields of weight 1
     int weight;           // of each field
-    int divisor;          // of the minimum steps; 0 = none
+    int divisor;          // cost of a step of a matrix that behaves as unordered states; 0 = none
 };
+extern double constantfit;    // implied weights: fit of the characters that are not in the list
 extern packrec *packlist, *packlist_end;   // null outside a pack
 
 // The distinct weights of one of classes 0..2, in the order of the list, and the fields of each.
@@ -31,4 +33,6 @@ bool setweights();
 int  process_weight_class(int cls);     // fills the holes of half-empty cells; returns the cells needed
 void check_weight_classes();            // distinct weights and their counts, from the list
 void countcells();                      // cells of a state set from the counters
+int  islikefitch(int c);                // the common cost when a step matrix behaves as unordered states, else 0
+void laysankoff();                      // step matrices and continuous characters (slowpack.cpp), after the records
 void packit(bool bywt);                 // lays out cells and fills the terminals

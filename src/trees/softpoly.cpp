@@ -12,6 +12,7 @@
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/errors.h"
+#include "trees/implied.h"
 #include "trees/lightopt.h"
 #include "trees/treemodel.h"
 
@@ -112,11 +113,40 @@ double find_a_min(int c)
     return steps;
 }
 
+// The fit of an additive character: each threshold is a character of two states, which a polytomy
+// with both of them resolves at the cost of one step.
+static void softthresholds(int c)
+{
+    const charrec &ch = charcodes[c];
+    if (!ch.sets) return;
+    char *here = lomark();
+    uint32_t *zero = lo<uint32_t>(nodz), *one = lo<uint32_t>(nodz), within = 0;
+    int low = std::countr_zero(ch.sets), n = std::bit_width(ch.sets) - 1 - low, steps[32] = { 0 };
+    for (int t = 0; t < n; ++t) within |= uint32_t{1} << t;
+    for (int t = 0; t < nt; ++t) {
+        uint32_t x = terminalstates(t, c) >> low;
+        zero[t] = within & ~((uint32_t{1} << std::countr_zero(x)) - 1);
+        one[t] = within & ((uint32_t{1} << (std::bit_width(x) - 1)) - 1);
+    }
+    for (int i = optnodes - 1; i >= 0; --i) {
+        int node = nodlist[i];
+        zero[node] = one[node] = within;
+        for (int d = lef[node]; d >= 0; d = sis[d]) zero[node] &= zero[d], one[node] &= one[d];
+        uint32_t open = within & ~(zero[node] | one[node]);
+        zero[node] |= open;
+        one[node] |= open;
+        for (; open; open &= open - 1) ++steps[std::countr_zero(open)];
+    }
+    loset(here);
+    additive_fit_by_thresholds(c, steps, n);
+}
+
 double softpolyoptimize(const int *tree)
 {
     for (int c = 0; c < nc; ++c)
         if (charcodes[c].active && charcodes[c].sankoff && !charcodes[c].continuous)
             myerr("Cannot optimize polytomies as \"soft\" for Sankoff characters");
+    if (dopiwe) start_fits();
     optnodes = mkoptlist(nodlist, tree);
     double score = 0;
     for (int c = 0; c < nc; ++c) {
@@ -127,7 +157,11 @@ double softpolyoptimize(const int *tree)
         double steps = find_a_min(c);
         if (ch.continuous) ch.realsteps = steps;
         else ch.steps = ftisql(steps);
-        score += ch.weight * steps;
+        if (!dopiwe) score += ch.weight * steps;
+        else if (ch.additive && !ch.continuous) softthresholds(c);
+        else charfit_value(c);
     }
-    return score;
+    if (!dopiwe) return score;
+    put_wtsets_in_charcodes();
+    return sum_of_fits();
 }

@@ -5,6 +5,8 @@
 #include "trees/scratch.h"
 #include "trees/treemodel.h"
 #include "trees/treetags.h"
+#include "trees/treevault.h"
+#include "data/groups.h"
 #include "data/lists.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
@@ -32,32 +34,56 @@ static long readroom()
     return sign == '+' ? trees_in_mem + n : trees_in_mem - n;
 }
 
+static void warndiscard(long n)
+{
+    if (n >= trees_in_mem) return;
+    warnem("There are", intvert(trees_in_mem), "trees in memory.", "\nResetting maxtrees to", intvert(n),
+           "will discard", intvert(trees_in_mem - n), "trees", nullptr);
+}
+
+// N/V: room in the buffer and in the vault.
+static void holdvault(long n)
+{
+    gtnb();
+    long room = gtnu();
+    if (room < 0) errmsg("Give size of vault", nullptr);
+    if (n < 1) errmsg("Vault for trees must have two numbers > 0 ", nullptr);
+    if (!room) errmsg("Size of vault must be > 0 ", nullptr);
+    if (n > INT_MAX || room > INT_MAX) errmsg("Cannot make tree space for", intvert(std::max(n, room)), "trees", nullptr);
+    warndiscard(n);
+    if (room < trees_in_vault)
+        warnem("There are", intvert(trees_in_vault), "trees in vault.", "\nResetting its size to", intvert(room),
+               "will discard", intvert(trees_in_vault - room), "trees", nullptr);
+    setvault(int(n), int(room));
+}
+
 void holdcom()
 {
-    if (peep() == ';') {
-        spewem("Space for", intvert(maxtrees), "trees in memory", nullptr);
-        return;
-    }
+    if (peep() == ';') return report_maxtrees();
     nodaterror("setting space for trees");
     int c = peep();
+    if (c == '/') return holdvault(0);
     if (!isdigit(c) && c != '+' && c != '-') errarg(c);
-    long n = std::max(readroom(), 1L);
-    if (peep() == '/') myerr("A tree-vault is not available yet");
+    long n = readroom();
+    if (peep() == '/') return holdvault(n);
+    vaultseterror();
+    n = std::max(n, 1L);
     if (n > INT_MAX) errmsg("Cannot make tree space for", intvert(n), "trees", nullptr);
-    if (n < trees_in_mem) {
-        warnem("There are", intvert(trees_in_mem), "trees in memory.", "\nResetting maxtrees to", intvert(n),
-               "will discard", intvert(trees_in_mem - n), "trees", nullptr);
-    }
+    warndiscard(n);
     reset_maxtrees(int(n));
 }
 
 const comhelp holdhelp = {
     "Set how many trees there can be in memory.", nullptr,
-    "   N      room for N trees (100 with every new matrix); trees beyond N are discarded\n"
-    "   +N     room for N more than there are; ++ for one more\n"
-    "   -N     room for N fewer, which discards the last N; -- the last one\n"
-    "Without a number, shows the present room.\n"
-    "   hold 1000;\n"
+    "  hold N ;     room for N trees (100 with every new matrix); trees beyond N are\n"
+    "               discarded\n"
+    "  hold +N ;    room for N more than there are; ++ for one more\n"
+    "  hold -N ;    room for N fewer, which discards the last N; -- the last one\n"
+    "  hold N/V ;   room for N trees, and for V in the vault (see \"tvault\")\n"
+    "  hold ;       show the present room\n"
+    "Examples:\n"
+    "  hold 1000 ;\n"
+    "  hold - 2 ;   discards the last two trees\n"
 };
 
 // --- keep, absincl ---
@@ -71,18 +97,23 @@ void keepcom()
 
 const comhelp keephelp = {
     "Keep only the first trees.", nullptr,
-    "   keep N;   keep trees 0 to N-1, if there are more\n"
-    "   keep 0;   discard all trees\n"
-    "Without a number, shows how many there are.\n"
+    "  keep N ;   keep trees 0 to N-1, if there are more\n"
+    "  keep 0 ;   discard all trees\n"
+    "  keep ;     show how many there are\n"
+    "Examples:\n"
+    "  keep 3 ;\n"
 };
 
 void absinclcom() { onoff(&send_to_base, "Joining absent taxa at the base of trees read"); }
 
 const comhelp absinclhelp = {
     "Join at the base the taxa that are absent from a tree read.", nullptr,
-    "   =   join them, as descendants of the root\n"
-    "   -   leave them out of the tree (default)\n"
-    "   /   invert\n"
+    "  absincl = ;   join them, as descendants of the root\n"
+    "  absincl - ;   leave them out of the tree (the default)\n"
+    "  absincl / ;   invert\n"
+    "  absincl ;     report\n"
+    "Examples:\n"
+    "  absincl = ; tread (0 (1 (2 3))) ;   the other taxa are in the tree\n"
 };
 
 // --- reroot ---
@@ -144,9 +175,13 @@ void rerootcom()
 
 const comhelp reroothelp = {
     "Root all trees on a taxon or a node.", nullptr,
-    "   reroot;      on the outgroup\n"
-    "   reroot N;    on taxon (number or name) or node N, in all trees that have it\n"
-    "   reroot: N;   the tag tree, on its node N (default the outgroup); tags stay with their branches\n"
+    "  reroot ;      on the outgroup\n"
+    "  reroot N ;    on taxon (number or name) or node N, in all trees that have it\n"
+    "  reroot : N ;  the tag tree, on its node N (default the outgroup); tags stay\n"
+    "                with their branches\n"
+    "Examples:\n"
+    "  reroot 5 ; tplot 0 ; reroot ;\n"
+    "  reroot Honey_bee ;\n"
 };
 
 // --- Checks ---
@@ -159,6 +194,8 @@ void check_everything()
     if (datonlytag) checkmatrix();
     if (!datatag || doing_a_search) return;
     checktreebuf();
+    checknamedgroups();
+    checkvault();
     checktags();
     checklightopt();
     if (schtag) checkpack();

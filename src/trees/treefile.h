@@ -12,6 +12,10 @@ bool leatre(int *anc);           // reads one parenthetical tree from the stream
 bool leatre_tagged(int *anc);    // the same; its tags go to the tag tree
 void fix_unbalpars(int depth, int lastaxon, bool tagged);   // what happens when parentheses are left open
 
+// A tree as it was written, of nodes nt..next-1 each after its ancestor, becomes one as it is kept: nodes of
+// a single descendant vanish, absent taxa go where they belong.  source[n]: the node that n was, or -1.
+void settle_tree(int *written, int next, int *anc, int *source);
+
 // A group of trees as "tread" and "shortread" take it: "=N" empties group N, ">N" adds to it.
 struct treesink {
     int group = -1;              // -1 none yet

@@ -72,7 +72,7 @@ static void makeroom()
     constexpr int MORE = 100;
     if (trees_in_mem < maxtrees) return;
     if (!try_maxtrees(maxtrees + MORE)) fullerr();
-    spewem("Space for", intvert(maxtrees), "trees in memory", nullptr);
+    report_maxtrees();
 }
 
 // --- tread ---
@@ -137,6 +137,7 @@ void treadcom()
         readsink(&sink);
         if (gotc('\'')) echotitle();
     }
+    manytaxa names;
     do {
         makeroom();
         hiscratch scratch;
@@ -149,16 +150,26 @@ void treadcom()
 
 const comhelp treadhelp = {
     "Read trees in parenthetical notation.", nullptr,
-    "   tread 'title' (0 (1 2) (3 4))* (0 (1 (2 (3 4)))) ;\n"
-    "Trees are separated by \"*\".  Within a tree, separated by blanks or commas:\n"
-    "   N        taxon number N                 name     taxon of that name\n"
-    "   name...  all taxa whose names begin so  =text    tag of the taxon or group before it\n"
-    "   @T N     all taxa of node N of tree T   +T N     the group itself\n"
-    "Before the title:\n"
-    "   =N       the trees are group N          >N       they are added to group N\n"
-    "   [ N      add tags to existing ones, separated by ASCII character N; ] replace them\n"
-    "Otherwise they are a new group, named as the file (see \"tgroup\").  Taxa that are not named\n"
-    "are absent from the tree, or at its base (see \"absincl\").\n"
+    "  tread 'TITLE' TREE * TREE ;   read trees, with \"*\" between them; the title is\n"
+    "                                optional\n"
+    "  tread =N ... ;                the trees are group N\n"
+    "  tread >N ... ;                they are added to group N\n"
+    "  tread [N ... ;                add tags to existing ones, separated by the\n"
+    "                                character of code N\n"
+    "  tread ] ... ;                 replace tags\n"
+    "Within a tree, separated by blanks or commas:\n"
+    "  N         taxon number N\n"
+    "  NAME      taxon of that name\n"
+    "  NAME...   all taxa whose names begin so\n"
+    "  =TEXT     tag of the taxon or group before it\n"
+    "  @T N      all taxa of node N of tree T\n"
+    "  +T N      the group itself\n"
+    "Without a group, the trees are a new group, named as the file (see \"tgroup\").\n"
+    "Taxa that are not named are absent from the tree, or at its base (see\n"
+    "\"absincl\").\n"
+    "Examples:\n"
+    "  tread 'two trees' (0 (1 2) (3 4)) * (0 (1 (2 (3 4)))) ;\n"
+    "  tread (Digger_wasp (Honey_bee Stingless_bee) Bumble_bee) ;\n"
 };
 
 // --- shortread ---
@@ -250,8 +261,10 @@ void shortreadcom()
 
 const comhelp shortreadhelp = {
     "Read trees in compact notation.", nullptr,
-    "   shortread name;      read the trees saved by \"tsave name\" (and \"save\")\n"
-    "   shortread =N name;   as group N of trees; >N adds to it\n"
-    "The file must be for the same number of taxa as the data.  Without a group, the trees are a\n"
-    "new group, named as the file.\n"
+    "  shortread NAME ;      read the trees saved by \"tsave NAME\" (and \"save\")\n"
+    "  shortread =N NAME ;   as group N of trees; >N adds to it\n"
+    "The file must be for the same number of taxa as the data.  Without a group, the\n"
+    "trees are a new group, named as the file.\n"
+    "Examples:\n"
+    "  tsave =mine.ctf ; keep 0 ; shortread mine.ctf ;\n"
 };

@@ -8,9 +8,12 @@
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/input.h"
+#include <algorithm>
 
-int *MarkedNod, **undo_tree, **tshrink, allow_shrinkings = 1;
+int *MarkedNod, **undo_tree, **tshrink, have_some_shrinks, allow_shrinkings = 1;
 double *avgtermvals;
+
+static constexpr int LEASTTAG = 128;     // bytes of a tag; more when the names of taxa are long
 
 static int **const perslot[] = {
     &anx, &lef, &rig, &sis, &nodfork, &nodlist, &htulist, &bufprvtree, &issupp, &waglist, &ladd,
@@ -24,7 +27,9 @@ void laytreearrays()
     undo_tree = zlorows<int>(UNDOS, nodz);
     avgtermvals = zlo<double>(nodz);
     tshrink = allow_shrinkings ? zlorows<int>(nt, SHRINKWORDS) : nullptr;
+    have_some_shrinks = 0;
     nodmsg = zlorows<char>(nodz, 2 * Namesize);
+    maxtxtsz = std::max(LEASTTAG, 2 * Namesize);
     txtrmsg = zlorows<char>(nodz, maxtxtsz);
     cleartags();
     laygroupnames();

@@ -5,6 +5,7 @@
 #include "trees/scratch.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 #include <random>
@@ -123,40 +124,42 @@ bool equal_tree(const int *a, const int *b)
 //
 // A root with two descendants is only a point on their common branch, and vanishes; one with more
 // is a node like others, which goes on as a new one.
-bool reroot(int *anc, int target, int *carried)
+//
+// base is the node that plays the root: all of it happens within its clade.
+static bool rerootbelow(int *anc, int base, int target, int *carried)
 {
-    if (target < 0 || target >= anc[nt] || target == nt || !anc[target]) return false;
+    int slots = anc[nt];
+    if (target < 0 || target >= slots || target == nt || target == base || !anc[target]) return false;
     int top = anc[target];
-    if (top == nt) return true;
-    int slots = anc[nt], last = target, steps = 0;
-    for (int n = top; n != nt; last = n, n = anc[n])     // last: the root's descendant on the path
-        if (n < nt || n >= slots || ++steps > slots) return false;
+    if (top == base) return true;
+    int last = target, steps = 0;
+    for (int n = top; n != base; last = n, n = anc[n])   // last: the base's descendant on the path
+        if (n <= nt || n >= slots || ++steps > slots) return false;
     int others = 0, other = -1;
     for (int n = 0; n < slots; ++n)
-        if (n != nt && n != last && anc[n] == nt) {
+        if (n != nt && n != last && anc[n] == base) {
             ++others;
             other = n;
         }
     if (!others) return false;
-    int newnode = -1;
     if (others > 1) {
         if (slots >= nodz) return false;
-        newnode = slots++;
+        int newnode = slots++;
         for (int n = 0; n < newnode; ++n)
-            if (n != nt && n != last && anc[n] == nt) anc[n] = newnode;
+            if (n != nt && n != last && anc[n] == base) anc[n] = newnode;
         anc[nt] = slots;
-        anc[newnode] = nt;
+        anc[newnode] = base;
         other = newnode;
         if (carried) carried[newnode] = 0;
     }
     // From the target up, each node's ancestor becomes its descendant, and what was carried by the
     // branch above a node is now carried by the branch above its old ancestor.
-    int prev = nt, n = top, moving = 0;
+    int prev = base, n = top, moving = 0;
     while (true) {
         int up = anc[n], carries = carried ? carried[n] : 0;
         anc[n] = prev;
         if (carried) carried[n] = moving;
-        if (up == nt) {
+        if (up == base) {
             anc[other] = n;
             if (carried && !carried[other]) carried[other] = carries;
             break;
@@ -165,10 +168,13 @@ bool reroot(int *anc, int target, int *carried)
         prev = n;
         n = up;
     }
-    anc[target] = nt;
+    anc[target] = base;
     reset_nodz(anc, carried);
     return true;
 }
+
+bool reroot(int *anc, int target, int *carried)      { return rerootbelow(anc, nt, target, carried); }
+bool rerootclade(int *anc, int node, int target)     { return rerootbelow(anc, node, target, nullptr); }
 
 void dichotomize_tree(int *anc, int seed)
 {
@@ -225,6 +231,7 @@ void initnet()
 
 bool isinthetree(const int *anc, int t) { return anc[t] != 0; }
 int  countnodes(const int *anc) { return anc[nt] - nt; }
+int  countterminals(const int *anc) { return int(std::count_if(anc, anc + nt, [](int a) { return a != 0; })); }
 
 void joinabsent(int *anc, int *carried)
 {

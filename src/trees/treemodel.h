@@ -20,6 +20,7 @@ constexpr int UNDOS = 10, SHRINKWORDS = 5;
 extern int **undo_tree;        // UNDOS earlier states of the tree being edited
 extern double *avgtermvals;    // scratch: a value per node
 extern int **tshrink;          // SHRINKWORDS words a taxon, when allow_shrinkings; else null
+extern int have_some_shrinks;  // clades that tshrink holds; 0 with new data
 extern int allow_shrinkings;   // clades can be drawn as one terminal; starts at 1
 extern int *taxnum, *lineof, *doat, *drawat, *branchlen, *xpos, *ypos;   // of diagrams
 extern char **nodmsg;          // text shown at each node, 2 Namesize bytes; first byte 0 = none
@@ -34,11 +35,13 @@ void reset_nodz(int *anc, int *carried = nullptr);   // canonical numbering; car
 bool equal_tree(const int *a, const int *b);  // same node totals and ancestors
 bool reroot(int *anc, int target, int *carried = nullptr);   // hangs the tree from a node, canonical numbers after it;
                                               // false if it cannot.  carried belongs to branches (0 = nothing) and stays with them
+bool rerootclade(int *anc, int node, int target);   // the same within the clade of a node, which stays where it is
 void dichotomize_tree(int *anc, int seed);    // resolves polytomies at random; an outgroup at the root stays there
 void delnodz(int *anc, const int *marks);     // deletes each internal node marked 1, renumbers
 void initnet();                               // three-taxon tree in the working arrays
 bool isinthetree(const int *anc, int t);
 int  countnodes(const int *anc);              // internal nodes in use
+int  countterminals(const int *anc);          // taxa in the tree
 void joinabsent(int *anc, int *carried = nullptr);   // hangs the tree and every absent taxon from a new root, canonical
                                               // after it; what the old root carried moves along, the new one gets -1
 bool prunetaxa(int *anc, const uint8_t *keep);  // only terminals with keep 1 stay; canonical after it; false, and nothing

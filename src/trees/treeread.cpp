@@ -258,6 +258,17 @@ void fix_unbalpars(int depth, int lastaxon, bool tagged)
     if (lastaxon >= 0) myp("Note: error seems to be around terminal %i (%s)\n", lastaxon, taxname_out(lastaxon));
 }
 
+void settle_tree(int *written, int next, int *anc, int *source)
+{
+    reading r{};
+    r.anc = written;
+    r.next = next;
+    removesingles(&r);
+    compress(&r, anc, source);
+    reset_nodz(anc, source);
+    if (send_to_base) joinabsent(anc, source);
+}
+
 static bool readtree(int *anc, bool keeptags)
 {
     hiscratch scratch;
@@ -289,12 +300,9 @@ static bool readtree(int *anc, bool keeptags)
     ungtch();
     if (r.at < 0) return false;
     fix_unbalpars(r.depth, r.lastaxon, r.tagged);
-    if (std::count_if(r.anc, r.anc + nt, [](int a) { return a != 0; }) < 2)
+    if (countterminals(r.anc) < 2)
         errmsg("A parenthetical tree must contain two or more terminals", nullptr);
-    removesingles(&r);
-    compress(&r, anc, source);
-    reset_nodz(anc, source);
-    if (send_to_base) joinabsent(anc, source);
+    settle_tree(r.anc, r.next, anc, source);
     if (keeptags) storetags(&r, anc, source);
     return true;
 }

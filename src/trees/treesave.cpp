@@ -238,14 +238,14 @@ static void flushed()
 static void savelist(const uint8_t *list, bool activeonly)
 {
     int done = 0;
+    manytaxa names;                      // names that were cut are looked up
     for (int t = 0; t < trees_in_mem; ++t) {
         if (list[t] != LISTED) continue;
         hiscratch scratch;
         int *tree = hi<int>(nodz);
         memcpy(tree, mem_tree[t], sizeof(int) * nodz);
         if (!tsavemode) joinabsent(tree);
-        if (activeonly && !prunetaxa(tree, taxact))
-            errmsg("Can't prun tree", intvert(t), "- tree must have two or more taxa", nullptr);
+        if (activeonly) prunetaxa(tree, taxact);
         writeone(treefile, treetext(tree), tsavemode, saved++);
         ++done;
     }
@@ -291,6 +291,8 @@ void savecom()
         list[trees_in_mem - 1] = LISTED;
     }
     else list = treelist();
+    for (int t = 0; activeonly && t < trees_in_mem; ++t)
+        if (list[t] == LISTED) checkprunable(t, taxact);
     if (!tsavemode)
         for (int t = 0; t < trees_in_mem; ++t)
             if (list[t] == LISTED && incomplete(mem_tree[t])) {
@@ -303,11 +305,13 @@ void savecom()
 
 const comhelp savehelp = {
     "Write trees to the open tree file.", nullptr,
-    "   save L;     the trees of list L (all, by default)\n"
-    "   save /;     the last tree\n"
-    "   save -L;    trees without their inactive taxa (parenthetical files only)\n"
-    "   save *;     the tag tree with its tags (parenthetical files only)\n"
+    "  save L ;    the trees of list L (all, by default)\n"
+    "  save / ;    the last tree\n"
+    "  save -L ;   trees without their inactive taxa (parenthetical files only)\n"
+    "  save * ;    the tag tree with its tags (parenthetical files only)\n"
     "The tree file is opened and closed with \"tsave\".\n"
+    "Examples:\n"
+    "  tsave *some.tre ; save 0.2 ; save / ; tsave / ;\n"
 };
 
 // --- Saving by the clock ---
@@ -434,13 +438,18 @@ void tsavecom()
 
 const comhelp tsavehelp = {
     "Open or close a tree file.", nullptr,
-    "   tsave name;      open a file for trees in compact notation (read with \"shortread\")\n"
-    "   tsave *name;     ...in parenthetical notation (read with \"procedure\")\n"
-    "   tsave name+;     add to an existing file\n"
-    "   tsave =name;     open, save all trees, and close; =* for parenthetical notation\n"
-    "   tsave /;         close; only then does the file have its name and its trees\n"
-    "   tsave ! T name;  every T (hours:minutes:seconds) save all trees to \"name-1\" and \"name-2\"\n"
-    "                    by turns, also during searches; 0 for T ends it\n"
+    "  tsave NAME ;       open a file for trees in compact notation (read with\n"
+    "                     \"shortread\")\n"
+    "  tsave *NAME ;      in parenthetical notation (read with \"procedure\")\n"
+    "  tsave NAME+ ;      add to an existing file\n"
+    "  tsave =NAME ;      open, save all trees, and close; =* for parenthetical\n"
+    "                     notation\n"
+    "  tsave / ;          close; only then does the file have its name and its trees\n"
+    "  tsave ! T NAME ;   every T (hours:minutes:seconds) save all trees to \"NAME-1\"\n"
+    "                     and \"NAME-2\" by turns, also during searches; 0 for T ends\n"
+    "                     it\n"
     "Trees are written with \"save\".\n"
-    "   tsave *results.tre; save; tsave/;\n"
+    "Examples:\n"
+    "  tsave *results.tre ; save ; tsave / ;\n"
+    "  tsave =all.ctf ;\n"
 };

@@ -14,17 +14,24 @@ int maxtxtsz = 128, concat_tags, tag_separator = '/';
 
 void cleartags() { txtr_is_set = 0; }
 
+bool appendtag(int n, const char *text)
+{
+    size_t had = strlen(txtrmsg[n]), more = strlen(text);
+    if (had + (had > 0) + more >= size_t(maxtxtsz)) return false;
+    if (had) txtrmsg[n][had++] = char(tag_separator);
+    memcpy(txtrmsg[n] + had, text, more + 1);
+    return true;
+}
+
+// What is read fits by itself; behind older texts, what does not fit is left out.
 void settags(const int *anc, const char *const *texts, const int *source)
 {
     bool add = concat_tags && txtr_is_set && equal_tree(anc, txtr);
     memcpy(txtr, anc, sizeof(int) * nodz);
     for (int n = 0; n < nodz; ++n) {
+        if (!add) txtrmsg[n][0] = 0;
         const char *text = n < anc[nt] && source[n] >= 0 ? texts[source[n]] : nullptr;
-        size_t had = add ? strlen(txtrmsg[n]) : 0;
-        if (!had) txtrmsg[n][0] = 0;
-        if (!text || !*text) continue;
-        if (had && had + 1 < size_t(maxtxtsz)) txtrmsg[n][had++] = char(tag_separator);
-        snprintf(txtrmsg[n] + had, maxtxtsz - had, "%s", text);
+        if (text && *text) appendtag(n, text);
     }
     txtr_is_set = 1;
 }

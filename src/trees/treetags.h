@@ -4,7 +4,7 @@
 extern char  txtr_is_set;        // the tag tree exists and its texts hold data; 0 at start
 extern int  *txtr;               // the tag tree, as a stored tree
 extern char **txtrmsg;           // per node, its text; maxtxtsz bytes; first byte 0 = none
-extern int   maxtxtsz;           // bytes a text; starts at 128
+extern int   maxtxtsz;           // bytes a text: 128, more when names of taxa are long
 extern int   concat_tags;        // tags read for the tree already tagged are added to what it has; starts at 0
 extern int   tag_separator;      // between them; starts at '/'
 
@@ -14,5 +14,6 @@ constexpr char TAGEND = '/';     // written behind a tag: a tag may itself end i
 void settags(const int *anc, const char *const *texts, const int *source);
 // The tag tree becomes anc; node n takes the text of old node carried[n] - 1, none for 0.
 void movetags(const int *anc, const int *carried);
+bool appendtag(int n, const char *text);   // behind the text that node n has; false, and nothing changed, when too long
 void cleartags();                // there is no tag tree
 void checktags();

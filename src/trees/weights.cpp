@@ -4,6 +4,7 @@
 // characters are sorted by weight and the holes of half-empty cells are filled: a character of
 // weight 6 may be two fields of weight 3.  With many, cells would stay half empty; then weights
 // are kept for each field and looked up where a step happens.
+#include "trees/implied.h"
 #include "trees/packlist.h"
 #include "kernel/arena.h"
 #include <algorithm>
@@ -11,6 +12,7 @@
 wtclass ar_wtclass[CELLCLASSES];
 int *const arpaccells[CELLCLASSES] = { &nc2cells, &nc4cells, &nc8cells };
 
+constexpr int WIDESTFIELDS = 4;     // classes above hold no fields of states
 constexpr int WORTHGROUPING = 66;   // percent of the cells of grouped weights that must be full
 
 static int cellsof(int fields, int cls)
@@ -139,17 +141,23 @@ static void cellsoffields()
     if (!moveleftover(0)) moveleftover(1);
     for (int c = 0; c < CELLCLASSES; ++c) {
         *arpaccells[c] = cellsof(*arpacnc[c], c);
-        if (use_alt_bit_searches && uniform_weights) *arpaccells[c] += *arpaccells[c] & 1;
+        if (use_alt_bit_searches && uniform_weights && !dopiwe) *arpaccells[c] += *arpaccells[c] & 1;
     }
 }
 
 bool setweights()
 {
     uniform_weights = store_individual_weights = 0;
+    const packrec *first = nullptr;          // step matrices have weights of their own
     bool same = true;
-    for (packrec *p = packlist; p < packlist_end; ++p) same &= p->weight == packlist->weight;
-    if (same) {                          // one weight above 1 is one weight a cell
-        uniform_weights = packlist == packlist_end || packlist->weight == 1;
+    for (packrec *p = packlist; p < packlist_end; ++p) {
+        if (p->cls > WIDESTFIELDS) continue;
+        if (!first) first = p;
+        same &= p->weight == first->weight;
+    }
+    if (same || dopiwe) {                // one weight above 1 is one weight a cell
+        uniform_weights = same && (!first || first->weight == 1);
+        store_individual_weights = !same;
         cellsoffields();
         countcells();
         return false;

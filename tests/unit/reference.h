@@ -33,6 +33,10 @@ struct data {
     std::vector<std::vector<uint32_t>> cells;     // [taxon][character]: set of states, or ANY
     std::vector<int> additive, weight, active;    // per character
     std::vector<int> taxactive;                   // per taxon; taxon 0 is the outgroup and always active
+    std::vector<std::vector<std::vector<int>>> costs;   // per character, costs[from][to]; none, or empty: as additive says
+    std::vector<uint32_t> rootstates;             // per character: states that the root may have; none: all
+
+    bool bycosts(int c) const { return c < int(costs.size()) && !costs[c].empty(); }
 };
 
 // A cell as the optimizers see it: a polymorphic cell of an additive character is the range from
@@ -40,7 +44,7 @@ struct data {
 inline uint32_t seen(const data &m, int t, int c)
 {
     uint32_t x = m.cells[t][c];
-    if (x == ANY || !m.additive[c]) return x;
+    if (x == ANY || !m.additive[c] || m.bycosts(c)) return x;
     uint32_t range = 0;
     int low = 31, high = 0;
     for (int s = 0; s < 32; ++s)
@@ -81,14 +85,23 @@ inline std::string xread(const data &m)
     return s + ";\n";
 }
 
-// The settings of its characters and taxa as commands.
-inline std::string settings(const data &m)
+// The settings of its characters and taxa as commands; first: the number of its first character.
+inline std::string settings(const data &m, int first = 0)
 {
     std::string s = "ccode";
     for (int c = 0; c < m.chars; ++c)
         s += std::string(m.additive[c] ? " +" : " -") + (m.active[c] ? "[" : "]") + "/" + std::to_string(m.weight[c]) +
-             " " + std::to_string(c);
+             " " + std::to_string(first + c);
     s += ";\n";
+    for (int c = 0; c < m.chars; ++c) {
+        if (!m.bycosts(c)) continue;
+        s += "costs " + std::to_string(first + c) + " =";
+        int n = int(m.costs[c].size());
+        for (int a = 0; a < n; ++a)
+            for (int b = 0; b < n; ++b)
+                if (a != b) s += std::string(" ") + symbol(a) + ">" + symbol(b) + " " + std::to_string(m.costs[c][a][b]);
+        s += ";\n";
+    }
     for (int t = 0; t < m.taxa; ++t)
         if (!m.taxactive[t]) s += "taxcode -" + std::to_string(t) + ";\n";
     return s;
@@ -312,7 +325,10 @@ inline void allbinary(int taxa, const std::function<void(const tree &)> &visit)
 
 // ------------------------------------------------------------------------------- optimization
 
-inline int change(bool additive, int s, int u) { return additive ? std::abs(s - u) : s != u; }
+inline int change(const data &m, int c, int s, int u)
+{
+    return m.bycosts(c) ? m.costs[c][s][u] : m.additive[c] ? std::abs(s - u) : s != u;
+}
 
 // cost[n][s]: fewest steps in the subtree of node n when n has state s.
 inline std::vector<std::vector<int>> costtable(const data &m, const tree &t, int c)
@@ -327,9 +343,11 @@ inline std::vector<std::vector<int>> costtable(const data &m, const tree &t, int
         for (int s = 0; s < states; ++s)
             for (int k : kids[order[i]]) {
                 int best = IMPOSSIBLE;
-                for (int u = 0; u < states; ++u) best = std::min(best, change(m.additive[c], s, u) + cost[k][u]);
+                for (int u = 0; u < states; ++u) best = std::min(best, change(m, c, s, u) + cost[k][u]);
                 cost[order[i]][s] += best;
             }
+    for (int s = 0; s < states && !m.rootstates.empty(); ++s)
+        if (!(m.rootstates[c] >> s & 1)) cost[t.root()][s] = IMPOSSIBLE;
     return cost;
 }
 
@@ -412,12 +430,11 @@ inline std::vector<std::vector<int>> resttable(const data &m, const tree &t, int
 {
     auto cost = costtable(m, t, c);
     int states = statesof(m, c);
-    bool add = m.additive[c];
     std::vector<std::vector<int>> rest(t.nodes(), std::vector<int>(states, 0));
     auto kids = children(t);
     auto through = [&](int k, int s) {             // fewest steps of k's subtree and branch, below state s
         int best = IMPOSSIBLE;
-        for (int u = 0; u < states; ++u) best = std::min(best, change(add, s, u) + cost[k][u]);
+        for (int u = 0; u < states; ++u) best = std::min(best, change(m, c, s, u) + cost[k][u]);
         return best;
     };
     for (int n : rootfirst(t))
@@ -425,7 +442,7 @@ inline std::vector<std::vector<int>> resttable(const data &m, const tree &t, int
             for (int u = 0; u < states; ++u) {
                 int best = IMPOSSIBLE;
                 for (int s = 0; s < states; ++s)
-                    best = std::min(best, rest[n][s] + cost[n][s] - through(k, s) + change(add, s, u));
+                    best = std::min(best, rest[n][s] + cost[n][s] - through(k, s) + change(m, c, s, u));
                 rest[k][u] = best;
             }
     return rest;
@@ -471,7 +488,7 @@ inline void reconstructions(const data &m, const tree &t, int c,
             int least = IMPOSSIBLE;
             for (int s = 0; s < states; ++s)
                 if (n >= t.taxa ? s == state[n] : seen(m, n, c) >> s & 1)
-                    least = std::min(least, change(m.additive[c], state[t.anc[n]], s));
+                    least = std::min(least, change(m, c, state[t.anc[n]], s));
             sum += least;
         }
         return sum;

@@ -38,7 +38,8 @@ std::string tempdir()
     static struct folder {
         fs::path path = fs::temp_directory_path() / ("zeltest" + std::to_string(getpid()));
         folder() { fs::create_directories(path); }
-        ~folder() { std::error_code e; fs::remove_all(path, e); }
+        pid_t owner = getpid();          // a child process that ends leaves the folder alone
+        ~folder() { std::error_code e; if (getpid() == owner) fs::remove_all(path, e); }
     } here;
     return here.path.string();
 }

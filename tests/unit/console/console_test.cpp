@@ -122,10 +122,15 @@ static texts screen(const std::string &written)
     return rows;
 }
 
-// Each line is typed at a prompt, the end of input at the last.
-static texts session(const texts &lines)
+// What is typed when the text written so far ends so.
+struct step { std::string after, keys; };
+
+static const std::string PROMPT = "> ", ENDOFINPUT = "\004";
+
+// All that was written; the end of input is typed at the prompt after the last step.
+static std::string converse(std::vector<step> steps, unsigned short lines = 24)
 {
-    winsize size = { 24, 200, 0, 0 };
+    winsize size = { lines, 200, 0, 0 };
     int terminal;
     fflush(nullptr);
     pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
@@ -134,8 +139,8 @@ static texts session(const texts &lines)
         setenv("HOME", tempdir().c_str(), 1);
         _exit(runconsole({}));
     }
+    steps.push_back({ PROMPT, ENDOFINPUT });
     std::string written;
-    auto atprompt = [&] { return written.size() > 2 && written.compare(written.size() - 2, 2, "> ") == 0; };
     size_t typed = 0;
     char buffer[4096];
     pollfd waits = { terminal, POLLIN, 0 };
@@ -143,15 +148,25 @@ static texts session(const texts &lines)
         ssize_t n = read(terminal, buffer, sizeof buffer);
         if (n <= 0) break;
         written.append(buffer, size_t(n));
-        if (!atprompt()) continue;
-        std::string next = typed < lines.size() ? lines[typed] + "\r" : "\004";
+        if (typed == steps.size()) continue;
+        const std::string &after = steps[typed].after, &keys = steps[typed].keys;
+        if (written.size() <= after.size() || written.compare(written.size() - after.size(), after.size(), after)) continue;
         ++typed;
-        if (write(terminal, next.data(), next.size()) < 0) break;
+        if (write(terminal, keys.data(), keys.size()) < 0) break;
     }
+    EXPECT_EQ(typed, steps.size()) << "never written: " << steps[std::min(typed, steps.size() - 1)].after << "\nafter: " << written;
     close(terminal);
     kill(child, SIGKILL);                // nothing when it has ended
     waitpid(child, nullptr, 0);
-    return screen(written);
+    return written;
+}
+
+// Each line is typed at a prompt.
+static texts session(const texts &lines)
+{
+    std::vector<step> steps;
+    for (const std::string &line : lines) steps.push_back({ PROMPT, line + "\r" });
+    return screen(converse(steps));
 }
 
 TEST(Terminal, ProgressLeavesNothingBehind)
@@ -174,4 +189,34 @@ TEST(Terminal, NeitherPromptsNorProgressCoverALineLeftOpen)
     EXPECT_EQ(stands("zel*> quote before;length;"), 1);
     EXPECT_EQ(stands(" before"), 1);
     EXPECT_EQ(stands("Tree lengths"), 1);
+}
+
+TEST(Terminal, PageUpOpensTheTextViewerAndComesBackToTheLineTyped)
+{
+    const std::string shown = "leave)\033[m";
+    std::string written = converse({ { PROMPT, "quote first; quote second;\r" }, { PROMPT, "quo" }, { "quo", "\033[5~" },
+                                     { shown, "/" }, { "Search: \033[m", "SEC\r" }, { shown, "h" }, { "go back\033[m", "\033[A" },
+                                     { shown, "\003" }, { "quo", "te third;\r" } });
+    EXPECT_TRUE(holds(written, "\033[?1049h\033[H\033[2J")) << "a screen of its own";
+    EXPECT_TRUE(holds(written, "Found in line 1"));
+    EXPECT_TRUE(holds(written, "\r\nText-viewer\r\n"));
+    EXPECT_TRUE(holds(written, "\033[24;1H")) << "its last line is that of the terminal";
+    std::string back = written.substr(written.rfind("\033[?1049l"));
+    EXPECT_TRUE(holds(back, "third\r\n")) << back;
+}
+
+TEST(Terminal, PauseStopsAfterEachScreenAndQShowsNoMore)
+{
+    const std::string more = "stops)";
+    std::string numbers;
+    for (int i = 0; i < 21; ++i) numbers += "quote " + std::to_string(i) + ";";
+    std::string written = converse({ { PROMPT, "pause=;\r" }, { PROMPT, numbers + "\r" }, { more, " " }, { more, " " } }, 10);
+    EXPECT_TRUE(holds(written, "\r\n8\r\n--More--")) << written;
+    EXPECT_TRUE(holds(written, "\r\n17\r\n--More--"));
+    EXPECT_TRUE(holds(written, "\r\n20\r\n"));
+    written = converse({ { PROMPT, "pause=;\r" }, { PROMPT, numbers + "\r" }, { more, "q" }, { PROMPT, "quote after;\r" } }, 10);
+    EXPECT_FALSE(holds(written, "\r\n9\r\n"));
+    EXPECT_TRUE(holds(written, "\r\nafter\r\n"));
+    written = converse({ { PROMPT, numbers + "\r" } }, 10);
+    EXPECT_FALSE(holds(written, "--More--")) << "not unless asked";
 }

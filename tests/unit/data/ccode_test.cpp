@@ -150,3 +150,17 @@ TEST(Ccode, RefusesInItsOwnWords)
         EXPECT_NE(said.find(c.words), std::string::npos) << c.text << "\n" << said;
     }
 }
+
+TEST(Ccode, NeedsData)
+{
+    zelrun("xwipe;");
+    const struct { const char *text, *words; } cases[] = {
+        { "ccode ;", "Must read data before setting character codes" },
+        { "ccode ! ;", "Must read data before resetting ccode" },
+        { "ckeep ;", "Must read data before storing ccode" },
+    };
+    for (const auto &c : cases) {
+        std::string said = zelrun(c.text);
+        EXPECT_NE(said.find(c.words), std::string::npos) << c.text << "\n" << said;
+    }
+}

@@ -216,6 +216,19 @@ TEST(Taxname, TogglesAndTruncates)
     EXPECT_STREQ(taxname_out(0), "Genus_species____voucher");
 }
 
+TEST(Taxname, TruncatesByLettersNotBytes)
+{
+    fresh();
+    readdata("xread 1 4 \xc3\x81" "caro_\xce\xb1 0 bb 0 c 0 d 0;");
+    zelrun("taxname [1;");
+    EXPECT_STREQ(taxname_out(0), "\xc3\x81");
+    EXPECT_STREQ(taxname_out(1), "b");
+    zelrun("taxname [7;");
+    EXPECT_STREQ(taxname_out(0), "\xc3\x81" "caro_\xce\xb1");
+    EXPECT_EQ(zelrun("outgroup \xc3\x81; taxcode \xc3\x81" "caro; outgroup;").substr(0, 27), "4 terminal taxa are active:");
+    zelrun("taxname ];");
+}
+
 TEST(Taxname, RenamesTaxa)
 {
     fresh();
@@ -224,6 +237,7 @@ TEST(Taxname, RenamesTaxa)
     EXPECT_STREQ(taxname[0], "bb");
     EXPECT_STREQ(taxname[1], "x y");
     EXPECT_TRUE(says(zelrun("taxname / 1;"), "Must specify new name for taxon"));
+    EXPECT_TRUE(says(zelrun("taxname / zz x;"), "Must specify taxon to rename"));
     EXPECT_TRUE(says(zelrun("taxname / 1 " + std::string(50, 'x') + ";"), "Name too long (max.: 31 characters)"));
     EXPECT_STREQ(taxname[1], "x y");
 }

@@ -258,6 +258,13 @@ TEST(Names, AreCutWithOneWarning)
     EXPECT_EQ(said.find("Taxon names over", at + 1), std::string::npos);
 }
 
+TEST(Names, AreNotCutInsideALetter)
+{
+    fresh();
+    readdata("xread 3 4 " + std::string(30, 'n') + "\xc3\xa9 000 b 001 c 011 d 111;");
+    EXPECT_EQ(std::string(30, 'n'), taxname[0]);
+}
+
 TEST(Names, MayBeLongerWhenSaidBefore)
 {
     fresh();

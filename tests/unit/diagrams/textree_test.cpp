@@ -2,6 +2,7 @@
 // glyph for each combination of strokes that meet in a cell.
 #include "zeltest.h"
 #include "compare/treesets.h"
+#include "glyphs.h"
 #include <algorithm>
 #include <cstring>
 #include "data/matrix.h"
@@ -22,8 +23,6 @@ void readtaxa(int taxa)
     zelrun("silent-all;");
     ASSERT_EQ(nt, taxa);
 }
-
-enum { N = 1, E = 2, S = 4, W = 8 };
 
 struct plaindrawer {
     const plaintree &tree;

@@ -180,21 +180,24 @@ TEST(Files, ThatCannotBeOpenedAreRefused)
     EXPECT_TRUE(zelfailed());
 }
 
-TEST(Files, OfForeignFormatsSayThatTheyCannotBeReadYet)
+TEST(Files, OfForeignFormatsAreToldFromOthersByTheirStart)
 {
-    for (const char *start : { "#NEXUS\n", "  #nexus begin data;" }) {
+    for (const char *start : { "#NEXUS\n", "  #nexus begin x; end;", "#NEXUS", "\xEF\xBB\xBF#Nexus\r\n", "[a [b] c]\n#NEXUS[d] " }) {
         std::string path = writefile("foreign", start);
         std::string text = zelrun("proc " + path + "; beep-");
-        EXPECT_NE(text.find("Reading Nexus files is not available yet"), std::string::npos);
-        EXPECT_TRUE(zelfailed());
+        EXPECT_NE(text.find("as NEXUS"), std::string::npos) << start;
+        EXPECT_NE(text.find("Closing NEXUS file"), std::string::npos) << start;
+        EXPECT_FALSE(zelfailed()) << start;
         EXPECT_EQ(giveme_curproc_level(), 0);
     }
     EXPECT_EQ(zelrun("proc &;"), "Must specify name of FASTA file \n");
     EXPECT_EQ(zelrun("proc &=200;"), "Must specify name of FASTA file \n");
-    EXPECT_EQ(zelrun("proc & x"), "Reading FASTA files is not available yet \n");
+    EXPECT_EQ(zelrun("proc & nosuchfile"), "Can't open nosuchfile \n");
     EXPECT_EQ(zelrun("proc [ x"), "Must read data before reading Newick trees \n");
-    std::string path = writefile("foreign", "#NEXUSX;");
-    EXPECT_NE(zelrun("proc " + path).find("No command!"), std::string::npos);
+    for (const char *start : { "#NEXUSX;", "[x] beep-;", "# NEXUS ;" }) {
+        std::string path = writefile("foreign", start);
+        EXPECT_EQ(zelrun("proc " + path).find("as NEXUS"), std::string::npos) << start;
+    }
 }
 
 TEST(Files, AnErrorClosesThemAll)

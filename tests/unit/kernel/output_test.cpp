@@ -1,3 +1,4 @@
+#include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
@@ -168,6 +169,25 @@ TEST_F(Output, StandardOutputIsNotClosedWithTheLog)
     EXPECT_EQ(logfile, stderr);
     EXPECT_EQ(fflush(stdout), 0);
     EXPECT_FALSE(ferror(stdout));
+}
+
+TEST_F(Output, WhatIsSavedInBulkKeepsItsPlaceInTheLog)
+{
+    std::string path = tempdir() + "/bulk.log", expected;
+    zelrun("silent=file;log " + path + ";silent-all;");
+    for (int i = 0; i < 200; ++i) {
+        std::string saved(size_t(i * 37), char('a' + i % 26)), line = "line " + std::to_string(i) + "\n";
+        fbuf_write(saved.data(), saved.size());
+        joinem(line.c_str(), nullptr);
+        expected += saved + line;
+    }
+    fbuf_write("end\n", 4);
+    zelrun("log/;");
+    EXPECT_TRUE(readfile(path) == expected + "end\n");
+    zelrun("log " + path + ";");
+    fbuf_flush();
+    flushlog();
+    EXPECT_EQ(readfile(path).find("end"), std::string::npos) << "nothing is written twice";
 }
 
 TEST_F(Output, LogHoldsGlyphsAsUtf8AlsoAcrossItsBuffer)
@@ -415,11 +435,105 @@ TEST_F(Output, RealTablesHonourThePrecision)
 TEST_F(Output, OptionalTablesAreOneElementALineWithATab)
 {
     strcpy(tabletitle, "Lengths");
-    std::vector<int> values = { 5, -1, 70 };
-    EXPECT_EQ(printed([&] { printable_optional(values.data(), 3); }), "Lengths\n0\t5\n2\t70\n");
+    std::vector<int> values = { 5, -1, 70, -4, -5 };
+    EXPECT_EQ(printed([&] { printable_optional(values.data(), 5); }), "Lengths\n0\t 5\n2\t70\n3\t -\n4\t *\n");
     std::vector<double> reals = { 0.5, -1.0, 2.25 };
     table_precision = 2;
     EXPECT_EQ(printed([&] { printable_optional_floats(reals.data(), 3); }), "Lengths\n0\t0.50\n2\t2.25\n");
+}
+
+static std::vector<std::string> inlines(const std::string &text)
+{
+    std::vector<std::string> lines;
+    for (size_t at = 0, end; (end = text.find('\n', at)) != std::string::npos; at = end + 1) lines.push_back(text.substr(at, end - at));
+    return lines;
+}
+
+TEST_F(Output, OptionalTablesLineUpAndHoldEveryValue)
+{
+    std::mt19937 random(6);
+    initialize_winbufsiz(2000);
+    for (int rows : { 1, 2, 10, 11, 99, 100, 101, 1000, 10000 }) {
+        std::vector<int> values;
+        std::map<int, std::string> expected, found;
+        for (int i = 0; i < rows; ++i) {
+            values.push_back(random() % 4 ? int(random() % (1u << random() % 31)) : -1);
+            if (values.back() >= 0) expected[i] = std::to_string(values.back());
+        }
+        size_t width = 0;
+        for (const std::string &line : inlines(printed([&] { printable_optional(values.data(), rows); }))) {
+            size_t tab = line.find('\t');
+            EXPECT_EQ(tab, std::to_string(rows - 1).size());
+            if (!width) width = line.size();
+            EXPECT_EQ(line.size(), width);
+            std::string value = line.substr(tab + 1);
+            found[std::stoi(line)] = value.substr(value.find_first_not_of(' '));
+        }
+        EXPECT_EQ(found, expected) << rows << " rows";
+    }
+    initialize_winbufsiz(250);
+}
+
+static const char *namedmatrix =
+    "xread 4 5 a 0000 b 0011 c 0111 d 1111 e 1101 ; cnames {0 wing ; {1 h\u00e9mi\u00e8dre ; "
+    "{3 a_name_so_long_that_no_table_could_ever_show_all_of_it ; ; cnames = ;";
+
+TEST_F(Output, CharactersWithNamesAreShownByNameAndLineUp)
+{
+    zelrun(namedmatrix);
+    ASSERT_FALSE(zelfailed());
+    std::vector<int> values = { 5, 12, 7, 300 };
+    auto table = [&](auto print) { return printed([&] { ischartable = 1; print(values.data(), 4); ischartable = 0; }); };
+    std::string cut = "a_name_so_long_that_no_table_could_ever_";
+    ASSERT_EQ(cut.size(), 40u);
+    auto padded = [](const std::string &name, size_t shown) { return name + std::string(40 - shown, ' '); };
+    EXPECT_EQ(table(printable_default), "0  " + padded("wing", 4) + "    5\n1  " + padded("h\u00e9mi\u00e8dre", 8) + "   12\n2  " +
+                                        padded("", 0) + "    7\n3  " + cut + "  300\n");
+    EXPECT_EQ(table(printable_optional), "0\t" + padded("wing", 4) + "\t  5\n1\t" + padded("h\u00e9mi\u00e8dre", 8) + "\t 12\n2\t" +
+                                         padded("", 0) + "\t  7\n3\t" + cut + "\t300\n");
+    EXPECT_EQ(inlines(printed([&] { printable_default(values.data(), 4); })).size(), 2u) << "rows that are not characters";
+    zelrun("cnames - ;");
+    EXPECT_EQ(inlines(table(printable_default)).size(), 2u) << "names not in use";
+    EXPECT_EQ(table(printable_optional), "0\t  5\n1\t 12\n2\t  7\n3\t300\n");
+    zelrun("xwipe;");
+}
+
+static int polls, escat;                 // which poll finds Esc pressed
+TEST_F(Output, ALongTableStopsAtOnceOnEsc)
+{
+    static std::vector<int> values(10000, 7);
+    auto key = window.zel_app_window_getKeyPressed;
+    window.zel_app_window_getKeyPressed = [] { return ++polls == escat ? KEY_ESC : 0; };
+    for (auto print : { printable_default, printable_optional })
+        for (int at : { 1, 5, 900 }) {
+            polls = 0;
+            escat = at;
+            static void (*table)(const int *, int);
+            table = print;
+            std::string text = printed([] { EXPECT_FALSE(safecall([] { table(values.data(), int(values.size())); })); });
+            EXPECT_EQ(inlines(text).size(), size_t(at) + 1) << text.substr(0, 200);
+            EXPECT_EQ(inlines(text).back(), "User interrupt... ");
+        }
+    breakable = 0;
+    polls = 0;
+    EXPECT_EQ(inlines(printed([] { printable_default(values.data(), 100); })).size(), 11u);
+    EXPECT_EQ(polls, 0);
+    breakable = 1;
+    window.zel_app_window_getKeyPressed = key;
+}
+
+TEST_F(Output, PrecisionReachesBremerSupportsOnlyUnderImpliedWeights)
+{
+    EXPECT_EQ(bremer_precision, 0);
+    zelrun("tables/3;");
+    EXPECT_EQ(bremer_precision, 0);
+    dopiwe = 1;
+    zelrun("tables/4;");
+    dopiwe = 0;
+    EXPECT_EQ(bremer_precision, 4);
+    set_bremer_precision(0);
+    zelrun("tables/x;");
+    EXPECT_EQ(table_precision, 0) << "no number sets 0";
 }
 
 TEST_F(Output, TablesCommandChoosesFormAndPrecision)

@@ -4,6 +4,11 @@
 #include "kernel/window.h"
 #include "zeltest.h"
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 class TextBuffer : public testing::Test {
 protected:
@@ -372,3 +377,122 @@ TEST_F(TextBuffer, SvtxtRefusesLinesThatDoNotExistAndNeedsALog)
     EXPECT_NE(zelrun("svtxt 2 1;").find("lines in display buffer"), std::string::npos);
     zelrun("log/;");
 }
+
+// All that the store holds, printed by svtxt, is the end of what was written, whatever was written.
+TEST_F(TextBuffer, SvtxtGivesBackExactlyWhatWasPrinted)
+{
+    std::mt19937 random(11);
+    std::string path = tempdir() + "/same.log";
+    for (int compressed : { 1, 0 })
+        for (int kilobytes : { 10, 11, 25, 60 })
+            for (int texts : { 1, 30, 400, 2000 }) {
+                pressbuff = compressed;
+                ASSERT_TRUE(initialize_winbufsiz(kilobytes));
+                std::string all;
+                for (int i = 0; i < texts; ++i) {
+                    std::string text = randomtext(random, 60);
+                    spewtogil(text.c_str());
+                    all += text;
+                }
+                spewtogil("\n");
+                all += "\n";
+                checktextbuf();
+                size_t lines = size_t(WINBUFSIZ());
+                zelrun("silent=all;log " + path + ";svtxt;log/;silent-all;");
+                ASSERT_FALSE(zelfailed());
+                std::string saved = readfile(path);
+                EXPECT_EQ(size_t(std::count(saved.begin(), saved.end(), '\n')), lines);
+                ASSERT_TRUE(endswith(all, saved)) << kilobytes << " KB, " << texts << " texts";
+                if (all.size() < size_t(kilobytes) * 1024 - 2) EXPECT_EQ(saved.size(), all.size());
+                else EXPECT_GT(saved.size(), size_t(kilobytes) * 512) << "most of the area is in use";
+            }
+}
+
+TEST_F(TextBuffer, SearchBeginsWhereItIsToldTo)
+{
+    ASSERT_TRUE(initialize_winbufsiz(50));
+    for (int i = 0; i < 10; ++i) spewtogil(i % 4 == 1 ? "a Taxon\n" : "nothing\n");
+    search_from(2);
+    EXPECT_EQ(search_text_buffer("taxon", false), 5);
+    search_from(-3);
+    EXPECT_EQ(search_text_buffer("taxon", false), 1);
+    search_from(99);
+    EXPECT_EQ(search_text_buffer("taxon", false), -1);
+    EXPECT_TRUE(txmatch("The Genus", "gen"));
+    EXPECT_FALSE(txmatch("The Genus", "gens"));
+}
+
+TEST_F(TextBuffer, TxtsizeTellsSizeAndUse)
+{
+    EXPECT_EQ(zelrun("cls;txtsize;"), "Text buffer: 250 Kb (0% of buffer in use)\n");
+    zelrun("cls;");
+    for (int i = 0; i < 5; ++i) spewtogil((std::string(100, 'x') + "\n").c_str());
+    zelrun(";");
+    EXPECT_EQ(zelrun("txtsize/;"), "Buffer (250 Kb) occupies ca. 1 Kbytes on disk\nText buffer: 250 Kb (0% of buffer in use)\n");
+}
+
+TEST_F(TextBuffer, LargeSizesAreWarnedOfOnceAndAllSizesOfTheClearing)
+{
+    static std::vector<std::string> asked;
+    auto box = window.messagebox;
+    window.messagebox = [](const char *, const char *text, int) { asked.push_back(text); return 1; };
+    const std::string large = "Large buffer sizes (above 1,000 Kb) can cause\nthe screen to flicker on display\n\n"
+                              "Consider using a log file instead of a large buffer \n\nContinue?",
+                      clearing = "Changing size of text-buffer will clear all buffer contents \n\nContinue?";
+    warning = 1;
+    struct { const char *size; std::vector<std::string> asks; int kilobytes; } expected[] = {
+        { "1001", { large, clearing }, 1001 }, { "1000", { clearing }, 1000 }, { "9", { clearing }, 1000 }, { "0", {}, 1000 },
+    };
+    for (auto &e : expected) {
+        asked.clear();
+        zelrun("txtsize " + std::string(e.size) + ";");
+        EXPECT_EQ(asked, e.asks) << e.size;
+        EXPECT_EQ(give_display_buffer_size(), e.kilobytes);
+    }
+    warning = 0;
+    window.messagebox = box;
+}
+
+#ifndef __SANITIZE_ADDRESS__
+// In a process of its own that gets no more memory, and whose blocks of the size of a small buffer are
+// all taken.  What it printed is read before it ends.
+static std::string withoutmemory(bool evensmall)
+{
+    std::string path = tempdir() + "/nomemory";
+    pid_t child = fork();
+    if (!child) {
+        zelrun("cls;");
+        rlimit none = { 0, RLIM_INFINITY };
+        setrlimit(RLIMIT_AS, &none);
+        std::vector<void *> taken;
+        if (evensmall) {
+            taken.reserve(100000);
+            for (size_t size : { size_t(1) << 20, size_t(10240), size_t(4096) })
+                for (void *p; (p = malloc(size)) && taken.size() < 100000; ) taken.push_back(p);
+        }
+        static textcursor at;
+        static std::string text;
+        window.zel_app_window_updateBuffer = [](const char *) { readnewtext(&at, &text); };
+        readnewtext(&at, &text);
+        text.clear();
+        bool done = initialize_winbufsiz(1000000);
+        spewtogil("");
+        for (void *p : taken) free(p);
+        text += done ? "done" : "failed";
+        text += " " + std::to_string(give_display_buffer_size());
+        FILE *f = fopen(path.c_str(), "w");
+        fputs(text.c_str(), f);
+        fclose(f);
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    return readfile(path);
+}
+
+TEST_F(TextBuffer, WithoutMemoryASmallerBufferIsTriedAndElseTheOldOneStays)
+{
+    std::string first = "Not enough memory to allocate display buffer.\nWill attempt to allocate a smaller buffer. \n";
+    EXPECT_EQ(withoutmemory(false), first + "done 10");
+    EXPECT_EQ(withoutmemory(true), first + "Can't allocate small buffer. Free memory and re-try. \nfailed 250");
+}
+#endif

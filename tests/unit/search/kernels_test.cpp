@@ -22,6 +22,8 @@ struct rows {
     int lef[NODES] = { -1, -1, -1, -1, -1, 0, 1, 2, 3 }, rig[NODES] = { -1, -1, -1, -1, -1, 6, 7, 8, 4 };
     int path[NODES], stack[NODES], isinclu[NODES] = {}, dirtylist[4], dirty[4] = {}, lowcell[4], hicell[4];
     savedblock log[400];
+    int64_t fieldfits[ROW * 16];
+    uint32_t fieldsteps[ROW * 16] = {};
     evaldata d = {};
 
     uint32_t *dn(int n) { return walk + n * 3 * ROW; }
@@ -47,7 +49,8 @@ struct rows {
             low[c] = ~tops;
             shift[c] = uint32_t(bits[c] - 1);
             cellwts[c] = kind == KW_UNIT ? 1 : rng() % 7 + 1;
-            for (int f = 0; f < 16; ++f) fieldwts[c * 16 + f] = kind == KW_FIELD ? rng() % 9 + 1 : cellwts[c];
+            for (int f = 0; f < 16; ++f) fieldwts[c * 16 + f] = kind >= KW_FIELD ? rng() % 9 + 1 : cellwts[c];
+            for (int f = 0; f < 16; ++f) fieldfits[c * 16 + f] = fieldwts[c * 16 + f];
         }
         for (int t = 0; t < TAXA; ++t)
             for (c = 0; c < cells; ++c) dn(t)[c] = randomsets(rng, bits[c]);
@@ -59,6 +62,8 @@ struct rows {
         d.shift = shift;
         d.cellwts = cellwts;
         d.fieldwts = fieldwts;
+        d.fieldfits = fieldfits;
+        d.fieldsteps = fieldsteps;
         d.walk = walk;
         d.branch = branch;
         d.ntax = TAXA;
@@ -212,12 +217,13 @@ TEST(Kernels, AScanFindsWhatChecksOneByOneFind)
             for (int i = 0; i < n; ++i) {
                 long s = r.steps(r.dn(0), r.branch + list[i] * ROW);
                 if (s > bound) continue;
-                int steps = -1, at = k.scan[kind](&r.d, r.dn(0), r.branch, list, next, n, bound, &steps);
+                long steps = -1;
+                int at = k.scan[kind](&r.d, r.dn(0), r.branch, list, next, n, bound, &steps);
                 ASSERT_EQ(at, i);
                 EXPECT_EQ(steps, s);
                 next = i + 1;
             }
-            int steps;
+            long steps;
             EXPECT_EQ(k.scan[kind](&r.d, r.dn(0), r.branch, list, next, n, bound, &steps), n);
         });
     });
@@ -232,7 +238,10 @@ TEST(Kernels, BothPassesOfATreeGiveTheSetsOfTheFormulas)
             auto fast = std::make_unique<rows>(r);
             fast->d.walk = fast->walk;
             fast->d.branch = fast->branch;
-            EXPECT_EQ(k.down[kind](&fast->d, order, 4), steps);
+            fast->d.fieldsteps = fast->fieldsteps;
+            long found = k.down[kind](&fast->d, order, 4);
+            for (int f = 0; f < ROW * 16; ++f) found += long(fast->fieldsteps[f]) * fast->fieldwts[f];
+            EXPECT_EQ(found, steps);
             k.up(&fast->d, order, 4, 1);
             for (int n = 0; n < NODES; ++n)
                 for (int c = 0; c < r.cells; ++c) {
@@ -251,6 +260,7 @@ TEST(Kernels, PaddingStaysFullAndTailsSpoilNothing)
             auto fast = std::make_unique<rows>(r);
             fast->d.walk = fast->walk;
             fast->d.branch = fast->branch;
+            fast->d.fieldsteps = fast->fieldsteps;
             k.down[kind](&fast->d, order, 4);
             k.up(&fast->d, order, 4, 1);
             for (int n = 0; n < NODES; ++n)

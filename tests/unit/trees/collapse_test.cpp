@@ -39,7 +39,7 @@ static std::vector<branch> allbranches(const data &m, const tree &t)
             for (int n = t.taxa; n < t.nodes(); ++n) {
                 states[n] |= 1u << state[n];
                 if (n == t.root()) continue;
-                int changes = plain::change(m.additive[c], state[t.anc[n]], state[n]);
+                int changes = plain::change(m, c, state[t.anc[n]], state[n]);
                 least[n] = std::min(least[n], changes), most[n] = std::max(most[n], changes);
             }
         });

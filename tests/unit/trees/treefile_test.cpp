@@ -390,6 +390,7 @@ TEST(Treebuf, GrowsWhileTreesAreReadAndKeepsThemWithTheirGroups)
     EXPECT_EQ(treesinmemory(), trees);
     std::vector<uint8_t> keep(40);
     for (int t = 0; t < 40; ++t) keep[t] = t % 3 == 0 ? LISTED : t % 3 == 1 ? UNLISTED : 0;
+    treegroupdef[1] = 1u << 8;
     add_to_treegroup(9, 40);
     effect_tree_choice(keep.data());
     std::vector<tree> third;

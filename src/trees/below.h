@@ -1,0 +1,7 @@
+// trees/below.h: what trees calls in the folders below it, by plain declaration.
+#pragma once
+
+// diagrams
+extern char treetitle[520];                      // line shown before the next diagram
+void drawtree(const int *tree, int start);       // the part of the tree above node start, in characters
+void reset_nodmsg();                             // no texts at nodes, no title waiting

@@ -1,0 +1,102 @@
+// The expansive rule: a tree with branches of minimum length 0 becomes all those trees in which no
+// more of them can be removed without making the tree longer.
+#include <algorithm>
+#include <cstring>
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/driver.h"
+#include "trees/collapse.h"
+#include "trees/lightopt.h"
+#include "trees/treemodel.h"
+
+static int *nutree, *ttt, *coli;      // the tree with nodes removed; the tree worked on; its nodes to remove
+static int *clist, totno;             // nodes that may go
+static double dicle;                  // length not to pass
+constexpr double SAMELENGTH = 1e-7;
+
+static double lengthwithout()
+{
+    std::memcpy(nutree, ttt, size_t(nodz) * sizeof(int));
+    delnodz(nutree, coli);
+    return packdownpass(nutree);
+}
+
+static bool fits() { return lengthwithout() <= dicle + SAMELENGTH; }
+
+// Nothing that was left can be removed as well.
+static bool ismaximal()
+{
+    for (int i = 0; i < totno; ++i) {
+        if (coli[clist[i]]) continue;
+        coli[clist[i]] = 1;
+        bool more = fits();
+        coli[clist[i]] = 0;
+        if (more) return false;
+    }
+    return true;
+}
+
+// Each node in turn is taken out and left in.  Trees never get shorter when more is taken out, so
+// whatever is too long already leads nowhere.
+static int recucol(bool (*keep)(const int *tree))
+{
+    int found = 0, at = 0;
+    uint8_t *state = zlo<uint8_t>(totno + 1);        // of each node: 0 not tried, 1 out, 2 in
+    while (at >= 0) {
+        if (at == totno) {
+            if (ismaximal()) {
+                lengthwithout();
+                ++found;
+                if (!keep(nutree)) return found;
+            }
+            --at;
+            continue;
+        }
+        int node = clist[at];
+        if (state[at] == 0) {
+            intrupt(1);
+            state[at] = 1;
+            coli[node] = 1;
+            if (fits()) {
+                state[++at] = 0;
+                continue;
+            }
+        }
+        coli[node] = 0;
+        if (state[at] == 1) {
+            state[at] = 2;
+            state[++at] = 0;
+            continue;
+        }
+        --at;
+    }
+    return found;
+}
+
+int expand_by_rule_4(const int *tree, bool (*keep)(const int *tree))
+{
+    char *here = lomark();
+    struct putback {
+        collapser rule = mark_supported;
+        ~putback() { mark_supported = rule; }
+    } guard;
+    ttt = lo<int>(nodz);
+    nutree = lo<int>(nodz);
+    clist = lo<int>(nodz);
+    coli = zlo<int>(nodz);
+    std::memcpy(ttt, tree, size_t(nodz) * sizeof(int));
+    dicle = packdownpass(ttt);
+    mark_supported = rule_ambiguous;
+    mark_unsupported(ttt, coli);
+    delnodz(ttt, coli);
+    dicle = std::max(dicle, packdownpass(ttt));
+    mark_supported = rule_1;
+    mark_unsupported(ttt, coli);
+    totno = 0;
+    for (int n = ttt[nt] - 1; n > nt; --n)
+        if (coli[n] && ttt[n] != nt) clist[totno++] = n;
+    std::fill(coli, coli + nodz, 0);
+    int found = recucol(keep);
+    loset(here);
+    return found;
+}

@@ -1,0 +1,210 @@
+// slowtest.h: random data of every kind that the packed image can hold, step matrices and continuous
+// characters among them, and their plain scores.
+#pragma once
+#include "packed.h"
+#include "trees/implied.h"
+#include <bit>
+
+namespace mixed {
+
+using ranges = std::vector<std::pair<long, long>>;          // thousandths, a taxon; 0 to 65535 is missing
+
+struct data {
+    plain::data m;                                          // discrete characters, after the continuous ones
+    std::vector<ranges> cont;
+    std::vector<int> contweight;
+};
+
+constexpr std::pair<long, long> UNKNOWN = { 0, 65535 };
+
+inline std::string thousandths(long x)
+{
+    char text[32];
+    snprintf(text, sizeof text, "%ld.%03ld", x / 1000, x % 1000);
+    return text;
+}
+
+inline std::string readtext(const data &d)
+{
+    if (d.cont.empty()) return plain::readtext(d.m);
+    int taxa = d.m.taxa, conts = int(d.cont.size());
+    std::string s = "nstates num 32;\nxread " + std::to_string(conts + d.m.chars) + " " + std::to_string(taxa) + "\n&[cont]\n";
+    for (int t = 0; t < taxa; ++t) {
+        s += "t" + std::to_string(t);
+        for (const ranges &r : d.cont)
+            s += r[t] == UNKNOWN ? " ?" : " " + thousandths(r[t].first) + "-" + thousandths(r[t].second);
+        s += "\n";
+    }
+    if (d.m.chars) s += "&[num]\n";
+    for (int t = 0; t < taxa && d.m.chars; ++t) {
+        s += "t" + std::to_string(t) + " ";
+        for (int c = 0; c < d.m.chars; ++c) s += plain::celltext(d.m.cells[t][c]);
+        s += "\n";
+    }
+    s += ";\n";
+    for (int c = 0; c < conts; ++c) s += "ccode /" + std::to_string(d.contweight[c]) + " " + std::to_string(c) + ";\n";
+    return s + plain::settings(d.m, conts) + "procedure/;\n";
+}
+
+inline long contsteps(const data &d, const plain::tree &t, int c) { return plain::farris(d.cont[c], t); }   // of a binary tree
+
+inline double length(const data &d, const plain::tree &t)
+{
+    long thousand = 1000 * plain::length(d.m, t);
+    for (size_t c = 0; c < d.cont.size(); ++c) thousand += d.contweight[c] * contsteps(d, t, int(c));
+    return double(thousand) / 1000;
+}
+
+// Score under implied weights: an additive character by its thresholds.  Minima are the program's: what
+// is at issue is the count of steps and what becomes of it.
+inline double thresholdfit(const plain::data &m, const plain::tree &t, int c, int base)
+{
+    uint32_t all = 0;
+    for (int n = 0; n < m.taxa; ++n)
+        if (m.taxactive[n] && m.cells[n][c] != plain::ANY) all |= m.cells[n][c];
+    double sum = 0;
+    for (int s = 0; s < 31; ++s) {
+        if (!(all & ((2u << s) - 1)) || !(all >> s >> 1)) continue;
+        plain::data one = plain::blankmatrix(m.taxa, 1);
+        for (int n = 0; n < m.taxa; ++n) {
+            uint32_t x = m.cells[n][c];
+            if (x != plain::ANY) one.cells[n][0] = (x & ((2u << s) - 1) ? 1 : 0) | (x >> s >> 1 ? 2 : 0);
+        }
+        sum += charfit(0, std::max(0, plain::steps(one, t, 0) + base - 1));
+    }
+    return sum;
+}
+
+inline double fits(const data &d, const plain::tree &t)
+{
+    double sum = 0;
+    int conts = int(d.cont.size());
+    for (int c = 0; c < d.m.chars; ++c) {
+        if (!d.m.active[c] || !d.m.weight[c]) continue;
+        const charrec &r = charcodes[conts + c];
+        double fit = 0;
+        if (d.m.additive[c] && !d.m.bycosts(c)) fit = thresholdfit(d.m, t, c, r.internal_steps);
+        else {
+            uint32_t all = 0;
+            for (int n = 0; n < d.m.taxa; ++n)
+                if (d.m.taxactive[n] && d.m.cells[n][c] != plain::ANY) all |= d.m.cells[n][c];
+            bool binary = !d.m.bycosts(c) && std::popcount(all) == 2;            // counted as one threshold
+            double h = plain::steps(d.m, t, c) + r.internal_steps - (binary ? 1 : minimum_for_fit(conts + c));
+            fit = charfit(conts + c, std::max(0.0, h));
+        }
+        sum += d.m.weight[c] * fit;
+    }
+    for (int c = 0; c < conts; ++c)
+        sum += d.contweight[c] * charfit(c, std::max(0.0, double(contsteps(d, t, c)) / 1000 + charcodes[c].internal_steps - minimum_for_fit(c)));
+    return sum;
+}
+
+enum costkind { ANYCOSTS, SYMMETRIC, ASYMMETRIC, IRREVERSIBLE, HUB, COSTKINDS };
+
+// Costs without detours that are cheaper than the direct way.
+inline std::vector<std::vector<int>> randomcosts(std::mt19937 &rng, int states, costkind kind)
+{
+    constexpr int FORBIDDEN = 32700;
+    std::vector<std::vector<int>> cost(states, std::vector<int>(states, 0));
+    if (kind == ANYCOSTS) kind = costkind(1 + plain::below(rng, COSTKINDS - 1));
+    for (int a = 0; a < states; ++a)
+        for (int b = 0; b < states; ++b) {
+            if (a == b) continue;
+            if (kind == IRREVERSIBLE) cost[a][b] = a < b ? b - a : FORBIDDEN;
+            else if (kind == HUB) cost[a][b] = a && b ? 2 : 1;
+            else cost[a][b] = 1 + plain::below(rng, 6);
+            if (kind == SYMMETRIC && b < a) cost[a][b] = cost[b][a];
+        }
+    for (int k = 0; k < states; ++k)
+        for (int a = 0; a < states; ++a)
+            for (int b = 0; b < states; ++b) cost[a][b] = std::min(cost[a][b], cost[a][k] + cost[k][b]);
+    return cost;
+}
+
+struct kind {
+    const char *what;
+    plain::mix mix;
+    int matrices;                 // percent of the discrete characters
+    costkind costs;
+    int conts;                    // continuous characters
+};
+
+inline const kind kinds[] = {
+    { "unordered states",         { 8,  8,  10, 0,  0,  0,  0,  1, 1 },  0,   ANYCOSTS,     0 },
+    { "additive and weights",     { 16, 16, 10, 20, 50, 10, 15, 4, 0 },  0,   ANYCOSTS,     0 },
+    { "many states",              { 32, 32, 10, 10, 0,  0,  0,  2, 2 },  0,   ANYCOSTS,     0 },
+    { "symmetric costs",          { 8,  4,  10, 10, 0, 0, 0, 1, 1 },    100, SYMMETRIC,    0 },
+    { "asymmetric costs",         { 8,  4,  10, 10, 0, 0, 0, 1, 1 },    100, ASYMMETRIC,   0 },
+    { "irreversible",             { 8,  5,  10, 0,  0, 0, 0, 1, 1 },    100, IRREVERSIBLE, 0 },
+    { "a cheap state between",    { 8,  6,  20, 0,  0, 0, 0, 1, 1 },    100, HUB,          0 },
+    { "costs and weights",        { 16, 9,  10, 10, 30, 10, 15, 6, 0 }, 40,  ANYCOSTS,     0 },
+    { "continuous only",          { 32, 2,  10, 0,  0, 0, 0, 1, 1 },    0,   ANYCOSTS,     7 },
+    { "continuous and others",    { 32, 6,  10, 10, 30, 10, 15, 4, 1 }, 0,   ANYCOSTS,     3 },
+    { "everything",               { 32, 12, 10, 10, 30, 10, 15, 3, 0 }, 30,  ANYCOSTS,     5 },
+};
+
+inline data random(std::mt19937 &rng, int taxa, int chars, const kind &k)
+{
+    data d;
+    d.m = plain::randommatrix(rng, taxa, chars, k.mix);
+    d.m.costs.resize(chars);
+    for (int c = 0; c < chars; ++c)
+        if (plain::chance(rng, k.matrices)) d.m.costs[c] = randomcosts(rng, std::max(2, plain::statesof(d.m, c)), k.costs);
+    for (int c = 0; c < k.conts; ++c) {
+        ranges r(taxa, UNKNOWN);
+        bool coarse = plain::chance(rng, 40);                // ties
+        for (auto &x : r) {
+            if (plain::chance(rng, 10)) continue;
+            x.first = x.second = coarse ? 1000 * plain::below(rng, 6) : plain::below(rng, 65000);
+            if (plain::chance(rng, 30)) x.second = std::min(65000L, x.first + plain::below(rng, 5000));
+        }
+        d.cont.push_back(r);
+        d.contweight.push_back(1 + plain::below(rng, k.mix.maxweight));
+    }
+    return d;
+}
+
+// Reads and packs.
+struct packing {
+    explicit packing(const data &d, const std::string &settings = "")
+    {
+        std::string said = zelrun("procedure " + writefile("mixed.xread", readtext(d)) + ";" + settings);
+        if (zelfailed()) ADD_FAILURE() << said;
+        if (dopiwe) set_fit_minima();
+        schpack();
+        checkpack();
+    }
+    ~packing()
+    {
+        clusters_on = 0;
+        unpack_trees();
+        wipetag(&schtag);
+    }
+};
+
+// Implied weights for the while of a test.
+struct weighting {
+    explicit weighting(const std::string &settings = "piwe=3;")
+    {
+        std::string said = zelrun(settings);
+        if (zelfailed()) ADD_FAILURE() << said;
+    }
+    ~weighting() { zelrun("piwe-;"); }
+};
+
+template<class F> void each(unsigned seed, int trials, int taxa, int chars, F f)
+{
+    std::mt19937 rng(seed);
+    for (const kind &k : kinds) {
+        SCOPED_TRACE(k.what);
+        for (int trial = 0; trial < trials; ++trial) {
+            data d = random(rng, taxa, chars, k);
+            packing image(d);
+            plain::tree t = plain::randomtree(rng, taxa, 0, activetaxa(d.m));
+            f(rng, d, packedtree(t));
+            if (testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+}  // namespace mixed
