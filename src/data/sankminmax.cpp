@@ -2,9 +2,9 @@
 //
 // A tree for one character can give each of its states a place of its own, so the minimum is the
 // cheapest set of changes that leads from some state to one state at least of every cell: a
-// directed Steiner tree among the states (Dreyfus & Wagner 1972), with the cells as its ends.  With
-// too many ends for that, but each of them a single state, few states are left that may or may not
-// be on the way: for each choice of them the best is a shortest arborescence (Edmonds 1967).
+// directed Steiner tree among the states (Dreyfus & Wagner 1972), with the cells as its ends.  Where
+// each end is a single state, few states are left that may or may not be on the way: for each choice
+// of them the best is a shortest arborescence (Edmonds 1967), found faster and for any number of ends.
 #include "data/minmax.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
@@ -37,25 +37,26 @@ static long steiner(const pathcosts &path, int states, const uint32_t *cells, in
 {
     char *mark = himark();
     uint32_t subsets = uint32_t{1} << n;
-    long *cost = hi<long>(size_t(subsets) * 32);         // of reaching the cells of a subset from a state
+    uint32_t *cost = hi<uint32_t>(size_t(subsets) * size_t(states));    // of reaching the cells of a subset from a state
     for (uint32_t s = 1; s < subsets; ++s) {
-        long *row = cost + size_t(s) * 32;
+        uint32_t *row = cost + size_t(s) * size_t(states);
         if (!(s & (s - 1)))
-            for (int a = 0; a < states; ++a) row[a] = reach(path, a, cells[std::countr_zero(s)]);
+            for (int a = 0; a < states; ++a) row[a] = uint32_t(reach(path, a, cells[std::countr_zero(s)]));
         else {
             long joined[32];
             for (int a = 0; a < states; ++a) {
                 joined[a] = NEVER;
                 for (uint32_t part = (s - 1) & s; part; part = (part - 1) & s)
-                    joined[a] = std::min(joined[a], cost[size_t(part) * 32 + a] + cost[size_t(s ^ part) * 32 + a]);
+                    joined[a] = std::min(joined[a], long(cost[size_t(part) * states + a]) + cost[size_t(s ^ part) * states + a]);
             }
             for (int a = 0; a < states; ++a) {
-                row[a] = NEVER;
-                for (int b = 0; b < states; ++b) row[a] = std::min(row[a], path.of[a][b] + joined[b]);
+                long least = NEVER;
+                for (int b = 0; b < states; ++b) least = std::min(least, path.of[a][b] + joined[b]);
+                row[a] = uint32_t(least);
             }
         }
     }
-    long *all = cost + size_t(subsets - 1) * 32;
+    uint32_t *all = cost + size_t(subsets - 1) * size_t(states);
     long best = *std::min_element(all, all + states);
     hiset(mark);
     return best;
@@ -171,8 +172,9 @@ void sankminmax(int c, const uint32_t *cells, int n, long *least, long *most)
     uint32_t ends = 0;
     for (int i = 0; i < m; ++i) ends |= kinds[i];
     uint32_t between = (~uint32_t{0} >> (32 - states)) & ~ends;
-    if (m <= EXACTCELLS) *least = steiner(path, states, kinds, m);
-    else if (std::popcount(ends) == m && std::popcount(between) <= MOSTBETWEEN) *least = arborescences(path, ends, between);
+    bool single = std::popcount(ends) == m;
+    if (single && std::popcount(between) <= MOSTBETWEEN) *least = arborescences(path, ends, between);
+    else if (m <= EXACTCELLS) *least = steiner(path, states, kinds, m);
     else *least = closestfirst(path, states, kinds, m);
     hiset(mark);
 }

@@ -65,14 +65,16 @@ void clear_text_buffer()
     emptystore();
 }
 
+void *(*give_buffer_memory)(size_t bytes) = malloc;
+
 // The new store takes the place of the old one only when there is room for it, so that a failure
 // can be told.
 bool initialize_winbufsiz(int kilobytes)
 {
     for (int attempt = 0; ; ++attempt) {
         size_t bytes = size_t(kilobytes) * 1024, lines = std::max<size_t>(bytes / BYTESALINE, 2);
-        char *area = static_cast<char *>(malloc(bytes));
-        char **starts = static_cast<char **>(malloc((lines + 2) * sizeof *starts));
+        char *area = static_cast<char *>(give_buffer_memory(bytes));
+        char **starts = static_cast<char **>(give_buffer_memory((lines + 2) * sizeof *starts));
         if (area && starts) {
             free(bgilspace);
             free(gilspace);

@@ -14,6 +14,7 @@ extern const char *gil[GILROWS];     // line pointers of the current screen
 
 inline int WINBUFSIZ() { return atlin - starlin; }   // lines stored
 
+extern void *(*give_buffer_memory)(size_t bytes);   // malloc; null when there is none
 bool initialize_winbufsiz(int kilobytes);   // (re)allocates the store; false when even a small one fails
 void spewtogil(const char *text);
 void clear_text_buffer();

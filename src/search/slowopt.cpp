@@ -8,6 +8,8 @@
 #include <cstring>
 
 double clipslack;
+static double stopslack;         // the same with each character at the root best for it: a check that is under way may yet come down by it
+static double *gains;            // per field, at that root
 
 static int uprow;                        // entries of a row of U or V: costs, lower bounds, upper bounds
 static int *outrows, *branchings;        // U, or what lies beyond a node of the clip; V, or W
@@ -36,7 +38,7 @@ static int *rootof(int k)   { return rootclus + size_t(k) * uprow; }
 
 void slowmem()
 {
-    clipslack = 0;
+    clipslack = stopslack = 0;
     clipnode = -1;
     serial = 1;
     uprow = sankrow + 2 * controw;
@@ -56,6 +58,7 @@ void slowmem()
     fits = zlo<long>(nsank + num_cont);
     takensteps = zlo<long>(nsank + num_cont);
     taken = false;
+    gains = lo<double>(nsank);
     placecosts = lo<double>(2 * (nsank + num_cont));
     finalsets = lo<uint32_t>(nodes * nsank);
     finalranges = lo<int>(nodes * 2 * controw);
@@ -121,7 +124,7 @@ double slowfirstpass()
 {
     if (!have_unpacked) return 0;
     clipnode = -1;
-    clipslack = 0;
+    clipslack = stopslack = 0;
     ++serial;
     std::fill(steps, steps + nsank + num_cont, 0L);
     taken = false;
@@ -198,7 +201,7 @@ void slowafterclip(int s, int x)
     nchanges = nold = 0;
     redoupward(swaptree[s], true);
     clipnode = x;
-    clipslack = 0;
+    clipslack = stopslack = 0;
     ++serial;
 }
 
@@ -207,7 +210,7 @@ void slowafterjoin(int a)
 {
     if (!have_unpacked) return;
     clipnode = -1;
-    clipslack = 0;
+    clipslack = stopslack = 0;
     ++serial;
     if (a == ntax) return;
     for (int k = 0; k < nsank; ++k) recost(a, sankfields[k], false);
@@ -228,7 +231,7 @@ void slowrestore()
 {
     if (!have_unpacked) return;
     clipnode = -1;
-    clipslack = 0;
+    clipslack = stopslack = 0;
     ++serial;
     if (taken) changesteps(takensteps, 1);
     taken = false;
@@ -400,7 +403,7 @@ static void comparesteps(const int *root, const int *dest)
     bool bounded = movebound < NOBOUND;
     long sum = long(movesteps) * 1000;
     long limit = bounded ? long(std::floor(movebound * THOUSAND + ROUNDING)) : NOLIMIT;
-    long stop = limit + long(clipslack * THOUSAND);
+    long stop = limit + long(stopslack * THOUSAND);
     for (int k = 0; k < nsank; ++k) {
         const sankfield &f = sankfields[k];
         sum += 1000L * indcc[f.record].weight * leastsum(f, root, dest);
@@ -423,7 +426,7 @@ static long addedsteps(int i, const int *root, const int *dest)
 static void comparefits(const int *root, const int *dest)
 {
     bool bounded = movebound < NOBOUND;
-    long sum = infitunits(movesteps), limit = bounded ? infitunits(movebound) : NOLIMIT, stop = limit + infitunits(clipslack);
+    long sum = infitunits(movesteps), limit = bounded ? infitunits(movebound) : NOLIMIT, stop = limit + infitunits(stopslack);
     for (int i = 0; i < nsank + num_cont && sum <= stop; ++i)
         if (long n = addedsteps(i, root, dest)) sum += fitat(i, steps[i] + n) - fits[i];
     moveok = sum <= limit;
@@ -505,11 +508,12 @@ void slowpairs(int c, int a, int b)
 // Rooted elsewhere, a clip may have fewer changes within: by how much at most.
 void findclipslack()
 {
-    clipslack = 0;
+    clipslack = stopslack = 0;
     if (!asymmetric_fields || clipnode < ntax || !clusters_on) return;
     int n = 0, *list = reoplist;
     list[n++] = lef[clipnode];
     list[n++] = rig[clipnode];
+    std::fill(gains, gains + nsank, 0.0);
     for (int i = 0; i < n; ++i) {
         const int *row = rootrow(list[i]);
         double gain = 0;
@@ -517,7 +521,9 @@ void findclipslack()
             const sankfield &f = sankfields[k];
             int least = *std::min_element(row + f.at, row + f.at + f.states);
             if (least >= 0) continue;
-            gain += dopiwe ? double(fits[k] - fitat(k, steps[k] + least)) / FITUNIT : -double(indcc[f.record].weight) * least;
+            double here = dopiwe ? double(fits[k] - fitat(k, steps[k] + least)) / FITUNIT : -double(indcc[f.record].weight) * least;
+            gains[k] = std::max(gains[k], here);
+            gain += here;
         }
         clipslack = std::max(clipslack, gain);
         if (list[i] >= ntax) {
@@ -525,6 +531,7 @@ void findclipslack()
             list[n++] = rig[list[i]];
         }
     }
+    for (int k = 0; k < nsank; ++k) stopslack += gains[k];
 }
 
 // ---- Final states ----------------------------------------------------------------------------------

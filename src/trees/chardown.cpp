@@ -11,6 +11,7 @@
 // of the descendants, and its slope grows by 1 at each bound further out.  Going up, a state
 // beyond the range is followed as long as the slope is 1: to the next bound out.
 #include "trees/lightopt.h"
+#include "trees/pack.h"
 #include "trees/implied.h"
 #include <algorithm>
 #include <bit>
@@ -205,16 +206,6 @@ static uint32_t cheapest(const uint32_t *from, const uint32_t *vector, int state
     return best;
 }
 
-// The states that the root may have: those of the ancestor, where that matters and is known.
-static uint32_t rootstates(int c)
-{
-    const charrec &ch = charcodes[c];
-    uint32_t known = celldim == 1 ? ancstates1[c] : celldim == 2 ? ancstates[c] : ancstates4[c];
-    bool restricted = ch.aux_saved && ch.sankoff_kind == SANK_ASYMMETRIC && !ismissing(known);
-    known &= ~uint32_t{0} >> (32 - ch.numstates);
-    return restricted && known ? known : MISSING;
-}
-
 template<class CELL> static long downsankoff(CELL **m, int c)
 {
     uint32_t *const *costs = charcodes[c].costs;
@@ -233,7 +224,7 @@ template<class CELL> static long downsankoff(CELL **m, int c)
             least = std::min(least, vector[s]);
         }
         if (!i) {
-            uint32_t allowed = rootstates(c);
+            uint32_t allowed = rootstatesof(c);
             least = UINT32_MAX;
             for (int s = 0; s < states; ++s)
                 if (allowed >> s & 1) least = std::min(least, vector[s]);

@@ -26,9 +26,15 @@ inline std::string thousandths(long x)
 
 inline std::string readtext(const data &d)
 {
-    if (d.cont.empty()) return plain::readtext(d.m);
+    if (d.cont.empty() && d.m.rootstates.empty()) return plain::readtext(d.m);
     int taxa = d.m.taxa, conts = int(d.cont.size());
-    std::string s = "nstates num 32;\nxread " + std::to_string(conts + d.m.chars) + " " + std::to_string(taxa) + "\n&[cont]\n";
+    std::string s;
+    if (!conts) {
+        s = plain::readtext(d.m);
+        s.resize(s.rfind("procedure/;"));
+        return s + "ancstates 0." + std::to_string(d.m.chars - 1) + ";\nprocedure/;\n";
+    }
+    s = "nstates num 32;\nxread " + std::to_string(conts + d.m.chars) + " " + std::to_string(taxa) + "\n&[cont]\n";
     for (int t = 0; t < taxa; ++t) {
         s += "t" + std::to_string(t);
         for (const ranges &r : d.cont)
@@ -43,7 +49,9 @@ inline std::string readtext(const data &d)
     }
     s += ";\n";
     for (int c = 0; c < conts; ++c) s += "ccode /" + std::to_string(d.contweight[c]) + " " + std::to_string(c) + ";\n";
-    return s + plain::settings(d.m, conts) + "procedure/;\n";
+    s += plain::settings(d.m, conts);
+    if (!d.m.rootstates.empty()) s += "ancstates " + std::to_string(conts) + "." + std::to_string(conts + d.m.chars - 1) + ";\n";
+    return s + "procedure/;\n";
 }
 
 inline long contsteps(const data &d, const plain::tree &t, int c) { return plain::farris(d.cont[c], t); }   // of a binary tree
@@ -127,6 +135,7 @@ struct kind {
     int matrices;                 // percent of the discrete characters
     costkind costs;
     int conts;                    // continuous characters
+    bool rooted = false;          // the root has the states of the outgroup, where that matters
 };
 
 inline const kind kinds[] = {
@@ -136,6 +145,8 @@ inline const kind kinds[] = {
     { "symmetric costs",          { 8,  4,  10, 10, 0, 0, 0, 1, 1 },    100, SYMMETRIC,    0 },
     { "asymmetric costs",         { 8,  4,  10, 10, 0, 0, 0, 1, 1 },    100, ASYMMETRIC,   0 },
     { "irreversible",             { 8,  5,  10, 0,  0, 0, 0, 1, 1 },    100, IRREVERSIBLE, 0 },
+    { "irreversible, rooted",     { 8,  5,  10, 10, 0, 0, 0, 2, 1 },    80,  IRREVERSIBLE, 0, true },
+    { "asymmetric, rooted",       { 8,  4,  10, 10, 0, 0, 0, 1, 1 },    80,  ASYMMETRIC,   1, true },
     { "a cheap state between",    { 8,  6,  20, 0,  0, 0, 0, 1, 1 },    100, HUB,          0 },
     { "costs and weights",        { 16, 9,  10, 10, 30, 10, 15, 6, 0 }, 40,  ANYCOSTS,     0 },
     { "continuous only",          { 32, 2,  10, 0,  0, 0, 0, 1, 1 },    0,   ANYCOSTS,     7 },
@@ -150,6 +161,13 @@ inline data random(std::mt19937 &rng, int taxa, int chars, const kind &k)
     d.m.costs.resize(chars);
     for (int c = 0; c < chars; ++c)
         if (plain::chance(rng, k.matrices)) d.m.costs[c] = randomcosts(rng, std::max(2, plain::statesof(d.m, c)), k.costs);
+    for (int c = 0; c < chars && k.rooted; ++c) {
+        bool asymmetric = false;
+        if (d.m.bycosts(c))
+            for (size_t a = 0; a < d.m.costs[c].size(); ++a)
+                for (size_t b = 0; b < a; ++b) asymmetric |= d.m.costs[c][a][b] != d.m.costs[c][b][a];
+        d.m.rootstates.push_back(asymmetric ? d.m.cells[0][c] : plain::ANY);
+    }
     for (int c = 0; c < k.conts; ++c) {
         ranges r(taxa, UNKNOWN);
         bool coarse = plain::chance(rng, 40);                // ties
