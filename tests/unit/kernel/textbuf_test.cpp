@@ -470,6 +470,6 @@ static std::string withoutmemory(size_t most)
 TEST_F(TextBuffer, WithoutMemoryASmallerBufferIsTriedAndElseTheOldOneStays)
 {
     std::string first = "Not enough memory to allocate display buffer.\nWill attempt to allocate a smaller buffer. \n";
-    EXPECT_EQ(withoutmemory(20000), first + "done 10");
+    EXPECT_EQ(withoutmemory(200000), first + "done 10");
     EXPECT_EQ(withoutmemory(100), first + "Can't allocate small buffer. Free memory and re-try. \nfailed 250");
 }
