@@ -16,9 +16,11 @@
 struct grouprec {
     int32_t size;             // taxa in the group
     int32_t count;            // trees in which it was seen with support
-    uint8_t pending;          // the tree being read has not counted it yet
+    int32_t counted;          // number of the tree that counted it last; while it is not that of the tree being
+                              // read, the count is pending
     int32_t lowword, highword;// first and last word that is not 0
-    int32_t next;             // older record of the same bucket, -1 = none
+    uint32_t branching;       // bits that say which way the search goes on from here
+    int32_t next[2];          // records of the same bucket that are sought behind this one; -1 = none
 };
 
 extern int bitwords;            // words of a set of taxa
@@ -33,13 +35,15 @@ extern int storenomore;         // 1 = groups not yet in the table are dropped; 
 extern int consensus_taxa;      // taxa that take part
 extern int excluding_taxa;      // 1 = some taxa are left out, so that one tree may hold a group twice
 extern int ignore_unshared_taxa;// 1 = taxa missing from some tree are left out of all (start); 0 = compared as they stand
-extern int use_low_budget_only; // 1 = never use the table for strict consensus; starts at 0
+extern int use_low_budget_only; // 1 = never use the table for strict and majority consensus; starts at 0
 
 inline uint32_t *nodebits(int n)  { return node_bits + size_t(n) * (bitwords + 1); }
 inline uint32_t *groupbits(int g) { return group_bits + size_t(g) * (bitwords + 1); }
 
 // Takes part when the tree list is null or names the tree.
 inline bool selectedtree(const uint8_t *list, int t) { return !list || int8_t(list[t]) > 0; }
+
+int countselected(int ntrees, const uint8_t *list);
 
 // Leaves flags of the user at 1, adds 2 for taxa missing from a selected tree, sets consensus_taxa
 // and excluding_taxa; doing it again changes nothing.  Null trees: only the user's flags count.

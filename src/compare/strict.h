@@ -7,18 +7,26 @@
 // realnt_relink says that packed trees of a search are given, for the swap-collapsing rules.
 #pragma once
 #include <cstdint>
+#include "kernel/driver.h"
+#include "kernel/output.h"
+#include "trees/collapse.h"
 
 void dostrict(int *const *trees, int *result, int ntrees, const uint8_t *list, uint8_t *excluded, int realnt_relink);
 
 // The same without rows of bits: a few integers a node, whatever the number of taxa.
 void strict_on_low_budget(int *const *trees, int *result, int ntrees, const uint8_t *list, uint8_t *excluded);
 
-// Silent, uninterruptible forms for the inside of other commands.
+// The tables of groups do not fit, or the user wants none; that memory is low is said once.
+bool needslowbudget();
+
+// Inside another command nothing is said, and the user cannot stop half way.
+struct quietly {
+    int report = report_status, stoppable = breakable, collapsing = collapse_consensuses;
+    unsigned char said = silent;
+    explicit quietly(int collapse);       // 1 = collapsing by the rule in force
+    quietly(const quietly &) = delete;
+    quietly &operator=(const quietly &) = delete;
+    ~quietly();
+};
 void do_strict_for_jak(int *const *trees, int *result, int ntrees, const uint8_t *list, uint8_t *excluded, int collapsing);
 void do_strict_for_consensus_stabilization(int *const *trees, int *result, int ntrees, const uint8_t *list, uint8_t *excluded);
-
-// What a command does, before it takes memory, when trees will be collapsed for a consensus: refuses
-// the rule that cannot serve and prepares the optimization.  command names it in errors.
-void preparecollapsing(const char *command);
-
-void chktreespace();      // room for one more tree: maxtrees grows when it must; before anything is taken from the arena

@@ -11,7 +11,7 @@ extern int **mem_tree;
 extern int have_vault, max_vault_trees, trees_in_vault;   // trees put aside
 
 // trees: the tag tree
-extern char txtr_is_set, **txtrmsg;
+extern char txtdatin, **txtrmsg;
 extern int *txtr, maxtxtsz;
 
 // trees: the tree along which data were generated is kept

@@ -109,7 +109,7 @@ static modeltree gettree()
 // The tag tree, with the number at the start of each tag as the length of the branch.
 static modeltree taggedtree()
 {
-    if (!txtr_is_set) errmsg("No messages written to tree branches", nullptr);
+    if (!txtdatin) errmsg("No messages written to tree branches", nullptr);
     modeltree tree = ordered(txtr);
     tree.length.assign(size_t(nodz), 0);
     for (int n : tree.order) {

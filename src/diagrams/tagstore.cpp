@@ -18,7 +18,7 @@ char tagtitle[513];
 
 bool tagtree()
 {
-    bool is = datatag && txtr_is_set;
+    bool is = datatag && txtdatin;
     txtrsz = is ? txtr[nt] : 0;
     return is;
 }
@@ -45,7 +45,7 @@ static void settarget(const int *tree, int *where)
     reset_nodz(txtr, carried);
     for (int n = 0; n < txtr[nt]; ++n) where[carried[n]] = n;
     for (int n = 0; n < nodz; ++n) txtrmsg[n][0] = 0;
-    txtr_is_set = 1;
+    txtdatin = 1;
     txtrsz = txtr[nt];
     autost = 0;
 }

@@ -1,4 +1,4 @@
-// diagrams/tplot.cpp: the commands tplot and naked.
+// diagrams/tplot.cpp: the commands tplot, naked and lintrees.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -50,6 +50,26 @@ const comhelp nakedhelp = { "Show or hide the node numbers of tree diagrams.", n
 void nakedcom()
 {
     onoff(&nakedtree, "Naked");
+}
+
+const comhelp lintreeshelp = { "Draw trees with plain ASCII characters, or narrowly.", nullptr,
+    "  = ;   ASCII characters: - | ` , and +\n"
+    "  - ;   line glyphs (default)\n"
+    "  / ;   the opposite of now\n"
+    "  [ ;   narrow: 2 columns a step of depth\n"
+    "  ] ;   3 columns (default)\n"
+    "Without a sign, report.\n"
+    "Examples:\n"
+    "  lintrees= ; tplot 0 ; lintrees- ;\n" };
+
+void lintreescom()
+{
+    int c = peep();
+    if (c != '[' && c != ']') return onoff(&linux_trees, "ASCII trees");
+    gtnb();
+    notime();
+    narrow_tree = c == '[';
+    if (report_status) spewem("Narrow trees", narrow_tree ? "is ON" : "is OFF", nullptr);
 }
 
 // A tree whose texts were stored leaves nothing on the console.

@@ -116,7 +116,7 @@ static void checkall(exporting *e)
 {
     nodaterror("exporting data");
     if (e->data) checkdata(*e);
-    if (e->tagtree() && !txtr_is_set) errmsg("No tree-tags to save!", nullptr);
+    if (e->tagtree() && !txtdatin) errmsg("No tree-tags to save!", nullptr);
     if (e->trees && !give_trees_in_mem()) errmsg("No trees to save to NEXUS file!", nullptr);
     if (!e->type) e->type = shared_type();
 }
@@ -268,7 +268,7 @@ static void puttrees(FILE *f, const exporting &e)
     if (e.tagtree()) putonetree(f, e, txtr, 0, e.tags);
     else
         for (int t = 0; t < trees_in_mem; ++t) {
-            bool tagged = e.tags && txtr_is_set && equal_tree(mem_tree[t], txtr);
+            bool tagged = e.tags && txtdatin && equal_tree(mem_tree[t], txtr);
             putonetree(f, e, mem_tree[t], t, tagged ? e.tags : TAGS_NONE);
         }
     if (!e.newick) put(f, "\nend ; ");

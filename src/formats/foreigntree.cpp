@@ -173,18 +173,9 @@ bool read_foreign_tree(const taxonfinder &taxa, int *anc, bool *tagged)
     return true;
 }
 
-// Room for many more trees.  The layers above the buffer and all scratch go, so this stands
-// between trees, when nothing is held.
-static void makeroom()
-{
-    constexpr int MORE = 100;
-    if (trees_in_mem >= maxtrees && !try_maxtrees(maxtrees + maxtrees / 2 + MORE))
-        errmsg("No space to store new trees (increase maxtrees)", nullptr);
-}
-
 void keep_foreign_tree(treesink *sink, const taxonfinder &taxa, bool *more, bool *tagged)
 {
-    makeroom();
+    if (!sinkroom(sink)) errmsg("No space to store new trees (increase maxtrees)", nullptr);
     hiscratch scratch;
     int *anc = hi<int>(size_t(nodz));
     *more = read_foreign_tree(taxa, anc, tagged);

@@ -9,15 +9,6 @@
 #include "kernel/input.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
-#include <sys/stat.h>
-
-static void showprogress(int trees)
-{
-    struct stat st;
-    FILE *f = curproc->stream;
-    if (f && !fstat(fileno(f), &st) && st.st_size > 0) dildit(double(ftell(f)), double(st.st_size), "Reading trees");
-    else dildit(trees, trees + 1, "Reading trees");
-}
 
 // --- Nexus ---
 
@@ -62,7 +53,7 @@ static void read_single_tree(treesink *sink, const taxonfinder &taxa, std::strin
 
 static void reporttrees(const treesink &sink, const std::string &taggedtree)
 {
-    erdil();
+    endsink(&sink);
     myp("Read %i trees (%i-%i) from NEXUS file", sink.read, sink.first, sink.first + std::max(sink.read - 1, 0));
     if (!taggedtree.empty()) myp("Tree-tags from %s", taggedtree.c_str());
 }
@@ -78,10 +69,9 @@ void read_nexus_trees()
         if (command == "translate") read_transtable(&taxa);
         else if (command == "tree" || command == "utree") read_single_tree(&sink, taxa, &taggedtree);
         else skipcommand();
-        showprogress(sink.read);
+        sinkprogress(&sink);
         if (have_some_intrupt()) break;
     }
-    recalctree = 1;
     reporttrees(sink, taggedtree);
 }
 
@@ -95,10 +85,9 @@ void read_newick_trees()
     bool more = true, tagged = false;
     while (more && !have_some_intrupt()) {
         keep_foreign_tree(&sink, taxa, &more, &tagged);
-        showprogress(sink.read);
+        sinkprogress(&sink);
     }
-    erdil();
-    recalctree = 1;
+    endsink(&sink);
     joinem("Read ", intvert(sink.read), sink.read == 1 ? " tree" : " trees", " from Newick tree-file", nullptr);
     if (sink.read) joinem(" (", sink.read == 1 ? "tree " : "trees ", intvert(sink.first), nullptr);
     if (sink.read > 1) joinem("-", intvert(sink.first + sink.read - 1), nullptr);

@@ -2,9 +2,11 @@
 //
 // What is written is read back to the same cells.  A run of characters of one type, within one block
 // where blocks are asked for, is a block of the interleaved layout.
+#include "trees/implied.h"
 #include "trees/lightopt.h"
 #include "trees/safefile.h"
 #include "trees/treebuf.h"
+#include "trees/xpiwe.h"
 #include "data/below.h"
 #include "data/blocks.h"
 #include "data/costs.h"
@@ -19,6 +21,7 @@
 #include <algorithm>
 #include <bit>
 #include <cctype>
+#include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -184,6 +187,10 @@ static void putmatrix(saving *s)
         htus = mem_tree[s->tree][nt] - nt;
     }
     s->text = continuous ? "nstates cont;\n" : "nstates " + std::to_string(maxstate) + ";\n";
+    if (dopiwe && xdopiwe_stat) {            // extended weighting is for data read under implied weights
+        char k[400];
+        s->text += "piwe = " + std::string(k, std::to_chars(k, k + sizeof k, konk, std::chars_format::fixed).ptr) + " ;\n";
+    }
     s->text += "xread 'Data saved from ZEL'\n" + std::to_string(s->chars.size()) + ' ' + std::to_string(taxa + htus) + '\n';
     for (size_t from = 0, to; from < s->chars.size(); from = to) {
         for (to = from + 1; to < s->chars.size() && together(*s, s->chars[from], s->chars[to]); ++to) ;
@@ -272,6 +279,7 @@ void savedatcom(int c)
     putmatrix(&s);
     putsettings(&s);
     puttaxa(&s);
+    s.text += xpiwe_status_text(s.chars);
     s.text += "proc/;\n";
     if (name.empty()) putout(s.text);
     else putfile(name, s.text);

@@ -1,6 +1,7 @@
 // The trees kept by a search.  Two trees are the same when they are the same once collapsed, so
 // the canonical form numbers only what stands, and the hash sees only that.
 #include "search/keeptrees.h"
+#include "search/constpack.h"
 #include "search/moves.h"
 #include "search/schcollapse.h"
 #include "data/lists.h"
@@ -133,6 +134,7 @@ static unsigned canonize(int *tree)
 {
     if (!collapse_level) return canonicalhash(tree, nullptr);
     schcollapser(tree, tmpsuprt);
+    constcollapser(tree, tmpsuprt);
     return canonicalhash(tree, tmpsuprt);
 }
 
@@ -169,16 +171,30 @@ int check_if_nutree(const int *tree, int slot)
     return !findequal(mem_tree[slot], score, canonize(mem_tree[slot]), false);
 }
 
-int replace_kept_tree(const int *tree, int slot, double score)
+static unsigned canonicalcopy(const int *tree, int *nu)
 {
-    char *mark = himark();
-    int *nu = hi<int>(hinod);
     treecopy(tree, nu);
     if (collapse_level) {
         changed_sets_elsewhere();
         schoptimize(nu, 2);
     }
-    unsigned hash = canonize(nu);
+    return canonize(nu);
+}
+
+bool is_kept_tree(const int *tree, double score)
+{
+    char *mark = himark();
+    int *nu = hi<int>(hinod);
+    bool kept = findequal(nu, score, canonicalcopy(tree, nu), onlysamescore());
+    hiset(mark);
+    return kept;
+}
+
+int replace_kept_tree(const int *tree, int slot, double score)
+{
+    char *mark = himark();
+    int *nu = hi<int>(hinod);
+    unsigned hash = canonicalcopy(tree, nu);
     treechkrec *twin = findequal(nu, score, hash, onlysamescore());
     bool isnew = !twin || twin == treechk + slot;
     if (isnew) {

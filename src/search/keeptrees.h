@@ -28,6 +28,8 @@ int check_if_nutree(const int *tree, int slot);   // 1 for a tree not kept yet; 
 int link_if_new(int slot, double score);          // the tree in slot, not canonical yet, just optimized when collapse_level: the core of full_store_tree
 int replace_kept_tree(const int *tree, int slot, double score);   // in place of the tree in slot; 0 when it equals another (nothing changes)
 
+bool is_kept_tree(const int *tree, double score);  // an equal tree is kept; optimizes a copy when collapse_level
+
 void empty_treechklist();                          // no tree is in a bucket
 void rebuild_treechklist();                        // from the scores and hashes of the trees in memory
 // Rescores and collapses all trees, drops those more than excess above the best, and repeated ones.

@@ -1,4 +1,5 @@
 // The memory of a search, laid out on top of a new packed image and dropped with it.
+#include "search/constpack.h"
 #include "search/evaldata.h"
 #include "search/fits.h"
 #include "search/slowopt.h"
@@ -44,6 +45,7 @@ void final_search_mem()
     layclusters();
     slowmem();
     fitmem();
+    repack_consts();
     set_score_checkers();
 }
 

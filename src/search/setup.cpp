@@ -1,4 +1,6 @@
 #include "search/setup.h"
+#include "search/constpack.h"
+#include "search/constraints.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
 #include "search/schcollapse.h"
@@ -22,10 +24,12 @@
 int xmulting, autoxmulting, perturbating, emulating_tradrat;
 
 // The commands that search; a new one is a row.
-struct searchrow { handler command; bool starts_from_trees; };   // from the best trees in memory, that is
+// starts_from_trees: from the best trees in memory.  dropstrees: the buffer is emptied first.
+struct searchrow { handler command; bool starts_from_trees, dropstrees; };
 static const searchrow searches[] = {
-    { bbreakcom, true },
-    { multcom,   false },       // adds to what is in memory
+    { bbreakcom, true,  false },
+    { multcom,   false, false },       // adds to what is in memory
+    { ienumcom,  false, true },
 };
 
 // --- trees fit for a search ---------------------------------------------------------------
@@ -88,16 +92,36 @@ void chk_tree_polytomies()
     for (int t = 0; t < trees_in_mem; ++t) dichotomize_tree(mem_tree[t], rand());
 }
 
+void chk_tree_monophyly()
+{
+    if (!constraints_in_force()) return;
+    char *mark = himark();
+    uint8_t *keep = hi<uint8_t>(std::max(1, trees_in_mem));
+    bool bad = false;
+    for (int t = 0; t < trees_in_mem; ++t) {
+        keep[t] = fulfils_constraints(mem_tree[t]) ? LISTED : UNLISTED;
+        bad |= keep[t] != LISTED;
+    }
+    if (bad) {
+        joinem("Searches require that pre-existing trees fulfill constraints.\nThe following trees don't fulfill them:\n", nullptr);
+        listtrees(keep);
+        warnem("Trees not fulfilling constraints will be discarded", nullptr);
+        effect_tree_choice(keep);
+    }
+    hiset(mark);
+}
+
 void chk_tree_status()
 {
     chk_tree_composition();
     chk_tree_rooting();
     chk_tree_polytomies();
+    chk_tree_monophyly();
 }
 
 // --- in and out ---------------------------------------------------------------------------
 
-static void chk_active_taxa()
+void chk_active_taxa()
 {
     constexpr int LEAST = 3;
     int active = numactive();
@@ -110,6 +134,12 @@ static void chk_suboptimal()
     if (true_num_cont || dopiwe || suboptimal == floor(suboptimal)) return;
     mywarn("Suboptimal (%.4f) reset to %i (implied weights off, no continuous chars.)", suboptimal, int(suboptimal));
     suboptimal = floor(suboptimal);
+}
+
+static void refuse_exact()
+{
+    if (dopiwe && doautowt) myerr("Sorry, exact searches can't be done under auto-weighted optimization");
+    if (dopiwe && xdopiwe_stat) myerr("Sorry, exact searches can't be done under extended implied weights");
 }
 
 void precheck(handler command, int nextchar, int mode)
@@ -127,8 +157,11 @@ void precheck(handler command, int nextchar, int mode)
     realmaxtrees = maxtrees;
     set_schcollapser(current_collapsing_rule());
     chk_active_taxa();
+    if (row->command == ienumcom) refuse_exact();
+    if (row->dropstrees) droptrees(0);
     chk_tree_status();
     schpack();
+    chk_constraint_coherence();
     chk_suboptimal();
     doing_a_search = 1;
     overall_bestscore = clean_mem_trees("existing", row->starts_from_trees ? suboptimal : NOSCORE);

@@ -8,10 +8,12 @@
 
 extern int xmulting, autoxmulting, perturbating, emulating_tradrat;   // the searches that come with them set these; start at 0
 
-void chk_tree_status();           // the three checks, on trees in user numbers
+void chk_tree_status();           // the four checks, on trees in user numbers
 void chk_tree_composition();
 void chk_tree_rooting();
 void chk_tree_polytomies();
+void chk_tree_monophyly();
+void chk_active_taxa();           // enough of them, and the outgroup
 void schgettree(const int *tree); // a stored tree into anx, without marks
 void group_found_trees(const char *name);   // all trees in memory become the next automatic group
 void notyetoption(const char *what);        // fails: what is not available yet

@@ -15,7 +15,7 @@ static int uprow;                        // entries of a row of U or V: costs, l
 static int *outrows, *branchings;        // U, or what lies beyond a node of the clip; V, or W
 static int *destclus, *rootclus;         // per cluster: least V of its destinations, least W of its roots
 static int *nodestamp, *deststamp, *rootstamp, serial;   // which of them are of the tree as it stands
-static int *way, *sums, *scratch;        // nodes from one asked for to one that is known; vectors in the making
+static int *way, *sums, *scratch, *pairrow;        // nodes from one asked for to one that is known; vectors in the making
 static int clipnode;                     // root of the clip; -1: none, what is checked stands for itself
 static long *steps;                      // per field, then per continuous character in thousandths: on the tree, or on the two parts while there is a clip
 static long *fits, *takensteps;          // implied weights: their fits in FITUNITs; steps taken out with a clip
@@ -54,6 +54,7 @@ void slowmem()
     way = lo<int>(nodes);
     sums = lo<int>(slowrow);
     scratch = lo<int>(slowrow);
+    pairrow = lo<int>(uprow);
     steps = zlo<long>(nsank + num_cont);
     fits = zlo<long>(nsank + num_cont);
     takensteps = zlo<long>(nsank + num_cont);
@@ -497,12 +498,10 @@ void slowscores(int a, int b, int kind)
 
 void slowpairs(int c, int a, int b)
 {
-    char *mark = himark();
-    int *row = hi<int>(uprow);
+    int *row = pairrow;
     memcpy(row, destrow(a), uprow * sizeof(int));
     widen(row, destrow(b));
     compare(rootrow(c), row);
-    hiset(mark);
 }
 
 // Rooted elsewhere, a clip may have fewer changes within: by how much at most.

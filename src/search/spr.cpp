@@ -1,6 +1,8 @@
 // SPR.  Without rerooting there are few places a clip, so clusters would not pay: the branches of
 // the rest are listed and scanned in one call.
 #include "search/spr.h"
+#include "search/constpack.h"
+#include "search/limited.h"
 #include "search/moves.h"
 #include "search/status.h"
 #include "search/swapguards.h"
@@ -9,14 +11,15 @@
 #include "kernel/driver.h"
 #include "trees/treemodel.h"
 
-// The branches of what the clip left, from the sister of terminal 0, breadth first.
+// The branches of what the clip left, from the sister of terminal 0, breadth first; only those where the
+// clip may go under a tree constraint.
 static int listbranches(int *list)
 {
     int n = 0;
-    list[n++] = sis[0];
+    list[n++] = tree_start >= 0 ? tree_start : sis[0];
     for (int i = 0; i < n; ++i) {
         int y = list[i];
-        if (y < ntax) continue;
+        if (y < ntax || (nodeisfix && nodeisfix[y] && i)) continue;
         list[n++] = lef[y];
         list[n++] = rig[y];
     }
@@ -26,6 +29,7 @@ static int listbranches(int *list)
 static int try_clip(swapping *sw, int x)
 {
     int s = sis[x];
+    if (constrained()) enter_clip(x, s);
     clip_subtree(x);
     reoptimize_after_clip(s, x);
     begin_clip(sw, x, s);
@@ -34,7 +38,7 @@ static int try_clip(swapping *sw, int x)
         for (int i = 0; (i = scan_nodes(clipset, deslist, i, n)) < n; ++i) {
             int d = deslist[i];
             if (d == s || !second_check(x, d, 0)) continue;
-            if (good_place(sw, -1, d)) break;
+            if (offer_place(sw, -1, d)) break;
         }
     }
     return end_clip(sw);
@@ -45,6 +49,7 @@ static bool hasplaces(int x) { return swaptree[x] != ntax && !(sis[x] < ntax && 
 
 double sprswap(int *tree, int first, int mulpars)
 {
+    if (tbr_distlim) return limited_tbrswap(tree, first, mulpars, 0);
     swapguards guards(mulpars);
     clusters_on = 0;
     swapping sw;
@@ -54,7 +59,7 @@ double sprswap(int *tree, int first, int mulpars)
         if (visits++ % report_every == 0) report_search_status(sw.score);
         if (userstop) break;
         int x = next_clip(&sw, &at);
-        if (x == 0 || x == ntax || !hasplaces(x)) continue;
+        if (x == 0 || x == ntax || !hasplaces(x) || (use_treeconstraints && clip_is_fixed(x))) continue;
         add_rearrangs((unsigned long)(2 * (ntax - tnodsize[x]) - 3));
         if (try_clip(&sw, x)) count = mulpars > 0 ? 0 : 1;
     }

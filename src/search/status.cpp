@@ -1,6 +1,7 @@
 // The status of a search, on one line that is overwritten.  The swappers call this every few
 // clips, so it looks at the clock before anything else.
 #include "search/status.h"
+#include "search/constraints.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
 #include "kernel/driver.h"
@@ -13,7 +14,7 @@
 int curalg, current_replication = -1, replications_wanted, current_treenum, no_reports_yet = 1;
 unsigned long numrearrangs, bigrearrangs, acceprearrangs;
 
-static const char *const algnames[STAGES] = { "RAS", "SPR", "TBR", "SECT", "DRIFT", "RATCH", "FUSE", "PFIJO", "HYBR" };
+static const char *const algnames[STAGES] = { "RAS", "SPR", "TBR", "SECT", "DRIFT", "RATCH", "FUSE", "PFIJO", "HYBR", "IENUM" };
 
 void clear_rearrangs() { numrearrangs = bigrearrangs = acceprearrangs = 0; }
 
@@ -25,7 +26,11 @@ std::string give_numrearrangs()
     return text;
 }
 
-void show_numrearrangs() { myp("Total rearrangements examined: %s.", give_numrearrangs().c_str()); }
+void show_numrearrangs()
+{
+    myp("Total rearrangements examined: %s.", give_numrearrangs().c_str());
+    if (constraints_in_force()) myp("Constraints enforced during search.");
+}
 
 std::string scoretext(double score)
 {

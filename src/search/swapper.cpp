@@ -6,6 +6,7 @@
 // ends.  Clips that give nothing, nearly all of them, end with the cheap undo.
 #include "search/swapper.h"
 #include "search/addseq.h"
+#include "search/constpack.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
 #include "search/relfit.h"
@@ -25,6 +26,7 @@ int randomize_clipping_sequence;
 int *prearranglist;
 int swap_was_replaced;
 int swapped_slot;
+bool (*note_place)(swapping *sw, int root, int dest);
 
 constexpr double SCORETOLERANCE = 1e-11;    // of one move
 constexpr double SWAPTOLERANCE = 1e-8;      // of a whole swap
@@ -34,7 +36,7 @@ static int movesroom;
 
 bool bufferfull() { return trees_in_mem >= maxtrees; }
 
-bool only_better(const swapping *sw) { return !swapcollapse && (sw->mulpars <= 0 || bufferfull()); }
+bool only_better(const swapping *sw) { return !swapcollapse && !sw->wander && (sw->mulpars <= 0 || bufferfull()); }
 bool nothing_to_gain(const swapping *sw) { return only_better(sw) && sw->cost <= -clipslack; }
 
 // --- the tree -----------------------------------------------------------------------------
@@ -72,7 +74,10 @@ void make_move(int *tree, int x, int root, int dest)
 
 static void marksupport(const swapping *sw)
 {
-    if (sw->mulpars > 0 && quick_collapse && collapse_level) schcollapser(sw->tree, nodsuprt);
+    if (constrained()) prepare_constraints(sw->tree);
+    if (sw->mulpars <= 0 || !quick_collapse || !collapse_level) return;
+    schcollapser(sw->tree, nodsuprt);
+    constcollapser(sw->tree, nodsuprt);
 }
 
 // --- the start ----------------------------------------------------------------------------
@@ -84,6 +89,7 @@ void start_swap(swapping *sw, int *tree, int first, int mulpars, const char *nam
     sw->first = first;
     sw->mulpars = mulpars;
     sw->name = name;
+    sw->place = swapcollapse ? note_place : good_place;
     swap_was_replaced = 0;
     swapped_slot = -1;
     prearranglist = nullptr;
@@ -111,25 +117,27 @@ int next_clip(const swapping *, int *at)
 static bool keepsmoves(const swapping *sw) { return sw->mulpars > 0; }
 static bool relative(const swapping *sw)
 {
-    return suboptimal > 0 && relative_suboptimal > 0 && relative_suboptimal < 1 && keepsmoves(sw) && !bufferfull();
+    if (sw->wander) return true;
+    return suboptimal > 0 && relative_suboptimal > 0 && relative_suboptimal < 1
+           && (swapcollapse || (keepsmoves(sw) && !bufferfull()));
 }
 
-// The node that stands for the root that the clip has.
-static int cliproot(const swapping *sw) { return sw->clip < ntax || !clusters_on ? sw->clip : lef[sw->clip]; }
+int clip_root(const swapping *sw) { return sw->clip < ntax || !clusters_on ? sw->clip : lef[sw->clip]; }
 
 void begin_clip(swapping *sw, int x, int s)
 {
     sw->clip = x;
     sw->sister = s;
+    if (constrained()) enter_clip(x, s);
     sw->bestroot = sw->bestdest = sw->better = -1;
     sw->nmoves = 0;
     sw->overflow = false;
     clipset = x < ntax || !clusters_on ? dnset(x) : branchset(lef[x]);
     destset = branchset(s);
-    score_original(cliproot(sw), s);
+    score_original(clip_root(sw), s);
     sw->cost = movebest = movesteps;
     movebound = movesteps + moveslack;
-    if (relative(sw)) movebound = std::min(movebound, relative_bound(cliproot(sw), clipset, s));
+    if (relative(sw)) movebound = std::min(movebound, relative_bound(clip_root(sw), clipset, s));
 }
 
 // Of fractional scores that are meant to be the same.
@@ -165,7 +173,7 @@ bool good_place(swapping *sw, int root, int dest)
     double score = sw->score - sw->cost + movesteps;
     bool better = lessthan(movesteps, movebest) && !swapcollapse;
     if (keepsmoves(sw)) {
-        if (relative(sw) && relative_difference(root < 0 ? cliproot(sw) : root, root < 0 ? clipset : branchset(root), dest) > relative_suboptimal)
+        if (relative(sw) && relative_difference(root < 0 ? clip_root(sw) : root, root < 0 ? clipset : branchset(root), dest) > relative_suboptimal)
             return false;
         if (!roomformove(sw)) {
             sw->overflow = true;
@@ -271,7 +279,7 @@ static int accept(swapping *sw)
         checkscore(sw, expected);
         return 1;
     }
-    settle_place(sw->bestroot >= 0 ? branchset(sw->bestroot) : clipset, sw->bestroot >= 0 ? sw->bestroot : cliproot(sw), sw->bestdest);
+    settle_place(sw->bestroot >= 0 ? branchset(sw->bestroot) : clipset, sw->bestroot >= 0 ? sw->bestroot : clip_root(sw), sw->bestdest);
     if (sw->bestroot >= 0) reoptimize_clip_path(reroot_clip(sw->bestroot, sw->clip), sw->clip);
     unclip_subtree(sw->clip, sw->bestdest);
     reoptimize_after_clip(sw->bestdest, -1);

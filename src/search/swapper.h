@@ -1,6 +1,7 @@
 // search/swapper.h: what TBR and SPR have in common: the state of a swap, what is done with a
 // place that passed the bound, and how a clip ends: moves kept, the best one made or the clip undone.
 #pragma once
+#include "search/constpack.h"
 
 struct swapping {
     int *tree;                 // being swapped, in place
@@ -16,6 +17,9 @@ struct swapping {
     int nmoves, better;        // moves in the list; the place of the best, -1 while none is better than the tree
     bool overflow;             // moves were left out of the list for lack of memory
     char *scratch;             // high mark of the arena between clips
+    // What is done with a place within the bound: root -1 is the clip as it is rooted.  True ends the walk.
+    bool (*place)(swapping *sw, int root, int dest);
+    bool wander;               // equal moves are of use too, and relative fit differences are noted for each clip
 };
 
 extern int randomize_clipping_sequence;      // bbreak:randclip; starts at 0
@@ -25,6 +29,8 @@ extern int swap_was_replaced;                // the last swap ended before its t
 
 extern int swapped_slot;                     // place in the buffer of the tree that the last swap improved to; -1 = not kept, or no better
 
+extern bool (*note_place)(swapping *sw, int root, int dest);   // the place function of a pass with swapcollapse on
+
 bool bufferfull();
 void start_swap(swapping *sw, int *tree, int first, int mulpars, const char *name);
 int  next_clip(const swapping *sw, int *at);  // from the list, or ascending; wraps from hinod to 1
@@ -32,11 +38,11 @@ bool only_better(const swapping *sw);         // only shorter trees are of use n
 bool nothing_to_gain(const swapping *sw);     // and the clip costs nothing where it is
 // Scores the clip at its original place and sets the bounds.
 void begin_clip(swapping *sw, int x, int s);
-// A place within the bound: root -1 is the clip as it is rooted.  True when the walk is to end.
-bool good_place(swapping *sw, int root, int dest);
+bool good_place(swapping *sw, int root, int dest);   // the place function of searches: the move is kept, or the best
 // Keeps what is to be kept, makes the best move or undoes the clip; 1 when the tree changed.
 int  end_clip(swapping *sw);
 void end_swap(swapping *sw);                  // scores afresh and compares
+int  clip_root(const swapping *sw);           // the node that stands for the root that the clip has
 
 // The tree that a move gives, on an array of ancestors alone: tree has x clipped.
 void make_move(int *tree, int x, int root, int dest);

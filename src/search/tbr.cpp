@@ -3,6 +3,8 @@
 // against the destination cluster, then each root against each destination.  Every stage that
 // fails saves all that are within it.
 #include "search/tbr.h"
+#include "search/constpack.h"
+#include "search/limited.h"
 #include "search/moves.h"
 #include "search/status.h"
 #include "search/swapguards.h"
@@ -11,6 +13,8 @@
 #include "kernel/driver.h"
 #include "trees/treemodel.h"
 #include <algorithm>
+
+constexpr int SMALLCLIP = 3;      // below it there is only one place for the root
 
 // Destinations of a clip that keeps its root; true when the walk ended early.
 static bool walk_rooted(swapping *sw, int from, int ndests)
@@ -22,7 +26,7 @@ static bool walk_rooted(swapping *sw, int from, int ndests)
         for (int j = 0; (j = scan_nodes(clipset, there.nodes, j, there.ndests)) < there.ndests; ++j) {
             int d = there.nodes[j];
             if (d == sw->sister || !second_check(single, d, 0)) continue;
-            if (good_place(sw, -1, d)) return true;
+            if (offer_place(sw, -1, d)) return true;
         }
     }
     return false;
@@ -38,7 +42,7 @@ static bool walk_pair(swapping *sw, int roots, int dests)
         for (int j = 0; (j = scan_nodes(branchset(r), there.nodes, j, there.ndests)) < there.ndests; ++j) {
             int d = there.nodes[j];
             if ((d == sw->sister && r == origin) || !second_check(r, d, 0)) continue;
-            if (good_place(sw, r == origin ? -1 : r, d)) return true;
+            if (offer_place(sw, r == origin ? -1 : r, d)) return true;
         }
     }
     return false;
@@ -53,23 +57,29 @@ static void walk_rerooted(swapping *sw, int nroots, int ndests)
         }
 }
 
-static int try_clip(swapping *sw, int x, int size)
+void tbr_clip(swapping *sw, int x)
 {
-    int s = sis[x], nroots = 0, ndests = 0;
+    int s = sis[x], size = tnodsize[x], nroots = 0, ndests = 0;
+    if (constrained()) enter_clip(x, s);
     clip_subtree(x);
     reassign_clusters(x, s, &nroots, &ndests);
     reoptimize_after_clip(s, x);
     begin_clip(sw, x, s);
     if (!nothing_to_gain(sw)) {
-        if (size < 3) walk_rooted(sw, 0, ndests);
+        if (size < SMALLCLIP) walk_rooted(sw, 0, ndests);
         else walk_rerooted(sw, nroots, ndests);
     }
-    return end_clip(sw);
+}
+
+unsigned long tbr_places(int size)
+{
+    unsigned long places = std::max(1, 2 * (ntax - size) - 3), roots = size < SMALLCLIP ? 1 : 2 * size - 3;
+    return places * roots;
 }
 
 double tbrswap(int *tree, int first, int mulpars)
 {
-    constexpr int SMALLCLIP = 3;      // below it there is only one place for the root
+    if (tbr_distlim) return limited_tbrswap(tree, first, mulpars, 1);
     swapguards guards(mulpars);
     clusters_on = 1;
     swapping sw;
@@ -79,11 +89,11 @@ double tbrswap(int *tree, int first, int mulpars)
         if (visits++ % report_every == 0) report_search_status(sw.score);
         if (userstop) break;
         int x = next_clip(&sw, &at);
-        if (x == 0 || x == ntax) continue;
-        int size = tnodsize[x];
-        if (mulpars < 0 && size < SMALLCLIP) continue;
-        add_rearrangs(std::max(1, 2 * (ntax - size) - 3) * (2 * size - 3 < 0 ? 1ul : (unsigned long)(2 * size - 3)));
-        if (try_clip(&sw, x, size)) count = mulpars > 0 ? 0 : 1;
+        if (x == 0 || x == ntax || (use_treeconstraints && clip_is_fixed(x))) continue;
+        if (mulpars < 0 && tnodsize[x] < SMALLCLIP) continue;
+        add_rearrangs(tbr_places(tnodsize[x]));
+        tbr_clip(&sw, x);
+        if (end_clip(&sw)) count = mulpars > 0 ? 0 : 1;
     }
     clusters_on = 0;
     end_swap(&sw);

@@ -8,3 +8,7 @@
 // a better tree replaces those from first on; 0: only this tree; negative: only this tree, without
 // clips of fewer than 3 terminals.  Stops between clips at userstop with the tree whole.
 double tbrswap(int *tree, int first, int mulpars);
+
+struct swapping;
+void tbr_clip(swapping *sw, int x);          // clips x and hands all its places to sw->place; end_clip is to follow
+unsigned long tbr_places(int size);          // roots times destinations of a clip of so many terminals

@@ -162,11 +162,11 @@ static void showtable(const int *tree, const double *length, bool integers)
     loset(here);
 }
 
-static void label(int n, double value, bool integers, const char *sign)
+static void label(int n, double value, bool integers)
 {
     size_t had = strlen(nodmsg[n]), room = 2 * size_t(Namesize) - had;
     if (integers) snprintf(nodmsg[n] + had, room, "(:%i)", ftisql(value));
-    else snprintf(nodmsg[n] + had, room, "(:%s%.*f)", sign, dopiwe ? 5 : 3, value);
+    else snprintf(nodmsg[n] + had, room, "(:%.*f)", dopiwe ? 5 : 3, value);
 }
 
 static void showdiagram(const int *tree, const double *length, const double *decrease, const blengthoptions &o)
@@ -175,8 +175,8 @@ static void showdiagram(const int *tree, const double *length, const double *dec
     memcpy(treetitle, tabletitle, std::min(sizeof treetitle, sizeof tabletitle));
     for (int n = 0; n < tree[nt]; ++n) {
         if (!hasbranch(tree, n)) continue;
-        if (o.increases || !decrease) label(n, length[n], whole(o), decrease ? "+" : "");
-        if (o.decreases) label(n, decrease[n], false, "-");
+        if (o.increases || !decrease) label(n, length[n], whole(o));
+        if (o.decreases) label(n, 0 - decrease[n], false);
     }
     drawtree(tree, nt);
     reset_nodmsg();
@@ -232,7 +232,7 @@ const comhelp blengthhelp = {
     "  blength / L ;   what collapsing each branch costs, under implied weights of the\n"
     "                  concavity in force; \"*/\" on diagrams\n"
     "  blength *> L ;  continuous characters: the largest increase on each branch; \"*<\"\n"
-    "                  decreases (\"[\" and \"]\" are the same)\n"
+    "                  decreases, as negative numbers (\"[\" and \"]\" are the same)\n"
     "Examples:\n"
     "  blength 0 ;\n"
     "  blength * 0 ;\n"

@@ -45,7 +45,7 @@ static double stepsof(int c) { return charcodes[c].continuous ? charcodes[c].rea
 static bool   varies(int c)
 {
     const charrec &ch = charcodes[c];
-    return ch.continuous ? !(ch.realmin == ch.realmax) : ch.maxsteps != ch.minsteps;
+    return ch.continuous ? ch.realmin != ch.realmax : ch.maxsteps != ch.minsteps;
 }
 
 static double scoretree(int t, bool soft) { return soft ? softpolyoptimize(mem_tree[t]) : packdownpass(mem_tree[t]); }
@@ -208,6 +208,16 @@ void minmaxcom()
 
 // --- info ---
 
+// Without a single value, nothing tells that a continuous character could not vary.
+static bool without_values(int c)
+{
+    for (int t = 0; t < nt; ++t)
+        if (uint32_t x = cell(t, c); x != CONT_MISSING && x != CONT_INAPP) return false;
+    return true;
+}
+
+static bool informative(int c) { return varies(c) || (charcodes[c].continuous && without_values(c)); }
+
 void infocom()
 {
     nodaterror("displaying info/uninfo chars.");
@@ -217,7 +227,7 @@ void infocom()
     else gotc('+');
     set_charcodes();
     int *mark = lo<int>(nc);
-    for (int c = 0; c < nc; ++c) mark[c] = varies(c) == wanted ? MARKED : NOTMARKED;
+    for (int c = 0; c < nc; ++c) mark[c] = informative(c) == wanted ? MARKED : NOTMARKED;
     snprintf(tabletitle, sizeof tabletitle, "%s characters", wanted ? "Informative" : "Uninformative");
     ischartable = 1;
     printable(mark, nc);

@@ -10,6 +10,7 @@
 #include <iterator>
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "trees/below.h"
 #include "trees/lightopt.h"
 #include "trees/treemodel.h"
 
@@ -153,6 +154,8 @@ static constexpr rulerow collapserules[] = {         // in the order of their nu
     { rule_ambiguous, "(when anc. and desc. MP sets are equal)" },
     { rule_1, "(when min. branch length = 0 - trees may become longer!)" },
     { rule_4, "(with rule 4)" },
+    { rule_spr, "(with SPR)" },
+    { rule_tbr, "(with TBR)" },
 };
 static_assert(std::size(collapserules) == COLLAPSERULES);
 
@@ -167,6 +170,13 @@ void set_collapsing_rule(int number)
 {
     mark_supported = collapserules[number].rule;
     dacollrule = number;
+}
+
+void prepare_collapsing()
+{
+    int rule = current_collapsing_rule();
+    if (is_swap_rule(rule)) prepare_swap_collapse();
+    else if (rule) optmem();
 }
 
 const char *report_collapse_rule() { return collapserules[current_collapsing_rule()].words; }

@@ -5,7 +5,7 @@
 // marks: one value a node; 1 for an internal node whose branch stands, 0 for one to collapse and
 // for terminals and unused slots.  excluded: a byte per taxon, 1 for taxa that give no support to
 // the branches that only they hold apart; null for none.  The root and the nodes directly below
-// it always stand.  optmem must have been called.
+// it always stand.  prepare_collapsing must have been called.
 using collapser = void (*)(const int *tree, int *marks, const uint8_t *excluded);
 
 extern collapser mark_supported;      // the rule in force; starts as rule_1
@@ -14,7 +14,7 @@ extern int collapse_consensuses;      // trees are collapsed temporarily for con
 extern int autocollapse_searches;     // trees are condensed after a search; starts at 0
 extern int quick_collapse;            // moves within a collapsed group are skipped; starts at 1
 
-enum collapserule { COLL_NONE, COLL_RULE3, COLL_AMBIGUOUS, COLL_RULE1, COLL_RULE4, COLLAPSERULES };
+enum collapserule { COLL_NONE, COLL_RULE3, COLL_AMBIGUOUS, COLL_RULE1, COLL_RULE4, COLL_SPR, COLL_TBR, COLLAPSERULES };
 
 void nocollapse(const int *tree, int *marks, const uint8_t *excluded);      // every branch stands
 void rule_3(const int *tree, int *marks, const uint8_t *excluded);          // maximum length above 0
@@ -23,6 +23,9 @@ void rule_1(const int *tree, int *marks, const uint8_t *excluded);          // m
 void rule_4(const int *tree, int *marks, const uint8_t *excluded);          // expansive: condensing may give several trees for one
 void set_collapsing_rule(int number);
 int  current_collapsing_rule();       // number of the rule in force
+inline bool is_swap_rule(int number) { return number >= COLL_SPR; }
+void prepare_collapsing();            // locks the layer that the rule in force needs: before any scratch of the command.
+                                      // Swap rules make the trees in memory dichotomous
 const char *report_collapse_rule();   // when it collapses a branch, in words
 void mark_unsupported(const int *tree, int *marks);   // 1 for an internal node to delete (for delnodz), else 0
 

@@ -30,6 +30,8 @@ static const char *const ruledescription[] = {
     "Collapsing branches when sets of ancestor and descendant are identical",
     "Collapsing branches if supported ambiguously (\"rule 1\")",
     "Collapsing branches under \"rule 4\"",
+    "Collapsing trees with SPR",
+    "Collapsing trees with TBR",
 };
 
 static void reportcollapse()
@@ -48,16 +50,14 @@ static void numberedrule()
     else myerr("Only rules for collapsing are rule 1, rule 3, and rule 4");
 }
 
-static void noswapcollapsing() { myerr("Sorry, collapsing with SPR or TBR is not available yet"); }
-
 struct collapseword { const char *word; void (*act)(); };
 
 static const collapseword collapsewords[] = {
     { "none",           [] { set_collapsing_rule(COLL_NONE); } },
     { "rule",           numberedrule },
     { "amb",            [] { set_collapsing_rule(COLL_AMBIGUOUS); } },
-    { "spr",            noswapcollapsing },
-    { "tbr",            noswapcollapsing },
+    { "spr",            [] { set_collapsing_rule(COLL_SPR); } },
+    { "tbr",            [] { set_collapsing_rule(COLL_TBR); } },
     { "auto",           [] { autocollapse_searches = 1; } },
     { "noauto",         [] { autocollapse_searches = 0; } },
     { "tempcollapse",   [] { collapse_consensuses = 1; } },
@@ -86,7 +86,6 @@ void collapsecom()
         if (isalpha(c)) { collapsebyword(); continue; }
         if (isdigit(c)) {
             long n = gtnu();
-            if (n == 5 || n == 6) noswapcollapsing();
             if (n >= COLLAPSERULES) myerr("Only rules for collapsing are rule 1, rule 3, and rule 4");
             set_collapsing_rule(int(n));
             continue;
@@ -156,33 +155,60 @@ static void markpruned(const int *tree, const uint8_t *excluded, int *marks)
     loset(here);
 }
 
+// Pruned trees cannot be swapped: the rules that swap leave taxa out of account themselves.
+static void markwithout(const int *tree, const uint8_t *excluded, int *marks)
+{
+    if (!is_swap_rule(current_collapsing_rule())) return markpruned(tree, excluded, marks);
+    mark_supported(tree, marks, excluded);
+    for (int n = nt; n < tree[nt]; ++n) marks[n] = !marks[n];
+}
+
+// Where the trees of a tree under rule 4 go: the first takes its place, the others go behind all.
+static int srctree;                  // the place of the tree being expanded; -1 once it is taken
+
 static bool keepexpanded(const int *tree)
 {
     if (find_equal_tree(tree, trees_in_mem) >= 0) return true;
+    if (srctree >= 0) {
+        std::memcpy(mem_tree[srctree], tree, size_t(nodz) * sizeof(int));
+        srctree = -1;
+        return true;
+    }
     if (trees_in_mem >= maxtrees) errmsg("Tree buffer is full -", intvert(trees_in_mem), "trees in memory", nullptr);
     stortree(tree);
     return true;
 }
 
-// The trees of one tree go behind the others; then it goes itself, unless it is one of them.
+// False when all its trees are in memory at other places.  changed: it did not stay as it is, alone.
+static bool expandtree(int t, bool *changed)
+{
+    char *here = lomark();
+    int *original = lo<int>(nodz), had = trees_in_mem;
+    std::memcpy(original, mem_tree[t], size_t(nodz) * sizeof(int));
+    mem_tree[t][nt] = -mem_tree[t][nt];           // equals no tree while it is being replaced
+    struct putback { int *count; ~putback() { if (*count < 0) *count = -*count; } } guard{ &mem_tree[t][nt] };
+    srctree = t;
+    expand_by_rule_4(original, keepexpanded);
+    bool placed = srctree < 0;
+    *changed = !placed || trees_in_mem > had || !std::equal(original, original + original[nt], mem_tree[t]);
+    loset(here);
+    return placed;
+}
+
 static int expandtrees(const uint8_t *list, int before)
 {
-    int done = 0;
-    uint8_t *expanded = zlo<uint8_t>(maxtrees);
-    int *original = lo<int>(nodz);
+    int done = 0, condensed = 0, todo = countlist(list, before);
+    uint8_t *keep = zlo<uint8_t>(maxtrees);
+    std::fill(keep, keep + maxtrees, LISTED);
     for (int t = before - 1; t >= 0; --t) {
         if (list[t] != LISTED) continue;
-        dildit(done++, countlist(list, before), "Condensing");
-        std::memcpy(original, mem_tree[t], size_t(nodz) * sizeof(int));
-        mem_tree[t][nt] = -mem_tree[t][nt];           // equals no tree while it is being replaced
-        struct putback { int *count; ~putback() { if (*count < 0) *count = -*count; } } guard{ &mem_tree[t][nt] };
-        expand_by_rule_4(original, keepexpanded);
-        expanded[t] = 1;
+        dildit(done++, todo, "Condensing");
+        bool changed;
+        if (!expandtree(t, &changed)) keep[t] = 0;
+        condensed += changed;
     }
-    uint8_t *keep = lo<uint8_t>(trees_in_mem);
-    for (int t = 0; t < trees_in_mem; ++t) keep[t] = t >= before || !expanded[t];
     effect_tree_choice(keep);
-    return done;
+    return condensed;
 }
 
 static int condensetrees(const uint8_t *list, const uint8_t *excluded, int keep_constrained)
@@ -192,7 +218,7 @@ static int condensetrees(const uint8_t *list, const uint8_t *excluded, int keep_
         if (list[t] != LISTED) continue;
         dildit(done++, todo, "Condensing");
         int *tree = mem_tree[t], nodes = tree[nt];
-        if (excluded) markpruned(tree, excluded, marks);
+        if (excluded) markwithout(tree, excluded, marks);
         else mark_unsupported(tree, marks);
         if (keep_constrained && mark_constnodz_to_keep) mark_constnodz_to_keep(tree, marks);
         delnodz(tree, marks);
@@ -212,7 +238,7 @@ static int countdistinct()
 void condensation(int keep_constrained)
 {
     int rule = current_collapsing_rule();
-    if (rule) optmem();
+    prepare_collapsing();
     const uint8_t *list = treelist();
     uint8_t *excluded = nullptr;
     if (gotc('/')) {
@@ -240,6 +266,7 @@ void condensation(int keep_constrained)
     }
     spewout();
     if (condensed) recalctree = 1;
+    if (is_swap_rule(rule)) wipetag(&schtag);
 }
 
 // --- Condensing by hand ---
@@ -290,7 +317,7 @@ static void delnodz_from_tag(int *tree, const int *marks, int *carried)
 
 static void condensetags()
 {
-    if (!txtr_is_set) myerr("No tag-tree");
+    if (!txtdatin) myerr("No tag-tree");
     int *marks = zlo<int>(nodz), chosen = 0, skipped = 0, c = gtnb();
     if (c == '=') {
         char label[512];
@@ -350,6 +377,9 @@ const comhelp collapsehelp = {
     "                    changes; trees may become longer (default)\n"
     "  collapse rule 4 ; (or 4) as rule 1, but only as far as trees do not become longer;\n"
     "                    several trees may come from one\n"
+    "  collapse spr ;    (or 5) collapse branches that an SPR rearrangement breaks without\n"
+    "                    making the tree worse (or worse by no more than \"subopt\")\n"
+    "  collapse tbr ;    (or 6) the same with TBR\n"
     "  collapse [ ;      (or \"auto\") trees are condensed after each search; \"]\" (\"noauto\")\n"
     "                    not so (default)\n"
     "  collapse + ;      (or \"tempcollapse\") trees are collapsed temporarily when consensus\n"

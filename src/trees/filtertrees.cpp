@@ -94,17 +94,15 @@ static bestoptions readbestoptions()
 {
     bestoptions o;
     for (int c; (c = peep()) != ';'; ) {
-        if (isdigit(c) || c == '.') {
-            o.number = gtdouble();
-            if (o.number < 0) errarg(peep());
-            continue;
-        }
-        gtnb();
         switch (c) {
-            case '-': o.absolute = true; break;
-            case '[': case ']': o.filter = readfilter(c); break;
-            case '*': o.collapse = true; break;
-            default: errarg(c);
+            case '-': gtnb(); o.absolute = true; break;
+            case '[': case ']': gtnb(); o.filter = readfilter(c); break;
+            case '*': gtnb(); o.collapse = true; break;
+            default:
+                o.number = gtdouble();
+                if (o.number >= 0) break;
+                if (peep() == c) errarg(c);                  // no number at all
+                myerr("Value of suboptimal must be >= 0");
         }
     }
     return o;

@@ -44,6 +44,8 @@ void implied_datamem()
     for (int c = 0; c < nc; ++c) multik_userk[c] = konk, multik_eqfact[c] = 1;
 }
 
+bool read_under_implied_weights() { return xdopiwe_setlist != nullptr; }
+
 void implied_data_dropped()
 {
     fitf = userdef_fitf = fitmin = multik_userk = multik_eqfact = multik_givenk = nullptr;

@@ -77,5 +77,6 @@ void refuse_user_function_for_data();   // for kinds of characters whose homopla
 void implied_settings_changed();        // k or function: wipes what was packed under the old ones
 
 void implied_datamem();                 // tables of the data layer, for nt and nc
+bool read_under_implied_weights();      // so that the tables of extended weighting are there
 void implied_data_dropped();
 void checkimplied();

@@ -155,9 +155,9 @@ static void upnode(uint32_t *__restrict set, const uint32_t *__restrict next, co
     }
 }
 
-// Fits depend on which taxa there are: minima and concavities are those of the active ones.
-static void must_match_active_taxa(const int *tree)
+void must_match_active_taxa(const int *tree)
 {
+    if (!dopiwe) return;
     for (int t = 0; t < nt; ++t)
         if (isinthetree(tree, t) != bool(taxact[t]))
             errmsg("To optimize trees under implied weighting, trees must match active taxa", nullptr);
@@ -176,10 +176,8 @@ static void fits_of_fields()
 
 double packdownpass(const int *tree)
 {
-    if (dopiwe) {
-        must_match_active_taxa(tree);
-        start_fits();
-    }
+    must_match_active_taxa(tree);
+    if (dopiwe) start_fits();
     optnodes = mkoptlist(nodlist, tree);
     for (int c = 0; c < nc; ++c) {
         charrec &ch = charcodes[c];
@@ -235,10 +233,8 @@ double packoptimize(const int *tree)
 
 double downpass(const int *tree)
 {
-    if (dopiwe) {
-        must_match_active_taxa(tree);
-        start_fits();
-    }
+    must_match_active_taxa(tree);
+    if (dopiwe) start_fits();
     optnodes = mkoptlist(nodlist, tree);
     double score = 0;
     for (int c = 0; c < nc; ++c) score += chardownpass(tree, c);

@@ -54,6 +54,7 @@ void checklightopt();           // asserts the invariants; nothing while opttag 
 // Whole trees.  The score is steps times weight over active characters; charcodes[c].steps and
 // .realsteps hold each character's own, without weight.
 double packdownpass(const int *tree);   // first pass; returns the score
+void   must_match_active_taxa(const int *tree);   // fails under implied weights, whose minima are those of the active taxa
 void   packuppass(const int *tree);     // final pass; a packdownpass of the same tree must have been last
 double packoptimize(const int *tree);   // both
 double downpass(const int *tree);       // the same, one character at a time: all states in the matrix rows

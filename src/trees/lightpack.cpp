@@ -7,6 +7,7 @@
 #include "trees/implied.h"
 #include "kernel/arena.h"
 #include "kernel/driver.h"
+#include "kernel/output.h"
 
 uint32_t **lightset, **lightset2;
 int lightcells2, lightcells, lightfields2, lightfields, lightfieldcap;
@@ -200,6 +201,19 @@ static void internalrows()
     }
 }
 
+// Extended weighting that can do nothing is more likely a slip than meant.
+static void warn_of_idle_weighting()
+{
+    if (!dopiwe || !xdopiwe_stat || ss_recurse_level) return;
+    int active = 0, constant = 0;
+    for (int c = 0; c < nc; ++c)
+        if (charcodes[c].active) ++active, constant += xdopiwe_fixwt_user[c] != 0;
+    if (!active) warnem("No characters are active.  Sure you want to calculate \"scores\"?", nullptr);
+    else if (constant == active)
+        warnem("All active characters are of constant weight.\nThis is an inefficient way to find trees\n"
+               "of minimum-length under equal weights", nullptr);
+}
+
 // The tables of a search go first: whatever wipes both layers wipes that of the search before this
 // one, which must therefore never stand above it.
 void optmem()
@@ -211,6 +225,7 @@ void optmem()
     piwe_init(0);
     set_fit_minima();
     refuse_user_function_for_data();
+    warn_of_idle_weighting();
     set_chardownup();
     internalrows();
     lightpack();

@@ -6,9 +6,10 @@
 //   | 2-bit fields | 4-bit | 8-bit | 16-bit | 32-bit | 16- and 32-bit step-matrix fields |
 //   0             nc2     nc4     nc8     type32shift  san16shift
 //
-// Bit s of a field: state s is in the set.  Fields that no character uses, the cells of step
-// matrices (whose costs have rows of their own) and those from char_cells to rowcells, hold every state in all nodes: they always meet and never cost a step.
-// So a loop may run over whole vectors without a tail.  Rows begin at multiples of 64 bytes.
+// Bit s of a field: state s is in the set.  Fields that no character uses, the cells of step matrices
+// (whose costs have rows of their own) and those from char_cells to rowcells hold every state in all
+// nodes: they always meet and never cost a step.  So a loop may run over whole vectors without a
+// tail.  Rows begin at multiples of 64 bytes.
 //
 // Packed numbers: terminal 0 is the outgroup, then the active taxa in ascending order up to
 // ntax - 1; the root is ntax; internal nodes follow, below hinod = 2 ntax - 1.  In a packed tree

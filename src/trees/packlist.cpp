@@ -102,7 +102,8 @@ static int fieldclassof(int states)
 // ---- Step matrices ---------------------------------------------------------------------------------
 
 // Every change between observed states costs the same, and no state that is not observed is a way
-// between several that costs less.
+// between several that costs less: nodes that have it, with k branches to observed states around them,
+// could as well have the commonest of these, for no more than k (1 - 1 / observed) changes.
 int islikefitch(int c)
 {
     const charrec &r = charcodes[c];
@@ -113,7 +114,6 @@ int islikefitch(int c)
     int second = std::countr_zero(r.sets & (r.sets - 1));
     uint32_t common = r.costs[low][second];
     if (!common || common >= NO_CHANGE || r.costs[second][low] != common) return 0;
-    if (observed == 2) return int(common);
     for (int i = 0; i < r.numstates; ++i)
         for (int j = 0; j < r.numstates; ++j) {
             bool seen = r.sets >> i & 1, seentoo = r.sets >> j & 1;

@@ -46,7 +46,9 @@ static void readstrength(bool needed)
 
 static void getfunction()
 {
-    if (!nt || !dopiwe) myerr("To define a user weighting function, data must be read with implied weighting ON");
+    if (!dopiwe || !read_under_implied_weights())
+        myerr("To define a user weighting function, data must be read with implied weighting ON");
+    if (ss_recurse_level) myerr("When running sectors, weighting function can't be redefined...");
     if (doautowt) myerr("Sorry, cannot define user-function for the present settings");
     std::vector<double> costs;
     for (;;) {
@@ -158,13 +160,13 @@ static void readrange()
 {
     double range = gtdouble();
     if (range <= 1) myerr("Expected maximum weight range (larger than 1).");
-    long n = gtnu();
-    if (n < 0) {
+    double steps = gtdouble();
+    if (steps < 0) {
         nodaterror("setting range of weights from data");
         set_charcodes();
-        n = max_homoplasy();
+        steps = max_homoplasy();
     }
-    double k = n ? kforrange(1 / range, double(n)) : MINK / 2, want = k;
+    double k = steps > 0 ? kforrange(1 / range, steps) : MINK / 2, want = k;
     if (k > MAXK) {
         myp("Note: Concavity for requested range is too high;\n      will set concavity to 1000 (maximum)\n");
         k = MAXK;
@@ -174,9 +176,9 @@ static void readrange()
         k = MINK;
     }
     konk = k;
-    if (k != want) spewem("requested weight ratios only approximated", nullptr);
-    else myp("Concavity set to %.6f (%g steps of homoplasy downweighted %.3f times)", k, double(n), range);
     implied_settings_changed();
+    if (k != want) warnem("requested weight ratios only approximated", nullptr);
+    else myp("Concavity set to %.6f (%g steps of homoplasy downweighted %.3f times)", k, steps, range);
 }
 
 // --- The command ---
@@ -225,7 +227,7 @@ const comhelp piwehelp = {
     "  piwe - ;       off (default)\n"
     "  piwe :N ;      set k, and turn nothing on or off\n"
     "  piwe <R N ;    set k such that N steps of homoplasy weigh 1/R of the first step;\n"
-    "                 without N, the most that the characters can have\n"
+    "                 without N, the most that the characters can have (N need not be whole)\n"
     "  piwe [ W0 W1 ... ;  relative weights of the user for a step after 0, 1, ... extra\n"
     "                 steps; the data must have been read under implied weighting.\n"
     "                 \"piwe [ ;\" shows them\n"

@@ -35,7 +35,7 @@ static scoreoptions readscoreoptions()
     if (o.mk && o.implik) myerr("You have to choose either \"&\" or \"|\"");
     if (o.soft && (o.mk || o.implik)) myerr("Cannot do \"soft\" polytomies with \"&\" or \"|\"");
     if (o.soft && o.fits) myerr("Cannot do \"soft\" polytomies with \"*\"");
-    if (o.mk || o.implik) myerr("Likelihood scores are not available yet");
+    if (o.mk || o.implik) myerr("Sorry, likelihood scores are not available yet");
     return o;
 }
 

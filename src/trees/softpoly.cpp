@@ -58,7 +58,7 @@ static uint32_t hittingstates(const uint32_t *sets, int n, int size)
     return found;
 }
 
-static int softsets(int c, uint32_t *set, uint32_t *below)
+static int softsets(uint32_t *set, uint32_t *below)
 {
     int steps = 0;
     for (int i = optnodes - 1; i >= 0; --i) {
@@ -74,7 +74,7 @@ static int softsets(int c, uint32_t *set, uint32_t *below)
     return steps;
 }
 
-static long softranges(int c, int *low, int *high)
+static long softranges(int *low, int *high)
 {
     long steps = 0;
     for (int i = optnodes - 1; i >= 0; --i) {
@@ -103,11 +103,11 @@ double find_a_min(int c)
             low[t] = ch.continuous ? int(x & 0xffff) : std::countr_zero(x);
             high[t] = ch.continuous ? int(x >> 16) : std::bit_width(x) - 1;
         }
-        steps = double(softranges(c, low, high)) / (ch.continuous ? 1000 : 1);
+        steps = double(softranges(low, high)) / (ch.continuous ? 1000 : 1);
     } else {
         uint32_t *set = lo<uint32_t>(nodz), *below = lo<uint32_t>(nt);
         for (int t = 0; t < nt; ++t) set[t] = terminalstates(t, c);
-        steps = softsets(c, set, below);
+        steps = softsets(set, below);
     }
     loset(here);
     return steps;
@@ -146,6 +146,7 @@ double softpolyoptimize(const int *tree)
     for (int c = 0; c < nc; ++c)
         if (charcodes[c].active && charcodes[c].sankoff && !charcodes[c].continuous)
             myerr("Cannot optimize polytomies as \"soft\" for Sankoff characters");
+    must_match_active_taxa(tree);
     if (dopiwe) start_fits();
     optnodes = mkoptlist(nodlist, tree);
     double score = 0;

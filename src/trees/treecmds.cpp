@@ -133,7 +133,7 @@ static int readtarget()
 
 static void reroottags()
 {
-    if (!txtr_is_set) errmsg("No tags to reroot", nullptr);
+    if (!txtdatin) errmsg("No tags to reroot", nullptr);
     int target = outgroup;
     if (peep() != ';') {
         long n = gtnu();

@@ -20,11 +20,15 @@ void settle_tree(int *written, int next, int *anc, int *source);
 struct treesink {
     int group = -1;              // -1 none yet
     int first = 0, read = 0;     // place of the first tree, trees read
+    bool grew = false;           // the buffer did
     std::string name;            // of the automatic group
 };
 void readsink(treesink *sink);                  // =N or >N, if any
-void sinktree(treesink *sink, const int *anc);  // stores, making room; the first one opens the automatic group
-void reportsink(const treesink *sink);          // "N trees read (trees A-B)"
+bool sinkroom(treesink *sink);                  // makes room for the next one; false: there is none.  All scratch goes:
+                                                // it stands between trees, when nothing is held
+void sinktree(treesink *sink, const int *anc);  // stores; the first one opens the automatic group
+void sinkprogress(const treesink *sink);        // how far the input being read has got
+void endsink(const treesink *sink);             // all are read: ends the progress, says the new room, if it changed
 std::string filepart(const char *path);         // a file's name without its path
 
 // Writing.

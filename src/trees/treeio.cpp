@@ -52,9 +52,17 @@ void sinktree(treesink *sink, const int *anc)
     if (sink->group >= 0) add_to_treegroup(trees_in_mem - 1, sink->group);
 }
 
-void reportsink(const treesink *sink)
+// One growth after another would fill the screen: how much room there is now is said once.
+void endsink(const treesink *sink)
 {
     erdil();
+    recalctree = 1;
+    if (sink->grew) report_maxtrees();
+}
+
+static void reportsink(const treesink *sink)
+{
+    endsink(sink);
     joinem(intvert(sink->read), " trees read", nullptr);
     if (sink->read) {
         joinem(" (trees ", intvert(sink->first), nullptr);
@@ -62,17 +70,23 @@ void reportsink(const treesink *sink)
         joinem(")", nullptr);
     }
     joinem("\n", nullptr);
-    recalctree = 1;
 }
 
-// Room for a hundred trees more.  The layers above the buffer and all scratch go, so this stands
-// between trees, when nothing is held.
-static void makeroom()
+bool sinkroom(treesink *sink)
 {
     constexpr int MORE = 100;
-    if (trees_in_mem < maxtrees) return;
-    if (!try_maxtrees(maxtrees + MORE)) fullerr();
-    report_maxtrees();
+    if (trees_in_mem < maxtrees) return true;
+    if (!try_maxtrees(maxtrees + MORE)) return false;
+    return sink->grew = true;
+}
+
+// In bytes of a file; typed text has no length to tell.
+void sinkprogress(const treesink *sink)
+{
+    struct stat st;
+    FILE *f = curproc->stream;
+    if (f && !fstat(fileno(f), &st) && st.st_size > 0) dildit(double(ftell(f)), double(st.st_size), "Reading trees");
+    else dildit(sink->read, sink->read + 1, "Reading trees");
 }
 
 // --- tread ---
@@ -113,15 +127,6 @@ static void echotitle()
     spewout();
 }
 
-// How far the file being read has got, in bytes; typed text has no length to tell.
-static void showprogress(int trees)
-{
-    struct stat st;
-    FILE *f = curproc->stream;
-    if (f && !fstat(fileno(f), &st) && st.st_size > 0) dildit(double(ftell(f)), double(st.st_size), "Reading trees");
-    else dildit(trees, trees + 1, "Reading trees");
-}
-
 void treadcom()
 {
     if (!datatag) errmsg("Must read data first", nullptr);
@@ -139,11 +144,11 @@ void treadcom()
     }
     manytaxa names;
     do {
-        makeroom();
+        if (!sinkroom(&sink)) fullerr();
         hiscratch scratch;
         int *anc = hi<int>(nodz);
         if (leatre_tagged(anc)) sinktree(&sink, anc);
-        showprogress(sink.read);
+        sinkprogress(&sink);
     } while (gotc('*') && !have_some_intrupt());
     reportsink(&sink);
 }
@@ -233,7 +238,7 @@ static void readcompact(const char *name, treesink *sink, size_t word)
     while (!have_some_intrupt() && take(in, &bytes, word)) {
         size_t size = number(bytes) * word;
         if (size <= longest) need(in, &bytes, size);
-        makeroom();
+        if (!sinkroom(sink)) fullerr();
         hiscratch scratch;
         int *anc = hi<int>(nodz);
         if (size > longest || !revertree(reinterpret_cast<const uint8_t *>(bytes.data()), size, anc))

@@ -256,7 +256,7 @@ static void savelist(const uint8_t *list, bool activeonly)
 static void savetagtree()
 {
     if (!tsavemode) errmsg("Tree-tags can be saved only in parenthetical notation", nullptr);
-    if (!datatag || !txtr_is_set) errmsg("No tags to save", nullptr);
+    if (!datatag || !txtdatin) errmsg("No tags to save", nullptr);
     std::string text;
     savetags(&text);
     writeone(treefile, text, true, saved++);

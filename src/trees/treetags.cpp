@@ -7,12 +7,12 @@
 #include <cstdio>
 #include <cstring>
 
-char txtr_is_set;
+char txtdatin;
 int *txtr;
 char **txtrmsg;
 int maxtxtsz = 128, concat_tags, tag_separator = '/';
 
-void cleartags() { txtr_is_set = 0; }
+void cleartags() { txtdatin = 0; }
 
 bool appendtag(int n, const char *text)
 {
@@ -26,14 +26,14 @@ bool appendtag(int n, const char *text)
 // What is read fits by itself; behind older texts, what does not fit is left out.
 void settags(const int *anc, const char *const *texts, const int *source)
 {
-    bool add = concat_tags && txtr_is_set && equal_tree(anc, txtr);
+    bool add = concat_tags && txtdatin && equal_tree(anc, txtr);
     memcpy(txtr, anc, sizeof(int) * nodz);
     for (int n = 0; n < nodz; ++n) {
         if (!add) txtrmsg[n][0] = 0;
         const char *text = n < anc[nt] && source[n] >= 0 ? texts[source[n]] : nullptr;
         if (text && *text) appendtag(n, text);
     }
-    txtr_is_set = 1;
+    txtdatin = 1;
 }
 
 void movetags(const int *anc, const int *carried)
@@ -50,7 +50,7 @@ void movetags(const int *anc, const int *carried)
 
 void checktags()
 {
-    if (!txtr_is_set) return;
+    if (!txtdatin) return;
     checktree(txtr);
     for (int n = 0; n < nodz; ++n) assert(memchr(txtrmsg[n], 0, maxtxtsz));
 }

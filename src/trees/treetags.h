@@ -1,7 +1,7 @@
 // trees/treetags.h: the tag tree, one tree with a text at each node.
 #pragma once
 
-extern char  txtr_is_set;        // the tag tree exists and its texts hold data; 0 at start
+extern char  txtdatin;        // the tag tree exists and its texts hold data; 0 at start
 extern int  *txtr;               // the tag tree, as a stored tree
 extern char **txtrmsg;           // per node, its text; maxtxtsz bytes; first byte 0 = none
 extern int   maxtxtsz;           // bytes a text: 128, more when names of taxa are long

@@ -15,8 +15,6 @@
 #include "trees/scores.h"
 #include "trees/treebuf.h"
 
-static double ref_length, ref_totalfit;
-
 static double stepsof(int c) { return charcodes[c].continuous ? charcodes[c].realsteps : charcodes[c].steps; }
 
 // Both lengths and fits of all characters, active or not.
@@ -45,13 +43,9 @@ static void definereference()
         for (int c = 0; c < nc; ++c) charcodes[c].recalc = 1;
         optmem();
         packdownpass(mem_tree[n]);
-        ref_length = ref_totalfit = 0;
         for (int c = 0; c < nc; ++c) {
             ref_steps[c] = stepsof(c);
             ref_fit[c] = charcodes[c].fit;
-            if (!marks.were[c]) continue;
-            ref_length += charcodes[c].weight * ref_steps[c];
-            ref_totalfit += charcodes[c].weight * ref_fit[c];
         }
     }
     defined_ref = 1;
@@ -130,7 +124,9 @@ static void compare(int t, bool fit, const groupchange &groups)
 {
     constexpr double SAME = 1e-9;
     double total = packdownpass(mem_tree[t]), *difference = lo<double>(nc);
-    double refer = fit ? ref_totalfit : ref_length, more = total - refer;
+    double more = total;
+    for (int c = 0; c < nc; ++c)
+        if (charcodes[c].active) more -= charcodes[c].weight * (fit ? ref_fit[c] : ref_steps[c]);
     if (std::fabs(more) < SAME) more = 0;
     const char *verdict = more > 0 ? "worse" : more < 0 ? "better" : "same", *what = fit ? "fit" : "length";
     if (fit) myp("Tree %i, %s %s (diff.=%.5f)", t, verdict, what, std::fabs(more));

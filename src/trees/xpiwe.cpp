@@ -1,9 +1,10 @@
 // The command xpiwe: weighting sets, constant weights and concavities by character.
 #include <algorithm>
 #include <cctype>
-#include <cmath>
-#include <cstring>
+#include <charconv>
+#include <numeric>
 #include <string>
+#include <vector>
 #include "data/lists.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
@@ -202,49 +203,62 @@ static void singleconcavity()
 
 // --- Saving ---
 
-// The numbers of the marked characters, runs as ranges.
-static void putlist(const uint8_t *marked)
+// Read back to the same number, without an exponent.
+static std::string exactly(double x)
 {
-    for (int c = 0; c < nc; ++c) {
-        if (!marked[c]) continue;
-        int from = c;
-        while (c + 1 < nc && marked[c + 1]) ++c;
-        spewch(' ');
-        tojoin(intvert(from));
-        if (c > from) tojoin("."), tojoin(intvert(c));
-        if (composed_length() > 1900) spewjn();
+    char text[400];
+    return std::string(text, std::to_chars(text, text + sizeof text, x, std::chars_format::fixed).ptr);
+}
+
+// The places of the characters that are wanted, runs as ranges; nothing when there are none.
+template<class F> static std::string placesof(const std::vector<int> &chars, F wanted)
+{
+    constexpr size_t LINE = 72;
+    std::string list;
+    size_t start = 0;
+    for (size_t i = 0; i < chars.size(); ++i) {
+        if (!wanted(chars[i])) continue;
+        size_t from = i;
+        while (i + 1 < chars.size() && wanted(chars[i + 1])) ++i;
+        list += ' ' + std::to_string(from);
+        if (i > from) list += '.' + std::to_string(i);
+        if (list.size() - start > LINE) list += '\n', start = list.size();
     }
+    return list;
+}
+
+static void putcommand(std::string *text, const std::string &option, const std::string &list, const std::string &end = "")
+{
+    if (!list.empty()) *text += "xpiwe " + option + list + end + " ;\n";
+}
+
+std::string xpiwe_status_text(const std::vector<int> &chars)
+{
+    std::string text;
+    if (!xdopiwe_setlist || !xdopiwe_stat) return text;
+    for (int s = 1; s <= xdopiwe_numsets; ++s)
+        putcommand(&text, "[", placesof(chars, [&](int c) { return xdopiwe_isinset_user[c] == s; }));
+    putcommand(&text, "/" + exactly(xdopiwe_eqsteps) + "x" + exactly(xdopiwe_user_factor),
+               placesof(chars, [](int c) { return xdopiwe_fixwt_user[c] != 0; }));
+    if (multik_is_on && multik_missfactor > 0)
+        putcommand(&text, multik_equalize ? "(=*" : "(*", exactly(multik_missfactor), " <" + exactly(multik_maxprop));
+    for (int c = 0; c < nc && multik_is_on; ++c) {
+        double k = multik_givenk[c];
+        if (k <= 0 || std::find(multik_givenk, multik_givenk + c, k) != multik_givenk + c) continue;
+        putcommand(&text, "(", placesof(chars, [&](int d) { return multik_givenk[d] == k; }), " /" + exactly(k));
+    }
+    return text + "xpiwe = ;\n";
 }
 
 void save_xpiwe_status()
 {
-    if (!xdopiwe_setlist || !xdopiwe_stat) return;
-    uint8_t *marked = lo<uint8_t>(nc);
-    char text[120];
-    for (int s = 1; s <= xdopiwe_numsets; ++s) {
-        for (int c = 0; c < nc; ++c) marked[c] = xdopiwe_isinset_user[c] == s;
-        tojoin("xpiwe [");
-        putlist(marked);
-        spewem(" ;", nullptr);
+    std::vector<int> all(static_cast<size_t>(nc));
+    std::iota(all.begin(), all.end(), 0);
+    std::string text = xpiwe_status_text(all);
+    for (size_t at = 0, end; at < text.size(); at = end + 1) {
+        end = text.find('\n', at);
+        spewem(text.substr(at, end - at).c_str(), nullptr);
     }
-    if (std::count(xdopiwe_fixwt_user, xdopiwe_fixwt_user + nc, 1)) {
-        snprintf(text, sizeof text, "xpiwe /%.17gx%.17g", xdopiwe_eqsteps, xdopiwe_user_factor);
-        tojoin(text);
-        putlist(xdopiwe_fixwt_user);
-        spewem(" ;", nullptr);
-    }
-    if (multik_is_on && multik_missfactor > 0)
-        myp("xpiwe (%s*%.17g <%.17g ;", multik_equalize ? "=" : "", multik_missfactor, multik_maxprop);
-    for (int c = 0; c < nc && multik_is_on; ++c) {
-        double k = multik_givenk[c];
-        if (k <= 0 || std::find(multik_givenk, multik_givenk + c, k) != multik_givenk + c) continue;
-        for (int d = 0; d < nc; ++d) marked[d] = multik_givenk[d] == k;
-        tojoin("xpiwe (");
-        putlist(marked);
-        snprintf(text, sizeof text, " /%.17g ;", k);
-        spewem(text, nullptr);
-    }
-    spewem("xpiwe = ;", nullptr);
 }
 
 // --- Reports ---
@@ -296,8 +310,7 @@ static void showsets(uint32_t which, bool scored)
     }
 }
 
-// "& words L": the words choose columns; L are trees.
-static void status()
+static uint32_t columnwords()
 {
     uint32_t which = 0;
     while (isalpha(peep())) {
@@ -307,12 +320,20 @@ static void status()
         if (i == COLUMNS) errmsg("Wrong argument for xpiwe:", cmdname, nullptr);
         which |= uint32_t{1} << i;
     }
+    return which;
+}
+
+// "& words L" or "& L words": the words choose columns; L are trees.
+static void status()
+{
+    uint32_t which = columnwords();
+    if (trees_in_mem && xdopiwe_stat) optmem();              // locks its layer before the list is there
+    else piwe_init(0);
+    const uint8_t *trees = trees_in_mem ? treelist() : nullptr;
+    which |= columnwords();
     if (!which) which = (uint32_t{1} << COLUMNS) - 1;
     spewem("Extended implied weighting is", xdopiwe_stat ? "ON" : "OFF", nullptr);
     if (!xdopiwe_stat) return;
-    if (!trees_in_mem) piwe_init(0);
-    uint8_t *trees = nullptr;
-    if (trees_in_mem) optmem(), trees = treelist();
     long fixed = std::count(xdopiwe_fixwt_user, xdopiwe_fixwt_user + nc, 1);
     if (fixed) myp("%li character(s) of constant weight (cost of a step: %.*f)", fixed, table_precision, xdopiwe_factor);
     if (multik_is_on && multik_missfactor > 0)

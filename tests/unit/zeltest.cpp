@@ -1,6 +1,7 @@
 #include "zeltest.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
+#include "kernel/output.h"
 #include "kernel/textbuf.h"
 #include <filesystem>
 #include <fstream>
@@ -9,11 +10,10 @@
 
 namespace fs = std::filesystem;
 
-static bool failed;
+static bool failed, booted;
 
 std::string zelrun(const std::string &commands)
 {
-    static bool booted;
     static textcursor seen;
     std::string text;
     if (!booted) {
@@ -32,6 +32,21 @@ std::string zelrun(const std::string &commands)
 }
 
 bool zelfailed() { return failed; }
+
+// Each test begins without data and as the program starts, whatever those before it left behind.
+namespace {
+struct fromdefaults : testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo &) override
+    {
+        if (!booted) return;
+        silent = 0;
+        zelrun("xwipe; report =; warn -; echo -; lquote -; tables -; tables /5; taxname -; cnames -; tgroup auto;");
+        zelrun("nstates num 16 nogaps; piwe -; xpiwe -; collapse 3; suboptimal 0; rseed 1; timeout 0;");
+        zelrun("mult: replic 10 hold 10 tbr; log /;");
+    }
+};
+}
+static int listening = (testing::UnitTest::GetInstance()->listeners().Append(new fromdefaults), 1);
 
 std::string tempdir()
 {

@@ -99,7 +99,7 @@ void tagfirsttree(bool numbers)
         if (!numbers && n >= nt && n % 3) text = n % 3 == 1 ? "lab el" + std::to_string(n) : "x" + std::to_string(n) + "/1e-3";
         strcpy(txtrmsg[n], text.c_str());
     }
-    txtr_is_set = 1;
+    txtdatin = 1;
 }
 }
 
@@ -136,17 +136,17 @@ TEST(Export, TreesAndTagsReadBackToTheSame)
         for (const char *how : { "-", "-=", ">", ">=" }) {
             bool newick = strchr(how, '='), alone = strchr(how, '>');
             if (alone && !(trial % 2)) continue;
-            txtr_is_set = 1;
+            txtdatin = 1;
             std::string said = zelrun(std::string("export ") + how + " " + out("back.tre") + ";");
             ASSERT_FALSE(zelfailed()) << said;
             EXPECT_TRUE(says(said, newick ? "Saved trees (Newick format)" : "Saved trees (Nexus format)")) << said;
             int n = trees_in_mem;
             zelrun("keep 0;");
-            txtr_is_set = 0;
+            txtdatin = 0;
             said = zelrun(std::string("p ") + (newick ? "[" : "") + out("back.tre") + ";");
             ASSERT_FALSE(zelfailed()) << said << readfile(out("back.tre"));
             ASSERT_EQ(trees_in_mem, alone ? 1 : n);
-            ASSERT_TRUE(txtr_is_set);
+            ASSERT_TRUE(txtdatin);
             EXPECT_EQ(tagstext(), tags) << readfile(out("back.tre"));
             if (!alone) EXPECT_EQ(treestext(), trees);
             else {
@@ -155,7 +155,7 @@ TEST(Export, TreesAndTagsReadBackToTheSame)
             }
         }
     }
-    txtr_is_set = 0;
+    txtdatin = 0;
 }
 
 TEST(Export, FastaReadsBackToTheSame)
@@ -221,7 +221,7 @@ TEST(Export, EveryRefusalHasItsWords)
     EXPECT_TRUE(says(zelrun("export " + out("no.nex") + ";"), "Cannot export data sets with continuous characters"));
     fresh();
     readforeign(FOUR);
-    txtr_is_set = 0;
+    txtdatin = 0;
     struct { std::string command, words; } cases[] = {
         { "export ;", "Must give name of file" },
         { "export * " + out("no.nex") + ";", "No trees to save to NEXUS file!" },

@@ -54,7 +54,7 @@ TEST(NexusTrees, LabelsAndLengthsBecomeTags)
     std::string said = nexus("tree first = (a:1,(b:2,c:0.5)x:3e-2,d); tree second = ((a,b)99,c:-1,d)root;");
     EXPECT_FALSE(zelfailed()) << said;
     EXPECT_TRUE(says(said, "Tree-tags from second")) << said;
-    ASSERT_TRUE(txtr_is_set);
+    ASSERT_TRUE(txtdatin);
     EXPECT_EQ(std::string(txtrmsg[2]), "-1");
     EXPECT_EQ(std::string(txtrmsg[nt]), "root");
     int ab = txtr[0];

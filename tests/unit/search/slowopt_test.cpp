@@ -1,6 +1,10 @@
 // Step matrices and continuous characters: the packed score is the plain one; the cost of every clip,
 // root and destination is that of scoring the tree it gives; what bounds refuse is above them.
+#include "searchtest.h"
 #include "slowtest.h"
+#include "search/relfit.h"
+#include "search/schcollapse.h"
+#include "search/keeptrees.h"
 #include "search/slowopt.h"
 
 namespace {
@@ -53,7 +57,7 @@ void scoresrandomtrees()
     std::mt19937 rng(301);
     for (const mixed::kind &k : mixed::kinds) {
         SCOPED_TRACE(k.what);
-        for (int trial = 0; trial < 30; ++trial) {
+        for (int trial = 0; trial < atmost(30); ++trial) {
             mixed::data d = mixed::random(rng, 4 + plain::below(rng, 9), 1 + plain::below(rng, 20), k);
             mixed::packing image(d);
             for (int i = 0; i < 6; ++i) {
@@ -67,7 +71,7 @@ void scoresrandomtrees()
 
 void everymoveisexact()
 {
-    mixed::each(302, 3, 9, 10, [](std::mt19937 &, const mixed::data &d, const std::vector<int> &start) {
+    mixed::each(302, atmost(3), 8, 10, [](std::mt19937 &, const mixed::data &d, const std::vector<int> &start) {
         for (int clusters : { 1, 0 }) {
             std::vector<int> tree = start;
             clusters_on = clusters;
@@ -114,6 +118,19 @@ void everymoveisexact()
                                     ASSERT_TRUE(kind == 1 ? second_check(deslist[j], r, 1) : second_check(rootlist[i], deslist[j], 2));
                                 }
                             }
+                    }
+                // Two sisters at once cost no more than each of them.
+                for (int r : roots)
+                    for (int g = ntax + 1; g < hinod; ++g) {
+                        if (std::find(dests.begin(), dests.end(), g) == dests.end() || dests.size() < 3) continue;
+                        double least = std::min_element(moves.begin(), moves.end(), [&](const move &a, const move &b) {
+                            auto cost = [&](const move &m) { return m.r == r && (m.d == lef[g] || m.d == rig[g]) ? m.steps : 1e30; };
+                            return cost(a) < cost(b);
+                        })->steps;
+                        movebound = least;
+                        pair_checker(x < ntax || !clusters ? dnset(x) : branchset(r), branchset(lef[g]), branchset(rig[g]));
+                        ASSERT_TRUE(moveok && second_pair_check(r, lef[g], rig[g]));
+                        ASSERT_LE(movesteps, least + 1e-9);
                     }
                 links before(tree);
                 for (const move &v : moves) {
@@ -207,3 +224,85 @@ TEST(ImpliedWeights, ScoreRandomTreesAsPlainOptimizationDoes)      { mixed::weig
 TEST(ImpliedWeights, TheCostOfEveryClipRootAndDestinationIsExact)  { mixed::weighting w("piwe=0.7;"); everymoveisexact(); }
 TEST(ImpliedWeights, CostsStayExactThroughManyMovesAndRefusals)    { mixed::weighting w("piwe=12;"); manymoves(); }
 TEST(ImpliedWeights, TaxaCanBeAddedOneByOne)                       { mixed::weighting w; addingtaxa(); }
+
+// A branch stands when some character changes on it in every reconstruction.
+TEST(SlowCharacters, MarkTheBranchesOnWhichTheyMustChange)
+{
+    int rule = collapse_level;
+    mixed::each(306, 6, 9, 6, [](std::mt19937 &, const mixed::data &d, const std::vector<int> &start) {
+        if (!d.cont.empty()) return;
+        std::vector<int> tree = start, support(nodz);
+        schoptimize(tree.data(), 2);
+        set_schcollapser(COLL_RULE1);
+        schcollapser(tree.data(), support.data());
+        plain::tree t = plaintree(tree.data());
+        std::vector<char> stands(t.nodes(), 0);
+        for (int c = 0; c < d.m.chars; ++c) {
+            if (!d.m.active[c] || !d.m.weight[c]) continue;
+            auto sets = plain::finalsets(d.m, t, c);
+            for (int n = d.m.taxa + 1; n < t.nodes(); ++n) stands[n] |= t.anc[n] != plain::tree::NONE && !(sets[n] & sets[t.anc[n]]);
+        }
+        for (int n = ntax + 1; n < hinod; ++n) {
+            if (tree[n] == ntax) continue;
+            ASSERT_EQ(bool(support[n]), bool(stands[backfrompack[n]])) << n << mixed::readtext(d) << plain::text(t);
+        }
+    });
+    set_schcollapser(rule);
+}
+
+// F is what the characters lose that fit better elsewhere, C what the others gain.
+TEST(SlowCharacters, RelativeFitIsThatOfTheWholeTrees)
+{
+    relative_suboptimal = 0.5;
+    mixed::each(305, 2, 8, 10, [](std::mt19937 &rng, const mixed::data &d, const std::vector<int> &start) {
+        for (int c = 0; c < d.m.chars; ++c)
+            if (d.m.additive[c] && !d.m.bycosts(c)) return;          // thresholds count one by one
+        std::vector<int> tree = start;
+        clusters_on = 1;
+        optimize_for_swap(tree.data());
+        plain::tree whole = plaintree(tree.data());
+        for (int x = 1; x < hinod; ++x) {
+            int s = sis[x], nroots, ndests;
+            if (x == ntax || s == 0) continue;
+            clip_subtree(x);
+            reassign_clusters(x, s, &nroots, &ndests);
+            reoptimize_after_clip(s, x);
+            int r = x < ntax ? x : lef[x];
+            double cost = original(x, s);
+            EXPECT_GE(relative_bound(r, clipset, s), std::floor(cost));
+            std::vector<int> dests = nodesbelow(rig[ntax]);
+            int to = dests[plain::below(rng, int(dests.size()))];
+            double found = relative_difference(r, clipset, to);
+            links before(tree);
+            unclip_subtree(x, to);
+            plain::tree moved = plaintree(tree.data());
+            double favors = 0, contradicts = 0;
+            auto count = [&](double weight, double was, double now) { (was > now ? favors : contradicts) += weight * std::abs(was - now); };
+            for (int c = 0; c < d.m.chars; ++c)
+                if (d.m.active[c]) count(d.m.weight[c], plain::steps(d.m, whole, c), plain::steps(d.m, moved, c));
+            for (size_t c = 0; c < d.cont.size(); ++c)
+                count(d.contweight[c] / 1000.0, double(mixed::contsteps(d, whole, int(c))), double(mixed::contsteps(d, moved, int(c))));
+            double expected = std::abs(favors - contradicts) < 1e-9 ? 0
+                            : favors > contradicts ? -(favors - contradicts) / favors : (contradicts - favors) / contradicts;
+            ASSERT_NEAR(found, expected, 1e-9) << "clip " << x << " to " << to;
+            before.putback(&tree);
+            unclip_subtree(x, s);
+            restore_after_clip(s);
+        }
+    });
+    relative_suboptimal = 0;
+}
+
+// Concavities of characters, constant weights, base steps.
+TEST(ImpliedWeights, MovesAreExactUnderFunctionsOfEachCharacter)
+{
+    for (const char *settings : { "ccode =1 .;", "xpiwe=;xpiwe/2x3 0.3;", "xpiwe=;xpiwe(*0.5;" }) {
+        SCOPED_TRACE(settings);
+        mixed::weighting w;
+        mixed::moresettings = settings;
+        manymoves();
+        mixed::moresettings.clear();
+        zelrun("xpiwe-;");
+        if (testing::Test::HasFatalFailure()) return;
+    }
+}

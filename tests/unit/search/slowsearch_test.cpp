@@ -70,8 +70,45 @@ void findsthebest(unsigned seed)
     zelrun("keep 0;mult:replic 10 hold 10;");
 }
 
+// Every tree within the limit that one move from a kept tree reaches is kept too.
+void wholeisland(double subopt, unsigned seed)
+{
+    constexpr double SAME = 1e-7;
+    std::mt19937 rng(seed);
+    rulefor none(nocollapse);
+    for (const mixed::kind &k : mixed::kinds)
+        for (int trial = 0; trial < atmost(3); ++trial) {
+            SCOPED_TRACE(k.what);
+            mixed::data d = readrandom(rng, 5 + trial % 2, 4 + plain::below(rng, 6), k);
+            zelrun("hold 3000;");
+            usetrees({ plain::randomtree(rng, d.m.taxa) });
+            zelrun("subopt " + std::to_string(subopt) + ";");
+            std::string report = zelrun("bbreak=tbr mulpars;");
+            ASSERT_FALSE(zelfailed()) << report;
+            std::set<std::vector<uint64_t>> shapes;
+            auto all = allkept();
+            double best = 1e30, limit = dopiwe || !d.cont.empty() ? subopt : std::floor(subopt);
+            for (const plain::tree &t : all) {
+                best = std::min(best, plainscore(d, t));
+                EXPECT_TRUE(shapes.insert(plain::shape(t)).second) << "kept twice";
+            }
+            for (const plain::tree &t : all) {
+                ASSERT_LE(plainscore(d, t), best + limit + SAME);
+                neighbours(t, true, [&](const plain::tree &u) {
+                    double score = plainscore(d, u);
+                    ASSERT_GE(score, best - SAME);
+                    if (score < best + limit - SAME) { ASSERT_TRUE(shapes.count(plain::shape(u))) << plain::text(u) << report; }
+                });
+            }
+            if (testing::Test::HasFatalFailure()) break;
+        }
+    zelrun("subopt 0;keep 0;hold 100;bbreak:tbr mulpars;");
+}
+
 }  // namespace
 
+TEST(SlowSearches, TbrKeepsAllTreesWithinTheLimit)       { wholeisland(2, 406); }
+TEST(ImpliedSearches, TbrKeepsAllTreesWithinTheLimit)    { mixed::weighting w; wholeisland(0.2, 416); }
 TEST(SlowSearches, TbrEndsWhereNoMoveIsBetter)           { nothingbetter("tbr nomulpars", true, 401); }
 TEST(SlowSearches, SprEndsWhereNoMoveIsBetter)           { nothingbetter("spr nomulpars", false, 402); }
 TEST(SlowSearches, TbrOfManyTreesEndsWhereNoMoveIsBetter) { nothingbetter("tbr mulpars", true, 403); }

@@ -65,11 +65,12 @@ inline double length(const data &d, const plain::tree &t)
 
 // Score under implied weights: an additive character by its thresholds.  Minima are the program's: what
 // is at issue is the count of steps and what becomes of it.
-inline double thresholdfit(const plain::data &m, const plain::tree &t, int c, int base)
+inline double thresholdfit(const plain::data &m, const plain::tree &t, int c, int number)
 {
     uint32_t all = 0;
     for (int n = 0; n < m.taxa; ++n)
         if (m.taxactive[n] && m.cells[n][c] != plain::ANY) all |= m.cells[n][c];
+    if (!(all & (all - 1))) return charfit(number, charcodes[number].internal_steps);
     double sum = 0;
     for (int s = 0; s < 31; ++s) {
         if (!(all & ((2u << s) - 1)) || !(all >> s >> 1)) continue;
@@ -78,7 +79,7 @@ inline double thresholdfit(const plain::data &m, const plain::tree &t, int c, in
             uint32_t x = m.cells[n][c];
             if (x != plain::ANY) one.cells[n][0] = (x & ((2u << s) - 1) ? 1 : 0) | (x >> s >> 1 ? 2 : 0);
         }
-        sum += charfit(0, std::max(0, plain::steps(one, t, 0) + base - 1));
+        sum += charfit(number, std::max(0, plain::steps(one, t, 0) + charcodes[number].internal_steps - 1));
     }
     return sum;
 }
@@ -91,7 +92,7 @@ inline double fits(const data &d, const plain::tree &t)
         if (!d.m.active[c] || !d.m.weight[c]) continue;
         const charrec &r = charcodes[conts + c];
         double fit = 0;
-        if (d.m.additive[c] && !d.m.bycosts(c)) fit = thresholdfit(d.m, t, c, r.internal_steps);
+        if (d.m.additive[c] && !d.m.bycosts(c)) fit = thresholdfit(d.m, t, c, conts + c);
         else {
             uint32_t all = 0;
             for (int n = 0; n < d.m.taxa; ++n)
@@ -182,11 +183,13 @@ inline data random(std::mt19937 &rng, int taxa, int chars, const kind &k)
     return d;
 }
 
+inline std::string moresettings;      // commands for every image made, after the data
+
 // Reads and packs.
 struct packing {
     explicit packing(const data &d, const std::string &settings = "")
     {
-        std::string said = zelrun("procedure " + writefile("mixed.xread", readtext(d)) + ";" + settings);
+        std::string said = zelrun("procedure " + writefile("mixed.xread", readtext(d)) + ";" + moresettings + settings);
         if (zelfailed()) ADD_FAILURE() << said;
         if (dopiwe) set_fit_minima();
         schpack();

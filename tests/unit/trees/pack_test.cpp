@@ -233,17 +233,6 @@ TEST(Pack, StatesOfInactiveTaxaDoNotCount)
     EXPECT_EQ(step_lag, 1);
 }
 
-TEST(Pack, ContinuousCharactersThatVaryAreRefusedForNow)
-{
-    zelrun("procedure " + writefile("continuous.xread", "nstates cont; xread 1 4 a 0.1 b 0.2 c 0.3 d 0.5 ; proc/;") + ";");
-    ASSERT_FALSE(zelfailed());
-    ASSERT_TRUE(charcodes[0].continuous);
-    std::string said = zelrun("mult;");
-    EXPECT_TRUE(zelfailed());
-    EXPECT_NE(said.find("Sorry, searches with continuous characters are not available yet"), std::string::npos) << said;
-    zelrun("nstates num 8;");
-}
-
 // Pairs of cells: the second one of a class is there even when no character is in it.
 TEST(Pack, CellsComeInPairsWhenTheyAreReadAsWordsOf64Bits)
 {

@@ -1,0 +1,526 @@
+#include "search/constpack.h"
+#include "search/constraints.h"
+#include "search/grouptree.h"
+#include "search/moves.h"
+#include "data/matrix.h"
+#include "kernel/arena.h"
+#include "kernel/errors.h"
+#include "trees/scratch.h"
+#include "trees/treemodel.h"
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <functional>
+#include <numeric>
+
+int use_treeconstraints, numcpos, numcneg, cncpos, cncneg, negatives_bind = 1;
+uint32_t *cpempos, *cpemneg, *cneginfomsk;
+
+constexpr int PERCELL = 16;
+constexpr uint32_t LOWBITS = 0x55555555;
+enum { OUTSIDE = 1, MEMBER = 2, FLOATS = 3 };
+enum { DOWN, BEYOND, FINAL, CONSTSETS };     // the sets of a node
+
+static int rowsize;                          // cncpos + cncneg; the negative ones follow the positive
+static uint32_t *once, *twice;               // per cell, low bits of the fields: steps of the pieces, one or more, two or more
+static int *nodelist;                        // scratch: the nodes of a piece
+static int clip = -1;                        // entered last; -1 none
+static bool entered;                         // the sets are those of its pieces
+static bool regionsknown;                    // region is that of the tree being swapped
+
+static int *posgroup;                        // per positive field, the user's number of the constraint
+static grouptree hardconst;                  // of the tree constraint
+static int *matched;                         // per node: the group of hardconst that it has, or -1
+static uint8_t *isfix;                       // the same as a byte
+static int *region;                          // per node: the nearest ancestor that has one, or the root
+
+static uint32_t *set(int node, int which) { return cpempos + (size_t(node) * CONSTSETS + which) * rowsize; }
+
+// --- packing ------------------------------------------------------------------------------
+
+// Which side each taxon is on, a bit a taxon.
+struct sides { uint64_t *in, *out; };
+static int words() { return (ntax + 63) / 64; }
+
+static const char *incoherence;              // what chk_constraint_coherence has to say; null: nothing
+static int culprit1, culprit2;
+
+static int count(const uint64_t *x) { return std::transform_reduce(x, x + words(), 0, std::plus<>(), [](uint64_t w) { return std::popcount(w); }); }
+
+static bool meet(const uint64_t *a, const uint64_t *b)
+{
+    uint64_t any = 0;
+    for (int i = 0; i < words(); ++i) any |= a[i] & b[i];
+    return any;
+}
+
+static bool within(const uint64_t *a, const uint64_t *b)       // a is a subset of b
+{
+    uint64_t left = 0;
+    for (int i = 0; i < words(); ++i) left |= a[i] & ~b[i];
+    return !left;
+}
+
+// The constraints that bind the active taxa: two members, two taxa outside.
+static int readsides(uint32_t *const *mat, int number, sides *all, int *groups)
+{
+    int n = 0;
+    for (int k = 0; k < number; ++k) {
+        sides s{ zhi<uint64_t>(words()), zhi<uint64_t>(words()) };
+        for (int t = 0; t < ntax; ++t) {
+            int field = constfield(mat, k, backfrompack[t]);
+            if (field == MEMBER) s.in[t / 64] |= uint64_t(1) << t % 64;
+            if (field == OUTSIDE) s.out[t / 64] |= uint64_t(1) << t % 64;
+        }
+        if (count(s.in) < 2 || count(s.out) < 2) continue;
+        if (groups) groups[n] = k;
+        all[n++] = s;
+    }
+    return n;
+}
+
+// Two groups are compatible when one of the four ways of being in or out of them is empty.  When three
+// are not, a taxon that floats in one of the groups and would fill the fourth is on the other side.
+static bool addfloaters(uint64_t *to, uint64_t *other, const uint64_t *from)
+{
+    bool any = false;
+    for (int i = 0; i < words(); ++i) {
+        uint64_t nu = from[i] & ~(to[i] | other[i]);
+        to[i] |= nu;
+        any |= nu != 0;
+    }
+    return any;
+}
+
+enum pairing { NO_CHANGE, FIXED_FLOATERS, CONTRADICTION };
+
+static pairing comparepair(sides a, sides b)
+{
+    uint64_t *const as[2] = { a.in, a.out }, *const bs[2] = { b.in, b.out };
+    int full = 0, ei = 0, ej = 0;
+    for (int i = 0; i < 2; ++i)
+        for (int j = 0; j < 2; ++j) {
+            if (meet(as[i], bs[j])) ++full;
+            else ei = i, ej = j;
+        }
+    if (full == 4) return CONTRADICTION;
+    if (full < 3) return NO_CHANGE;
+    bool changed = addfloaters(as[1 - ei], as[ei], bs[ej]);
+    changed |= addfloaters(bs[1 - ej], bs[ej], as[ei]);
+    return changed ? FIXED_FLOATERS : NO_CHANGE;
+}
+
+static void fix_pos_floaters(sides *pos)
+{
+    hiscratch scratch;
+    uint8_t *changed = hi<uint8_t>(numcpos), *now = hi<uint8_t>(numcpos);
+    std::fill(changed, changed + numcpos, 1);
+    for (bool again = true; again;) {
+        again = false;
+        std::fill(now, now + numcpos, 0);
+        for (int i = 1; i < numcpos; ++i)
+            for (int j = 0; j < i; ++j) {
+                if (!changed[i] && !changed[j]) continue;
+                pairing p = comparepair(pos[i], pos[j]);
+                if (p == CONTRADICTION) {
+                    incoherence = "Some positive constraints force incompatible groups (e.g. groups %i and %i)";
+                    culprit1 = posgroup[j];
+                    culprit2 = posgroup[i];
+                    return;
+                }
+                if (p == FIXED_FLOATERS) now[i] = now[j] = again = true;
+            }
+        std::swap(changed, now);
+    }
+}
+
+// What forbids a group that a positive constraint makes: its sides lie within those of the other.
+static bool forbidden(sides neg, sides pos)
+{
+    return (within(neg.in, pos.in) && within(neg.out, pos.out)) || (within(neg.in, pos.out) && within(neg.out, pos.in));
+}
+
+// What each group of the tree constraint says of a constraint.
+template<class F> static bool anygroup(sides s, F f)
+{
+    hiscratch scratch;
+    int *in = zhi<int>(hardconst.slots), *out = zhi<int>(hardconst.slots);
+    for (int t = 0; t < ntax; ++t) {
+        int a = s.in[t / 64] >> t % 64 & 1, b = s.out[t / 64] >> t % 64 & 1;
+        for (int n = hardconst.anc[t]; a | b; n = hardconst.anc[n]) {
+            in[n] += a;
+            out[n] += b;
+            if (n == ntax) break;
+        }
+    }
+    for (int n = ntax + 1; n < hardconst.slots; ++n)
+        if (f(in[n], out[n], in[ntax] - in[n], out[ntax] - out[n])) return true;
+    return false;
+}
+
+static void comparewithtree(const sides *pos, const sides *neg)
+{
+    for (int k = 0; k < numcneg && !incoherence; ++k)
+        if (anygroup(neg[k], [](int in, int out, int in2, int out2) { return (!in && !out2) || (!out && !in2); }))
+            incoherence = "Tree constraint and negative constraints contain some identical groups";
+    for (int k = 0; k < numcpos && !incoherence; ++k)
+        if (anygroup(pos[k], [](int in, int out, int in2, int out2) { return in && out && in2 && out2; }))
+            incoherence = "Tree constraint and positive constraints contain contradictory groups";
+}
+
+static void comparesides(sides *pos, const sides *neg)
+{
+    incoherence = nullptr;
+    fix_pos_floaters(pos);
+    for (int i = 0; i < numcneg && !incoherence; ++i)
+        for (int j = 0; j < numcpos && !incoherence; ++j)
+            if (forbidden(neg[i], pos[j])) incoherence = "Positive and negative constraints contain some identical groups";
+    if (use_treeconstraints) comparewithtree(pos, neg);
+}
+
+void chk_constraint_coherence()
+{
+    if (!incoherence) return;
+    if (strchr(incoherence, '%')) myerr("Some positive constraints force incompatible groups (e.g. groups %i and %i)", culprit1, culprit2);
+    errmsg(incoherence, nullptr);
+}
+
+static void packhardconst()
+{
+    use_treeconstraints = 0;
+    if (!constreenum) return;
+    char *mark = himark();
+    int *tree = hi<int>(nodz);
+    std::copy(constree, constree + nodz, tree);
+    prunetaxa(tree, taxact);
+    if (tree[outgroup] != nt) reroot(tree, outgroup);
+    pack_one_tree(tree);
+    makegrouptree(&hardconst, tree, ntax, hinod, loram);
+    hiset(mark);
+    for (int t = 0; t < ntax; ++t) entertaxon(&hardconst, t);
+    for (int n = ntax + 1; n < hardconst.slots; ++n) use_treeconstraints |= hardconst.count[n] <= ntax - 2;
+    if (!use_treeconstraints) return;
+    matched = lo<int>(hinod);
+    region = lo<int>(hinod);
+    isfix = zlo<uint8_t>(hinod);
+}
+
+static void writerows(const sides *s, int number, int firstcell, int cells)
+{
+    for (int t = 0; t < ntax; ++t) {
+        uint32_t *row = set(t, DOWN) + firstcell;
+        std::fill(row, row + cells, ~0u);
+        for (int k = 0; k < number; ++k) {
+            uint32_t field = s[k].in[t / 64] >> t % 64 & 1 ? MEMBER : s[k].out[t / 64] >> t % 64 & 1 ? OUTSIDE : FLOATS;
+            int bit = k % PERCELL * 2;
+            row[k / PERCELL] &= ~((FLOATS & ~field) << bit);
+        }
+    }
+}
+
+static void negativesbind(int number)            // all of them, as in a complete tree
+{
+    for (int c = 0; c < cncneg; ++c) {
+        int used = std::min(PERCELL, number - c * PERCELL);
+        cneginfomsk[c] = used == PERCELL ? LOWBITS : LOWBITS & ((1u << 2 * used) - 1);
+    }
+}
+
+void repack_consts()
+{
+    numcpos = numcneg = cncpos = cncneg = use_treeconstraints = 0;
+    cpempos = cpemneg = cneginfomsk = nullptr;
+    incoherence = nullptr;
+    clip = -1;
+    negatives_bind = 1;
+    if (!constraints_in_force()) return;
+    posgroup = lo<int>(constnum + 1);
+    packhardconst();
+    hiscratch scratch;
+    sides *pos = hi<sides>(constnum + 1), *neg = hi<sides>(anticonstnum + 1);
+    numcpos = readsides(constmat, constnum, pos, posgroup);
+    numcneg = readsides(anticonstmat, anticonstnum, neg, nullptr);
+    comparesides(pos, neg);
+    cncpos = (numcpos + PERCELL - 1) / PERCELL;
+    cncneg = (numcneg + PERCELL - 1) / PERCELL;
+    rowsize = cncpos + cncneg;
+    nodelist = lo<int>(hinod + 1);
+    if (!rowsize) return;
+    uint32_t *rows = lo<uint32_t>(size_t(hinod) * CONSTSETS * rowsize);
+    once = lo<uint32_t>(rowsize);
+    twice = lo<uint32_t>(rowsize);
+    cneginfomsk = lo<uint32_t>(std::max(1, cncneg));
+    cpempos = rows;
+    writerows(pos, numcpos, 0, cncpos);
+    writerows(neg, numcneg, cncpos, cncneg);
+    negativesbind(numcneg);
+    cpemneg = numcneg ? rows : nullptr;
+}
+
+// --- sets ---------------------------------------------------------------------------------
+
+static uint32_t emptyfeet(uint32_t x) { return ~(x | x >> 1) & LOWBITS; }
+
+static uint32_t join(uint32_t a, uint32_t b, uint32_t *feet)
+{
+    uint32_t both = a & b;
+    *feet = emptyfeet(both);
+    return both | ((a | b) & *feet * FLOATS);
+}
+
+static void joinrows(const uint32_t *a, const uint32_t *b, uint32_t *to)
+{
+    uint32_t feet;
+    for (int i = 0; i < rowsize; ++i) to[i] = join(a[i], b[i], &feet);
+}
+
+static int listpiece(int top)
+{
+    int n = 0;
+    if (top >= ntax) nodelist[n++] = top;
+    for (int i = 0; i < n; ++i)
+        for (int d : { lef[nodelist[i]], rig[nodelist[i]] })
+            if (d >= ntax) nodelist[n++] = d;
+    return n;
+}
+
+// All sets of a piece of the tree; its steps are counted.
+static void makesets(int top)
+{
+    int n = listpiece(top);
+    for (int i = n - 1; i >= 0; --i) {
+        const uint32_t *a = set(lef[nodelist[i]], DOWN), *b = set(rig[nodelist[i]], DOWN);
+        uint32_t *to = set(nodelist[i], DOWN), feet;
+        for (int c = 0; c < rowsize; ++c) {
+            to[c] = join(a[c], b[c], &feet);
+            twice[c] |= once[c] & feet;
+            once[c] |= feet;
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        int k = nodelist[i], kids[2] = { lef[k], rig[k] };
+        for (int j = 0; j < 2; ++j) {
+            const uint32_t *sister = set(kids[1 - j], DOWN);
+            uint32_t *beyond = set(kids[j], BEYOND);
+            if (k == top) memcpy(beyond, sister, size_t(rowsize) * sizeof *beyond);
+            else joinrows(sister, set(k, BEYOND), beyond);
+            joinrows(set(kids[j], DOWN), beyond, set(kids[j], FINAL));
+        }
+    }
+}
+
+static void makeallsets()
+{
+    entered = true;
+    std::fill(once, once + rowsize, 0);
+    std::fill(twice, twice + rowsize, 0);
+    if (lef[ntax] == rig[ntax]) memcpy(set(0, FINAL), set(0, DOWN), size_t(rowsize) * sizeof(uint32_t));   // terminal 0 alone
+    else makesets(ntax);
+    if (clip >= 0) makesets(clip);
+}
+
+// --- regions of the tree constraint -------------------------------------------------------
+
+void update_treeconstraints(const int *tree, const int *list, int n)
+{
+    matchgroups(&hardconst, tree, list, n, matched);
+    for (int i = 0; i < n; ++i) isfix[list[i]] = matched[list[i]] >= 0;
+    region[ntax] = ntax;
+    for (int i = 0; i < n; ++i) {
+        int k = list[i], inside = isfix[k] ? k : region[k];
+        region[lef[k]] = region[rig[k]] = inside;
+    }
+}
+
+static bool closed(int n) { return n < ntax || isfix[n]; }      // nothing within it can move
+
+bool clip_is_fixed(int x)
+{
+    int a = swaptree[x];
+    bool still = (a == ntax || isfix[a]) && closed(sis[x]);
+    return still && (x < ntax || (closed(lef[x]) && closed(rig[x])));
+}
+
+void prepare_constraints(const int *tree)
+{
+    clip = -1;
+    entered = false;
+    nodeisfix = use_treeconstraints ? isfix : nullptr;
+    tree_start = -1;
+    regionsknown = use_treeconstraints;
+    if (use_treeconstraints) update_treeconstraints(tree, optlist, noptlist);
+}
+
+// The places of a clip are those of its region: what hangs from the same fixed node.  When it hangs from
+// that node itself, its sister becomes the top of what is left of the group.
+void enter_clip(int x, int s)
+{
+    clip = x;
+    entered = false;
+    if (!use_treeconstraints) return;
+    int a = swaptree[x];
+    tree_start = a == ntax || a == x || region[x] == ntax ? -1 : a == region[x] ? s : region[x];
+}
+
+static bool inregion(int root, int dest)
+{
+    if (dest && region[dest] != region[clip] && swaptree[clip] != clip) return false;
+    return root < 0 || region[root] == (isfix[clip] ? clip : region[clip]);
+}
+
+// --- legality -----------------------------------------------------------------------------
+
+bool isavalidpos(int root, int dest)
+{
+    if (regionsknown && !inregion(root, dest)) return false;
+    if (!cpempos) return true;
+    if (!entered) makeallsets();
+    const uint32_t *c = root < 0 ? set(clip, DOWN) : set(root, FINAL), *d = set(dest, FINAL);
+    for (int i = 0; i < cncpos; ++i)
+        if (twice[i] | (once[i] & emptyfeet(c[i] & d[i]))) return false;
+    if (!cpemneg || !negatives_bind) return true;
+    for (int i = 0, k = cncpos; i < cncneg; ++i, ++k)
+        if (cneginfomsk[i] & ~(twice[k] | (once[k] & emptyfeet(c[k] & d[k])))) return false;
+    return true;
+}
+
+// --- collapsing ---------------------------------------------------------------------------
+
+// Of the branches that can hold the step of a constraint, one must stand: the one nearest to the
+// terminals when the rule left none.
+void constcollapser(const int *tree, int *support)
+{
+    if (!constrained()) return;
+    hiscratch scratch;
+    if (use_treeconstraints) {
+        int *match = hi<int>(hinod);
+        matchgroups(&hardconst, tree, optlist, noptlist, match);
+        for (int i = 0; i < noptlist; ++i)
+            if (match[optlist[i]] >= 0) support[optlist[i]] = 1;
+    }
+    if (!numcpos) return;
+    int was = clip;
+    clip = -1;
+    makeallsets();
+    clip = was;
+    entered = false;
+    int *last = hi<int>(numcpos);
+    std::fill(last, last + numcpos, -1);
+    uint32_t *stands = zhi<uint32_t>(cncpos);
+    for (int i = 1; i < noptlist; ++i) {
+        int k = optlist[i];
+        const uint32_t *below = set(k, DOWN), *beyond = set(k, BEYOND);
+        for (int c = 0; c < cncpos; ++c)
+            for (uint32_t feet = emptyfeet(below[c] & beyond[c]); feet; feet &= feet - 1) {
+                last[c * PERCELL + std::countr_zero(feet) / 2] = k;
+                if (support[k]) stands[c] |= feet & -feet;
+            }
+    }
+    for (int f = 0; f < numcpos; ++f)
+        if (!(stands[f / PERCELL] >> f % PERCELL * 2 & 1) && last[f] >= 0) support[last[f]] = 1;
+}
+
+// --- Wagner trees -------------------------------------------------------------------------
+
+static uint32_t *cnegsets, *cnegsinglesets;      // states that two taxa have, or one, of those placed so far
+
+static int floating(int t)
+{
+    int n = 0;
+    for (int i = 0; i < rowsize; ++i) n += std::popcount(set(t, DOWN)[i] & set(t, DOWN)[i] >> 1 & LOWBITS);
+    return n;
+}
+
+// A taxon that floats takes a side wherever it is put, and others must keep to it: the fewer of its
+// constraints float, the sooner it comes.  Without floating taxa there is always a place for the next.
+void check_addition_sequence(int *sequence, int n)
+{
+    if (!rowsize || !cpempos) return;
+    hiscratch scratch;
+    int *floats = hi<int>(ntax);
+    for (int t = 0; t < ntax; ++t) floats[t] = floating(t);
+    if (std::all_of(floats, floats + ntax, [&](int f) { return f == floats[0]; })) return;
+    std::stable_sort(sequence + 1, sequence + n, [&](int a, int b) { return floats[a] < floats[b]; });
+}
+
+// A negative constraint binds from when two members and two taxa outside are in, t among them.
+static void countstates(int t, bool placed)
+{
+    for (int i = 0; i < cncneg; ++i) {
+        uint32_t x = set(t, DOWN)[cncpos + i], a = (x * 2 ^ x) & ~LOWBITS, m = a >> 1 | a;
+        uint32_t sets = cnegsets[i] | (cnegsinglesets[i] & x & m);
+        cneginfomsk[i] = sets & LOWBITS & sets >> 1;
+        if (!placed) continue;
+        cnegsets[i] = sets;
+        cnegsinglesets[i] |= m & x;
+    }
+}
+
+void start_constrained_wagner(const int *firstthree)
+{
+    if (!constrained()) return;
+    negatives_bind = 1;
+    regionsknown = false;
+    if (cpempos) {
+        cnegsets = zhi<uint32_t>(cncneg + 1);
+        cnegsinglesets = zhi<uint32_t>(cncneg + 1);
+        for (int i = 0; i < 3; ++i) countstates(firstthree[i], true);
+    }
+    if (!use_treeconstraints) return;
+    leavealltaxa(&hardconst);
+    for (int i = 0; i < 3; ++i) entertaxon(&hardconst, firstthree[i]);
+}
+
+void enter_taxon(int t)
+{
+    clip = t;
+    entered = false;
+    if (cpemneg) countstates(t, false);
+}
+
+int legal_nodes(int t, int *list, int *top)
+{
+    int n = 0;
+    noptlist = binoptlist(optlist);
+    matchgroups(&hardconst, swaptree, optlist, noptlist, matched, 1);     // with t one more is left out
+    int home = hardconst.anc[t];
+    while (!hardconst.count[home]) home = hardconst.anc[home];
+    // the top of the part of the tree that has the taxa of that group placed so far
+    int u = 0;
+    while (!hardconst.entered[hardconst.terminal[u]] || smallestgroup(&hardconst, std::min(u, hardconst.rank[t]), std::max(u, hardconst.rank[t])) != home) ++u;
+    int at = hardconst.terminal[u];
+    while (at != ntax && (at < ntax ? 1 : hardconst.held[at]) < hardconst.count[home]) at = swaptree[at];
+    *top = at == ntax ? sis[0] : at;
+    // what has a group to which t does not belong is entered no further
+    auto closed = [&](int k) {
+        if (k < ntax) return true;
+        return matched[k] >= 0 && smallestgroup(&hardconst, std::min(hardconst.rank[t], hardconst.first[k]), std::max(hardconst.rank[t], hardconst.last[k])) != matched[k];
+    };
+    if (!closed(*top)) list[n++] = *top;
+    for (int i = 0; i < n; ++i)
+        for (int d : { lef[list[i]], rig[list[i]] })
+            if (!closed(d)) list[n++] = d;
+    return n;
+}
+
+void settle_taxon(int t)
+{
+    clip = -1;
+    entered = false;
+    if (cpemneg) countstates(t, true);
+    if (use_treeconstraints) entertaxon(&hardconst, t);
+}
+
+bool whole_tree_ok()
+{
+    if (!cpempos) return true;
+    negatives_bind = 1;
+    negativesbind(numcneg);
+    clip = -1;
+    makeallsets();
+    for (int i = 0; i < cncpos; ++i)
+        if (twice[i]) return false;
+    for (int i = 0; i < cncneg; ++i)
+        if (cneginfomsk[i] & ~twice[cncpos + i]) return false;
+    return true;
+}

@@ -1,0 +1,53 @@
+// search/constpack.h: constraints during a search, in packed numbers.
+//
+// Of each node three sets of the constraint characters are kept: the first-pass set of its subtree,
+// that of everything else, and the set of its branch, which is where they are joined.  A clip adds a
+// step at a branch for each field in which the clip and the branch are disjoint, exactly, so a move
+// is legal when the steps of the two pieces and of the joint make at most one for a positive
+// constraint, two or more for a negative one.  Most clips have no place within the bound and never
+// ask: the sets of the pieces are made when somebody does.
+//
+// Groups of the tree constraint are nodes of the tree: they divide it into regions, and a subtree may
+// move, and be rooted, only within the region where it is.
+//
+// The life within a swap:
+//     prepare_constraints(tree);        // tree just optimized, and again after each move
+//     for each clip x:
+//         if (clip_is_fixed(x)) continue;
+//         enter_clip(x, s);             // s its sister, before the clip or after
+//         ... isavalidpos(root, dest) for places within the bound
+#pragma once
+#include <cstdint>
+
+extern int use_treeconstraints;          // a tree constraint is in force in this search
+extern int numcpos, numcneg;             // fields in use
+extern int cncpos, cncneg;               // cells
+extern uint32_t *cpempos, *cpemneg;      // rows of the sets; null: no constraints of the kind
+extern uint32_t *cneginfomsk;            // per cell of cncneg: fields in use (that bind, in a Wagner tree)
+
+inline bool constrained()                { return cpempos || cpemneg || use_treeconstraints; }
+
+void repack_consts();                    // by final_search_mem: from the user's constraints, when they are in force
+// Stops with a message when no tree can fulfil them, as far as pairs of groups tell.
+void chk_constraint_coherence();
+
+void prepare_constraints(const int *tree);
+void update_treeconstraints(const int *tree, const int *list, int n);   // regions and nodeisfix of a tree, internal nodes as listed
+bool clip_is_fixed(int x);               // no place and no root but its own
+void enter_clip(int x, int s);
+bool isavalidpos(int root, int dest);    // root: of the clip entered, -1 as it is rooted
+
+// After a collapsing rule, on the tree just optimized: nodes that the constraints demand stand.
+void constcollapser(const int *tree, int *support);
+
+// ---- Wagner trees ----
+// Reorders the sequence behind its first taxon, so that placing the taxa one by one does not run
+// into a place where one cannot go.
+void check_addition_sequence(int *sequence, int n);
+void start_constrained_wagner(const int *firstthree);
+void enter_taxon(int t);                 // before its places are asked for, as a clip
+// Internal nodes of the tree so far, breadth first, below which t may go; *top: the first place.
+int  legal_nodes(int t, int *list, int *top);
+void settle_taxon(int t);                // it was placed
+extern int negatives_bind;               // isavalidpos asks for negative constraints too; 1 but for taxa that have no legal place
+bool whole_tree_ok();                    // a finished Wagner tree fulfils the negative constraints
