@@ -1,5 +1,7 @@
 #include "search/bbreak.h"
+#include "search/cliporder.h"
 #include "search/keeptrees.h"
+#include "search/limited.h"
 #include "search/moves.h"
 #include "search/setup.h"
 #include "search/spr.h"
@@ -56,6 +58,7 @@ static int nexttree(int i, bool improved)
 static double swaptree_in_place(int i)
 {
     schgettree(mem_tree[i]);
+    if (use_prearrangs) use_prearrangs = 2;
     double score = bbreaks.usetbr ? tbrswap(anx, 0, 0) : sprswap(anx, 0, 0);
     if (!same_score(score, treechk[i].score)) replace_kept_tree(anx, i, score);
     return score;
@@ -99,7 +102,7 @@ static void readlimit()
 {
     long n = gotc('-') ? -1 : gtnu();
     if (n < 0) errmsg("TBR move limit must be 0 (no limit) or greater", nullptr);
-    if (n) notyetoption("limit");
+    tbr_distlim = int(std::min<long>(n, INT_MAX));
 }
 
 static void readclustersize()
@@ -134,7 +137,6 @@ static void inters()
     chkclusteruse();
     notyetoption("inters");
 }
-static void preproc()   { notyetoption("preproc"); }
 static void stratswap() { notyetoption("stratswap"); }
 static void none() {}
 
@@ -149,12 +151,11 @@ static const optrow bbreakopts[] = {
     optcall("clustersize", readclustersize, "N: nodes a cluster (3 to 1000, default 15); with \":\" only"),
     optcall("xbits", xbits, "use 64 bits when possible; with \":\" only"),
     optcall("noxbits", noxbits, "use 32 bits (default); with \":\" only"),
-    optcall("nolimit", none, "no limit to the distance of moves (default)"),
-    optcall("limit", readlimit, "limit the distance of moves to N nodes (not available yet); 0 = no limit"),
+    optstore("nolimit", &tbr_distlim, 0, "no limit to the distance of moves (default)"),
+    optcall("limit", readlimit, "N: clips move, and are rerooted, within N nodes of their place; 0 = no limit"),
     optcall("nointers", nointers, "clusters use unions only (default); with \":\" only"),
     optcall("inters", inters, "(not available yet)"),
-    optcall("nopreproc", none, "no ordering of the clips (default)"),
-    optcall("preproc", preproc, "(not available yet)"),
+    optflag("preproc", &use_prearrangs, "with \"nomulpars\": branches that cost most are clipped first"),
     optcall("stratswap", stratswap, "(not available yet)"),
     optend()
 };
@@ -164,7 +165,8 @@ void show_bbreak_options()
     joinem("Branch-swapping settings:\n     * swap trees with ", nullptr);
     if (bbreaks.usetbr) {
         char text[64];
-        snprintf(text, sizeof text, "TBR (global, clustersize %i)", clustersize);
+        if (tbr_distlim) snprintf(text, sizeof text, "TBR (moving/rerooting within %i nodes)", tbr_distlim);
+        else snprintf(text, sizeof text, "TBR (global, clustersize %i)", clustersize);
         joinem(text, nullptr);
     } else joinem("SPR", nullptr);
     joinem("\n     * Mulpars is ", bbreaks.mulpars ? "ON" : "OFF", nullptr);
@@ -187,6 +189,7 @@ static void reportbbreak(const bbreakresult &r, int trees_before)
         std::string range = last > r.unswapped ? "-" + std::to_string(last) : "";
         myp("Maxtrees was reached when swapping tree %i.  Didn't swap tree(s) %i%s", r.unswapped - 1, r.unswapped, range.c_str());
     }
+    notelimit();
     std::string limit = suboptimal > 0 ? "-" + scoretext(r.best + suboptimal) : "";
     myp("Best score (%s): %s%s.  %i trees found", name, scoretext(r.best).c_str(), limit.c_str(), trees_in_mem);
 }
@@ -218,7 +221,7 @@ void bbreakcom()
     bbreakresult r = runbbreak(start);
     int held = trees_in_mem;
     erdil();
-    group_found_trees(bbreaks.usetbr ? "tbr_swapping" : "spr_swapping");
+    settle_found_trees(bbreaks.usetbr ? "tbr_swapping" : "spr_swapping");
     reportbbreak(r, held);
 }
 

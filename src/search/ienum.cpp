@@ -326,7 +326,7 @@ void ienumcom()
     if (sample && collapse_level) myerr("A sample can be taken only for uncollapsed trees (set collapse to \"none\")");
     ienumresult r = implicit_enumeration(useadmins, sample);
     erdil();
-    group_found_trees("exact_solution");
+    settle_found_trees("exact_solution");
     if (userstop) joinem("Search was interrupted...\n", nullptr);
     char sampled[64] = "";
     if (sample && r.total > trees_in_mem) snprintf(sampled, sizeof sampled, " (sampled from %.0f trees)", r.total);

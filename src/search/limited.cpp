@@ -7,6 +7,7 @@
 #include "search/swapper.h"
 #include "data/matrix.h"
 #include "kernel/driver.h"
+#include "kernel/output.h"
 #include "trees/treemodel.h"
 
 int tbr_distlim;
@@ -104,4 +105,9 @@ double limited_tbrswap(int *tree, int first, int mulpars, int tbr)
     clusters_on = 0;
     end_swap(&sw);
     return sw.score;
+}
+
+void notelimit()
+{
+    if (tbr_distlim) myp("Note: TBR limited to moves within %i nodes of original position.", tbr_distlim);
 }

@@ -6,3 +6,5 @@ extern int tbr_distlim;      // nodes that a clip, and its root, may move away; 
 // As tbrswap and sprswap (tbr 1 or 0): a clip is tried only on branches at most tbr_distlim nodes from
 // its place, rooted at branches at most as far from its own root.  Neighbouring branches are one node apart.
 double limited_tbrswap(int *tree, int first, int mulpars, int tbr);
+
+void notelimit();            // "Note: TBR limited...", when it is

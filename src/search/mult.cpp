@@ -1,6 +1,7 @@
 #include "search/mult.h"
 #include "search/bbreak.h"
 #include "search/keeptrees.h"
+#include "search/limited.h"
 #include "search/moves.h"
 #include "search/rseed.h"
 #include "search/setup.h"
@@ -206,6 +207,7 @@ static void reportmult(const multresult &r, double best)
     else myp("Completed %i random addition sequences.", r.completed);
     if (r.full) myp("\nNOTE: Search terminated after replication %i (tree buffer full)", r.completed);
     show_numrearrangs();
+    notelimit();
     if (collapse_level >= COLL_RULE1 && suboptimal > 0)
         myp("Note: some trees of different length may become identical if collapsed.");
     static const char *const swappers[] = { "", " (SPR):", " (TBR):" };
@@ -238,7 +240,7 @@ void multcom()
     if (!same_score(best, r.best)) r.hits = 0;
     if (autocollapse_searches) quick_clean_mem_trees(best);
     else clean_mem_trees("resulting", mults.keepall ? NOSCORE : suboptimal);
-    group_found_trees("random_addseqs");
+    settle_found_trees("random_addseqs");
     reportmult(r, best);
 }
 

@@ -119,6 +119,8 @@ void chk_tree_status()
     chk_tree_monophyly();
 }
 
+static bool condense_at_end;          // what the search found is to be collapsed, as "collapse [" wants
+
 // --- in and out ---------------------------------------------------------------------------
 
 void chk_active_taxa()
@@ -167,6 +169,22 @@ void precheck(handler command, int nextchar, int mode)
     overall_bestscore = clean_mem_trees("existing", row->starts_from_trees ? suboptimal : NOSCORE);
 }
 
+// A tree kept by a search says itself which of its branches the rule collapses.
+static void unpack_condensed()
+{
+    char *mark = himark();
+    int *marks = hi<int>(nodz);
+    for (int t = 0; t < trees_in_mem; ++t) {
+        int *tree = mem_tree[t];
+        std::fill(marks, marks + nodz, 0);
+        for (int n = ntax + 1; n < hinod; ++n) marks[backfrompack[n]] = (tree[n] & COLLAPSED) != 0;
+        unpack_one_tree(tree);
+        delnodz(tree, marks);
+    }
+    trees_are_packed = 0;
+    hiset(mark);
+}
+
 void end_of_search()
 {
     bool searching = doing_a_search;
@@ -174,7 +192,12 @@ void end_of_search()
     now_being_swapped = -1;
     current_replication = -1;
     if (searching) maxtrees = realmaxtrees;
-    if (!schtag || !trees_are_packed) return;
+    if (!schtag || !trees_are_packed) {
+        condense_at_end = false;
+        return;
+    }
+    if (condense_at_end) unpack_condensed();
+    condense_at_end = false;
     unpack_trees();
     for (int t = 0; t < trees_in_mem; ++t) reset_nodz(mem_tree[t]);
     recalctree = 1;
@@ -187,11 +210,17 @@ void schgettree(const int *tree)
     for (int n = 0; n < hinod; ++n) anx[n] = n == ntax ? hinod : tree[n] & NODEBITS;
 }
 
-void group_found_trees(const char *name)
+static void group_found_trees(const char *name)
 {
     int g = new_auto_treegroup(name);
     if (g < 0) return;
     for (int t = 0; t < trees_in_mem; ++t) add_to_treegroup(t, g);
+}
+
+void settle_found_trees(const char *name)
+{
+    group_found_trees(name);
+    condense_at_end = autocollapse_searches && collapse_level;
 }
 
 void notyetoption(const char *what) { myerr("\"%s\" is not available yet", what); }

@@ -15,5 +15,7 @@ void chk_tree_polytomies();
 void chk_tree_monophyly();
 void chk_active_taxa();           // enough of them, and the outgroup
 void schgettree(const int *tree); // a stored tree into anx, without marks
-void group_found_trees(const char *name);   // all trees in memory become the next automatic group
+// At the end of a search command: all trees in memory become the next automatic group, and will be condensed
+// with autocollapse_searches.
+void settle_found_trees(const char *name);
 void notyetoption(const char *what);        // fails: what is not available yet

@@ -6,6 +6,7 @@
 // ends.  Clips that give nothing, nearly all of them, end with the cheap undo.
 #include "search/swapper.h"
 #include "search/addseq.h"
+#include "search/cliporder.h"
 #include "search/constpack.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
@@ -72,7 +73,7 @@ void make_move(int *tree, int x, int root, int dest)
     tree[dest] = a;
 }
 
-static void marksupport(const swapping *sw)
+static void newtree(const swapping *sw)
 {
     if (constrained()) prepare_constraints(sw->tree);
     if (sw->mulpars <= 0 || !quick_collapse || !collapse_level) return;
@@ -93,17 +94,20 @@ void start_swap(swapping *sw, int *tree, int first, int mulpars, const char *nam
     swap_was_replaced = 0;
     swapped_slot = -1;
     prearranglist = nullptr;
-    if (randomize_clipping_sequence) {
-        prearranglist = hi<int>(hinod);
-        quick_randomlist(hinod, prearranglist, 0, -1);
-    }
+    bool preproc = use_prearrangs == 2 && clusters_on && ntax == realntax;
+    if (preproc || randomize_clipping_sequence) prearranglist = hi<int>(hinod);
+    if (!preproc && prearranglist) quick_randomlist(hinod, prearranglist, 0, -1);
     moves = gooddest;
     movesroom = hinod;
     sw->scratch = himark();
     sw->score = optimize_for_swap(tree);
+    if (preproc) {
+        create_clip_list(prearranglist);
+        use_prearrangs = 1;
+    }
     set_report_every();
     set_move_slack(mulpars > 0, bufferfull(), sw->score);
-    marksupport(sw);
+    newtree(sw);
 }
 
 int next_clip(const swapping *, int *at)
@@ -256,7 +260,7 @@ static void settree(swapping *sw)
 {
     sw->score = optimize_for_swap(sw->tree);
     set_move_slack(keepsmoves(sw), bufferfull(), sw->score);
-    marksupport(sw);
+    newtree(sw);
 }
 
 static void checkscore(swapping *sw, double expected)
@@ -286,7 +290,7 @@ static int accept(swapping *sw)
     if (clusters_on) rebuild_clusters();
     sw->score = expected;
     set_move_slack(keepsmoves(sw), bufferfull(), sw->score);
-    marksupport(sw);
+    newtree(sw);
     return 1;
 }
 

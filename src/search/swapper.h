@@ -38,6 +38,11 @@ bool only_better(const swapping *sw);         // only shorter trees are of use n
 bool nothing_to_gain(const swapping *sw);     // and the clip costs nothing where it is
 // Scores the clip at its original place and sets the bounds.
 void begin_clip(swapping *sw, int x, int s);
+// Hands a place within the bound to sw->place, unless constraints forbid it.
+inline bool offer_place(swapping *sw, int root, int dest)
+{
+    return (!constrained() || isavalidpos(root, dest)) && sw->place(sw, root, dest);
+}
 bool good_place(swapping *sw, int root, int dest);   // the place function of searches: the move is kept, or the best
 // Keeps what is to be kept, makes the best move or undoes the clip; 1 when the tree changed.
 int  end_clip(swapping *sw);
