@@ -199,7 +199,7 @@ void resolscom()
     mkoptlist(nodlist, consensus);
     std::vector<int> polytomies;
     for (int n = nt; n < consensus[nt]; ++n)
-        if (nodfork[n] > 2 && (!node || n == node)) polytomies.push_back(n);
+        if (node ? n == node : nodfork[n] > 2) polytomies.push_back(n);
     if (!node && !listing) drawnumbered(consensus, in);
     if (listing) {
         myp("     Node        Polytomy        Resolutions");

@@ -11,6 +11,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/progress.h"
 #include <cctype>
 #include <climits>
 #include <cstdio>
@@ -179,7 +180,7 @@ void display_charcodes()
         char text[80];
         snprintf(text, sizeof text, last ? "%-8s %i" : "%-8s %-6i", symbols(charcodes[c]).c_str(), c);
         tojoin(text);
-        if (last) spewout();
+        if (last) endrow();
     }
 }
 
@@ -195,6 +196,8 @@ static void query(const wanted &w)
     tojoin("Characters: ");
     for (const asked &q : all)
         if (q.want != ASIS) tospew(q.want ? q.yes : q.no);
+    if (w.weight != ASIS) tospew("weight"), tospew(intvert(w.weight));
+    if (w.internal != ASIS) tospew("internal steps"), tospew(intvert(w.internal));
     spewout();
     uint8_t *list = charscopelist;
     for (int c = 0; c < nc; ++c) {

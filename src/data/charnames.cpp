@@ -10,11 +10,11 @@
 #include "data/symbols.h"
 #include "kernel/arena.h"
 #include "kernel/below.h"
-#include "kernel/below.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/layers.h"
 #include "kernel/output.h"
+#include "kernel/progress.h"
 #include <cassert>
 #include <cstring>
 
@@ -296,16 +296,31 @@ int find_charname(const char *word)
 
 // --- Names in print ---
 
+// Behind others, or on a line of its own where the line would not end within a screen.
+static void showword(const std::string &word)
+{
+    constexpr int WIDEST = 79;
+    int width = textwidth(word.data(), word.size()) + 1, line = textwidth(composed(), size_t(composed_length()));
+    bool fits = line + width <= WIDEST;
+    if (line && !fits) endrow();
+    if (line) tojoin(fits ? " " : "    ");
+    tojoin(word.c_str());
+}
+
 void showcharnames()
 {
     bool any = false;
     for (int c = 0; charnames && c < nc; ++c) {
         if (!charnames[c]) continue;
         any = true;
-        joinem(intvert(c), " ", charnames[c], nullptr);
-        for (int s = 0, states = namedstates(c); s < states; ++s)
-            joinem(s ? ", " : ": ", nameforstate(c, s).c_str(), " ", statenames[c][s], nullptr);
-        newln();
+        std::string words = std::to_string(c) + " " + charnames[c];
+        int states = namedstates(c);
+        for (int s = 0; s < states; ++s) {
+            showword(words + (s ? "," : ":"));
+            words = nameforstate(c, s) + " " + statenames[c][s];
+        }
+        showword(words);
+        endrow();
     }
     if (!any) spewem("No character names defined", nullptr);
 }

@@ -4,6 +4,7 @@
 #include "data/charnames.h"
 #include "data/lists.h"
 #include "data/matrix.h"
+#include "kernel/commas.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
 #include "kernel/errors.h"
@@ -33,11 +34,7 @@ static void readword(std::vector<std::string> *words)
 // Words up to the semicolon.  Typed commas are no semicolons in them.
 static std::vector<std::string> readwords()
 {
-    struct commasaretext {
-        int was = doing_quotes;
-        commasaretext() { doing_quotes = 1; }
-        ~commasaretext() { doing_quotes = was; }
-    } guard;
+    commasaretext guard;
     std::vector<std::string> words;
     while (peep() != ';') readword(&words);
     return words;

@@ -10,9 +10,12 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/progress.h"
 #include <algorithm>
 #include <bit>
 #include <cctype>
+#include <cstring>
+#include <string>
 
 int track_asym_indcosts, replace_cstrees, save_vekcosts;
 
@@ -155,16 +158,17 @@ void givecosts(const uint8_t *list, const costtable given)
 
 // --- Showing ---
 
-// A line a state: its changes to all others; "/" where the way back costs the same.
+// A line a state, or some: its changes to all others; "/" where the way back costs the same.
 void showcosttable(costrow row, int which, int states, int type)
 {
+    constexpr int WIDEST = 79;
     tojoin("  States:");
     for (int s = 0; s < states; ++s) {
         char text[8];
         snprintf(text, sizeof text, " %c", statesymbol(type, s));
         tojoin(text);
     }
-    spewout();
+    endrow();
     for (int a = 0; a < states; ++a) {
         for (int b = 0; b < states; ++b) {
             bool same = row(which, a)[b] == row(which, b)[a];
@@ -172,13 +176,14 @@ void showcosttable(costrow row, int which, int states, int type)
             char text[40];
             snprintf(text, sizeof text, "  %c%c%c  %-3i ", statesymbol(type, a), same ? '/' : '>', statesymbol(type, b),
                      int(row(which, a)[b]));
+            if (composed_length() + int(strlen(text)) > WIDEST) endrow();
             tojoin(text);
         }
-        if (composed_length()) spewout();
+        if (composed_length()) endrow();
     }
 }
 
-static const uint32_t *charcosts(int c, int from) { return charcodes[c].costs[from]; }
+const uint32_t *charcosts(int c, int from) { return charcodes[c].costs[from]; }
 
 static void showcosts(const uint8_t *list)
 {
@@ -195,31 +200,23 @@ static void showcosts(const uint8_t *list)
 
 // --- Saving ---
 
-void writecosts(costrow row, int which, int states)
+std::string writtencosts(costrow row, int which, int states)
 {
-    for (int a = 0; a < states; ++a) {
-        for (int b = 0; b < states; ++b) {
-            if (a == b) continue;
-            char text[40];
-            snprintf(text, sizeof text, " %i>%i %i", a, b, int(row(which, a)[b]));
-            tojoin(text);
-        }
-        spewjn();                            // a line of many states is longer than what is composed at a time
-    }
-    joinem(" ;\n", nullptr);
+    std::string text;
+    for (int a = 0; a < states; ++a)
+        for (int b = 0; b < states; ++b)
+            if (a != b) text += ' ' + std::to_string(a) + '>' + std::to_string(b) + ' ' + std::to_string(row(which, a)[b]);
+    return text + " ;\n";
 }
 
-static void saveonezelcost(int c)
+static void savecosts(const std::string &head, int c)
 {
-    joinem("cost ", intvert(c), " =", nullptr);
-    writecosts(charcosts, c, charcodes[c].numstates);
+    std::string text = head + writtencosts(charcosts, c, charcodes[c].numstates);
+    spewlong(text.data(), long(text.size()));
 }
 
-static void saveonevekcost(int c)
-{
-    joinem("cost [", intvert(c), nullptr);
-    writecosts(charcosts, c, charcodes[c].numstates);
-}
+static void saveonezelcost(int c) { savecosts("cost " + std::to_string(c) + " =", c); }
+static void saveonevekcost(int c) { savecosts("cost [" + std::to_string(c), c); }
 
 void save_all_costs(bool activeonly)
 {
@@ -244,17 +241,13 @@ static void allowsankoff(int on)
     myerr("Sorry, costs between parts of groups of ambiguous homology (%s) are not available yet", sign);
 }
 
-static void savecosts(bool activeonly)
-{
-    needcosts("re-setting costs");
-    save_all_costs(activeonly);
-}
-
 // One of the forms that are a sign alone; false for anything else, which is not read.
 static bool mode()
 {
-    if (gotc('*')) savecosts(false);
-    else if (gotc('-')) savecosts(true);
+    if (peep() == '*' || peep() == '-') {
+        needcosts("re-setting costs");
+        save_all_costs(gtnb() == '-');
+    }
     else if (gotc('[') || gotc(']')) {
         ungtch();
         save_vekcosts = gtch() == ']';

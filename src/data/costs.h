@@ -5,6 +5,7 @@
 // NOTGIVEN marks what it leaves alone; only then is anything changed.
 #pragma once
 #include <cstdint>
+#include <string>
 #include "data/matrix.h"
 
 constexpr int COSTSTATES = 32;                      // most states of a character
@@ -32,7 +33,8 @@ void givecosts(const uint8_t *list, const costtable given);
 
 using costrow = const uint32_t *(*)(int which, int from);        // the costs from a state, of one of several tables
 void showcosttable(costrow row, int which, int states, int type);
-void writecosts(costrow row, int which, int states);              // " a>b cost" for all pairs of different states, " ;"
+std::string writtencosts(costrow row, int which, int states);     // " a>b cost" for all pairs of different states, " ;"
+const uint32_t *charcosts(int c, int from);                       // the costs of a character, as a costrow
 void save_all_costs(bool activeonly);               // as commands, in the form in force
 
 // Lowers direct costs above those over a third state, among the states of active Sankoff characters

@@ -176,8 +176,6 @@ static void readtree(statetree *tree)
 
 // --- The command ---
 
-static const uint32_t *treerow(int c, int from) { return charcodes[c].costs[from]; }
-
 // By hand: where the number ends, the line may too, which must stay to be read.
 static long readlimit()
 {
@@ -213,7 +211,7 @@ static void definetree()
     tojoin("Costs");
     if (end == '<') joinem(" (larger costs modified to be ", intvert(limit), ")", nullptr);
     spewout();
-    showcosttable(treerow, first, tree.states, charcodes[first].type);
+    showcosttable(charcosts, first, tree.states, charcodes[first].type);
 }
 
 // Which active characters stay with their step matrices, and why that may not be what was meant.

@@ -5,6 +5,7 @@
 #include "data/groupdefs.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "kernel/commas.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
 #include "kernel/driver.h"
@@ -241,18 +242,14 @@ void showgroups(const groupfamily *f)
 // Ranges where three or more follow one another, lines of moderate length.
 static void printranges(const uint8_t *list, int n)
 {
-    constexpr int WIDEST = 70;
     for (int i = 0, end; i < n; i = end) {
         end = i + 1;
         if (!list[i]) continue;
         while (end < n && list[end]) ++end;
         if (end - i == 2) --end;
-        if (composed_length() > WIDEST) spewout();
-        tojoin(" ");
-        tojoin(intvert(i));
-        if (end - i == 1) continue;
-        tojoin(".");
-        tojoin(intvert(end - 1));
+        std::string item = std::to_string(i);
+        if (end - i > 1) item += "." + std::to_string(end - 1);
+        printelement(item.c_str());
     }
     spewout();
 }
@@ -261,7 +258,7 @@ static void printranges(const uint8_t *list, int n)
 static std::string readablename(const char *name)
 {
     std::string text = name;
-    for (char &c : text) c = c == ' ' ? '^' : inname(static_cast<unsigned char>(c)) ? c : '_';
+    for (char &c : text) c = c == ' ' ? '^' : c != '^' && inname(static_cast<unsigned char>(c)) ? c : '_';
     return text;
 }
 
@@ -303,11 +300,7 @@ numbertest readtest(const char *word)
         return { char(how), x, x };
     }
     if (how != '(') myerr("String \"%s\" must be followed by =, <, >, or ( symbols", word);
-    struct commasaretext {               // read as typed text, a comma would end the command
-        int was = doing_quotes;
-        commasaretext() { doing_quotes = 1; }
-        ~commasaretext() { doing_quotes = was; }
-    } guard;
+    commasaretext guard;
     double low = readvalue(word, how);
     if (!gotc(',')) errmsg("Ranges must be given as two values separated by comma", nullptr);
     double high = readvalue(word, ',');

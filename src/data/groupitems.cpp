@@ -2,8 +2,10 @@
 // and types of characters.
 #include "data/groupdefs.h"
 #include "data/below.h"
+#include "data/charnames.h"
 #include "data/matrix.h"
 #include "data/symbols.h"
+#include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
@@ -27,11 +29,9 @@ static int readcharacter()
     }
     if (!isalpha(c) && c != '_' && c <= 127) errmsg("Expected character number", nullptr);
     std::string word = getdastr();
-    for (int i = 0; charnames && i < nc; ++i)
-        if (charnames[i] && !namecomp(charnames[i], word.c_str())) return i;
-    for (int i = 0; charnames && i < nc; ++i)
-        if (charnames[i] && namtrun(word.c_str(), charnames[i])) return i;
-    myerr("No character named \"%s\"", word.c_str());
+    int found = find_charname(word.c_str());
+    if (found < 0) myerr("No character named \"%s\"", word.c_str());
+    return found;
 }
 
 namespace {
@@ -112,6 +112,7 @@ static void stepsitem(const listpart &p, const char *word)
     uint8_t *fits = charscopelist;
     std::fill(fits, fits + nc, uint8_t(1));
     for (int t = 0; t < trees; ++t) {
+        intrupt(1);
         score_characters(t);
         for (int c = p.low; c < p.high; ++c) fits[c] = fits[c] && passes(test, value(c));
     }

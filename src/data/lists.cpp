@@ -14,6 +14,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/progress.h"
 #include "kernel/typos.h"
 #include <algorithm>
 #include <cctype>
@@ -28,6 +29,8 @@ int use_taxlist_from_pico, use_charlist_from_pico, use_treelist_from_pico;
 uint8_t *taxlist_from_pico, *charlist_from_pico, *treelist_from_pico;
 const charcomplexes *complexes;
 int (*hostbyrole)(const char *word);
+
+void forget_supplied_lists() { use_taxlist_from_pico = use_charlist_from_pico = use_treelist_from_pico = 0; }
 
 bool isatree(long n) { return n >= 0 && n < give_trees_in_mem(); }
 bool isanod(long n)  { return n >= 0 && n < nodz; }
@@ -462,11 +465,13 @@ uint8_t *treelist()
     return list;
 }
 
-static constexpr int WIDESTLIST = 70;
+static constexpr int WIDESTLIST = 70, WIDESTLINE = 79;
 
-static void printelement(const char *text)
+// Lines of moderate length; a word goes to the next one rather than over the edge of a screen.
+void printelement(const char *text)
 {
-    if (composed_length() > WIDESTLIST) spewout();
+    int line = textwidth(composed(), size_t(composed_length())), width = textwidth(text, strlen(text)) + 1;
+    if (line > WIDESTLIST || (line && line + width > WIDESTLINE)) endrow();
     tojoin(" ");
     tojoin(text);
 }

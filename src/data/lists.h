@@ -68,5 +68,6 @@ std::string getdastr(std::string word = "");         // reads a name as lists ho
 void readgroups(uint8_t *list, int low, int high, const char *kind, uint8_t value);   // through '}'
 void readblock(int *low, int *high);                 // after '@': the first character of the block, and that after its last
 int  findtaxon(const char *word);                    // by number (all digits) or name: the exact one, else the first it begins; -1
+void printelement(const char *text);                 // a blank and the text, in lines of moderate length; the last one waits
 void printlist(const uint8_t *list, int low, int high, uint8_t value);   // the numbers of the elements holding value
 void printtaxa(const uint8_t *list, uint8_t value);                      // the same for taxa: names, with usetaxnames

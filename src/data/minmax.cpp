@@ -6,6 +6,7 @@
 #include "data/costs.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/progress.h"
 #include <algorithm>
@@ -16,6 +17,8 @@ int ss_recurse_level;
 
 constexpr uint32_t SETSUNKNOWN = 1000000;
 constexpr int MOSTSTEPS = 32700;         // maxima of non-additive characters go no further
+
+void count_all_taxa() { check_only_active_taxa = 0; }
 
 static bool considered(int t) { return !check_only_active_taxa || taxact[t]; }
 static bool single(uint32_t x) { return x && !(x & (x - 1)); }

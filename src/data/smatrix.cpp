@@ -125,8 +125,8 @@ static void savestepmats()
 {
     for (int n = 0; n < STEPMATRICES; ++n) {
         if (!defstepmat[n]) continue;
-        joinem("smatrix =", intvert(n), " (", stepmatrixname[n], ")", nullptr);
-        writecosts(matrixrow, n, defstepmat[n]);
+        std::string text = "smatrix =" + std::to_string(n) + " (" + stepmatrixname[n] + ")" + writtencosts(matrixrow, n, defstepmat[n]);
+        spewlong(text.data(), long(text.size()));
     }
 }
 
@@ -136,10 +136,10 @@ void smatrixcom()
 {
     if (peep() == ';') return showstepmat();
     if (gotc('*')) return savestepmats();
+    if (gotc('&')) return gotc('-') ? undo_auto_inappsank() : auto_inappsank();
     needcosts("reading a step-matrix");
     if (gotc('=')) return definematrix();
     if (gotc('+')) return applymatrix();
-    if (gotc('&')) return gotc('-') ? undo_auto_inappsank() : auto_inappsank();
     errmsg("Must use \"=N (name) costs;\" or \"+name chars.;\"", nullptr);
 }
 

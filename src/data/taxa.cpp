@@ -16,9 +16,9 @@ static void showactive()
 {
     int active = numactive();
     spewem(intvert(active), "terminal taxa are active:", nullptr);
-    printlist(taxact, 0, nt, 1);
+    printtaxa(taxact, 1);
     spewem(intvert(nt - active), "terminal taxa are inactive:", nullptr);
-    printlist(taxact, 0, nt, 0);
+    printtaxa(taxact, 0);
 }
 
 // The present state as a command.

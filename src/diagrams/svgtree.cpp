@@ -9,6 +9,7 @@
 #include "diagrams/tagstore.h"
 #include "diagrams/textree.h"
 #include "kernel/arena.h"
+#include "kernel/commas.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
@@ -320,11 +321,7 @@ void save_tags_as_svg()
     if (!havetags()) errmsg("No tree-tags defined!", nullptr);
     rdfilename();
     std::string name = cmdname;
-    struct fortext {
-        int was = doing_quotes;
-        fortext() { doing_quotes = 1; }
-        ~fortext() { doing_quotes = was; }
-    } commas;
+    commasaretext commas;
     asked = standard;
     caption[0] = 0;
     readoptions(svgoptions, "Unrecognized option for saving tree: %s");

@@ -11,7 +11,7 @@
 // its label is high.  The glyphs are single bytes of code page 437; they become UTF-8 where text
 // leaves the program.
 #pragma once
-#include "compare/below.h"
+#include "trees/below.h"
 
 constexpr int CELLWID = 3;           // columns of a step of depth; one less in narrow trees
 constexpr int ONCONSOLE = 2;         // answer of a viewer: show the diagram on the console

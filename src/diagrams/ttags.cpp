@@ -13,6 +13,7 @@
 #include "diagrams/tagstore.h"
 #include "diagrams/textree.h"
 #include "kernel/arena.h"
+#include "kernel/commas.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
 #include "kernel/driver.h"
@@ -69,12 +70,6 @@ struct showing {                     // diagrams show tags, for a while
         now_showing_tags = NO_TAGS;
         new_line_for_tags = was;
     }
-};
-
-struct commasaretext {
-    int was = doing_quotes;
-    commasaretext()  { doing_quotes = 1; }
-    ~commasaretext() { doing_quotes = was; }
 };
 }
 

@@ -11,6 +11,7 @@
 #include "data/symbols.h"
 #include "kernel/arena.h"
 #include "kernel/below.h"
+#include "kernel/commas.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
 #include "kernel/errors.h"
@@ -57,11 +58,7 @@ static bool argument(exporting *e, int c)
 // Text for the end of the file, up to the semicolon; ".," stands for a semicolon in it.
 static std::string appendedtext()
 {
-    struct commasaretext {
-        int was = doing_quotes;
-        commasaretext() { doing_quotes = 1; }
-        ~commasaretext() { doing_quotes = was; }
-    } guard;
+    commasaretext guard;
     std::string text;
     for (int c = gtch(); c != ';'; c = gtch()) {
         if (c == ',' && !text.empty() && text.back() == '.') text.back() = ';';
@@ -228,7 +225,7 @@ static bool gapisstate()
     return false;
 }
 
-static void putassumptions(FILE *f, const std::string &types)
+static void putassumptions(FILE *f, const std::string &types, const std::string &constraints)
 {
     put(f, "\nbegin assumptions ; ");
     putlist(f, "\nexclude ", nc, [](int c) { return !charcodes[c].active; });
@@ -239,15 +236,16 @@ static void putassumptions(FILE *f, const std::string &types)
     if (!weights.empty()) put(f, "\nweights " + weights + ";");
     putlist(f, "\ndelete ", nt, [](int t) { return !taxact[t]; });
     if (gapisstate()) put(f, "\npset gapmode=newstate;\n");
+    put(f, constraints);
     put(f, types.empty() ? "\nend;\n" : types);
 }
 
-static void putdata(FILE *f, const exporting &e, const std::string &types)
+static void putdata(FILE *f, const exporting &e, const std::string &types, const std::string &constraints)
 {
     fprintf(f, "begin data;\ndimensions ntax=%i nchar=%i;\n%s\nmatrix\n", nt, nc, formatline(e.type));
     putrows(f, e.type);
     put(f, ";\nend;\n");
-    putassumptions(f, types);
+    putassumptions(f, types, constraints);
 }
 
 // --- Trees ---
@@ -289,13 +287,14 @@ void exportcom()
     readarguments(&e);
     checkall(&e);
     std::string types = e.costs && e.data && !e.fasta ? usertypes(e.type) : "";
+    std::string constraints = e.data && !e.fasta ? constraintstext() : "";
     bool trees = e.trees || e.tagtree();
     safefile f;
     openexport(&f, e.name);
     if (e.fasta) save_fasta_file(f.stream, e.type, e.nogaps);
     else {
         if (!e.newick) put(f.stream, "#NEXUS\n");
-        if (e.data) putdata(f.stream, e, types);
+        if (e.data) putdata(f.stream, e, types, constraints);
         if (trees) puttrees(f.stream, e);
     }
     put(f.stream, e.appended);
@@ -307,8 +306,8 @@ void exportcom()
 
 const comhelp exporthelp = {
     "Save data or trees for other programs.", nullptr,
-    "  export NAME ;      save the matrix and the settings of characters and taxa as a\n"
-    "                     Nexus file\n"
+    "  export NAME ;      save the matrix, the settings of characters and taxa and the\n"
+    "                     constraints as a Nexus file\n"
     "Before the name:\n"
     "  *     trees as well                      +     step matrices as well\n"
     "  -     trees only, with the tree-tags, if there are any\n"

@@ -173,8 +173,11 @@ bool read_foreign_tree(const taxonfinder &taxa, int *anc, bool *tagged)
     return true;
 }
 
+// Room is made only where there is something to read.
 void keep_foreign_tree(treesink *sink, const taxonfinder &taxa, bool *more, bool *tagged)
 {
+    *more = nexus_peep() != ENDOFFILE;
+    if (!*more) return;
     if (!sinkroom(sink)) errmsg("No space to store new trees (increase maxtrees)", nullptr);
     hiscratch scratch;
     int *anc = hi<int>(size_t(nodz));

@@ -95,7 +95,8 @@ static void puttag(int n, tagkind kind, std::string *out)
 }
 
 // Up and down the tree by its links: trees may be as deep as they have taxa.
-void put_foreign_tree(const int *anc, tagkind tags, std::string *out)
+template<class F, class G>
+static void puttree(const int *anc, char between, F terminal, G closed, std::string *out)
 {
     mksis(anc);
     int n = nt;
@@ -107,16 +108,26 @@ void put_foreign_tree(const int *anc, tagkind tags, std::string *out)
             n = lef[n];
             continue;
         }
-        *out += foreignname(n);
-        puttag(n, tags, out);
+        terminal(n);
         while (n != nt && sis[n] < 0) {
             n = anc[n];
             *out += ')';
-            puttag(n, tags, out);
+            closed(n);
         }
         if (n == nt) break;
-        *out += ',';
+        *out += between;
         n = sis[n];
     }
+}
+
+void put_foreign_tree(const int *anc, tagkind tags, std::string *out)
+{
+    auto tag = [&](int n) { puttag(n, tags, out); };
+    puttree(anc, ',', [&](int t) { *out += foreignname(t); tag(t); }, tag, out);
     *out += ';';
+}
+
+void put_numbered_tree(const int *anc, std::string *out)
+{
+    puttree(anc, ' ', [&](int t) { *out += std::to_string(t + 1); }, [](int) {}, out);
 }

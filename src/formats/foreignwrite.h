@@ -17,6 +17,7 @@ int shared_type();       // the type of all characters, numeric when they are of
 
 enum tagkind { TAGS_NONE, TAGS_MIXED, TAGS_LENGTHS, TAGS_LABELS };   // how the tag tree's tags are written
 
-// A tree with its semicolon.  Names when byname, else numbers from 1.
-void put_foreign_tree(const int *anc, tagkind tags, std::string *out);
+void put_foreign_tree(const int *anc, tagkind tags, std::string *out);   // with names and commas, and its semicolon
+void put_numbered_tree(const int *anc, std::string *out);                // numbers from 1, with blanks between
+std::string constraintstext();           // the command for the constraints that a tree can hold; empty without any
 int  rootingletter(const int *anc);      // 'R' when the root has two descendants, else 'U'

@@ -212,21 +212,13 @@ static void putmatrix(saving *s)
 
 // --- Settings ---
 
-static void putcosts(const charrec &r, int c, std::string *text)
-{
-    if (!r.sankoff) return;
-    *text += "cost " + std::to_string(c) + " =";
-    for (int a = 0; a < r.numstates; ++a)
-        for (int b = 0; b < r.numstates; ++b)
-            if (a != b) *text += ' ' + std::to_string(a) + '>' + std::to_string(b) + ' ' + std::to_string(r.costs[a][b]);
-    *text += " ;\n";
-}
-
 static void putsettings(saving *s)
 {
     bool internal = false;
     for (int c : s->chars) internal |= charcodes[c].internal_steps > 0;
-    for (size_t i = 0; i < s->chars.size(); ++i) putcosts(charcodes[s->chars[i]], int(i), &s->text);
+    for (size_t i = 0; i < s->chars.size(); ++i)
+        if (int c = s->chars[i]; charcodes[c].sankoff)
+            s->text += "cost " + std::to_string(i) + " =" + writtencosts(charcosts, c, charcodes[c].numstates);
     s->text += "ccode ";
     char text[80];
     for (size_t i = 0; i < s->chars.size(); ++i) {

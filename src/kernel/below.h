@@ -26,6 +26,8 @@ void read_newick_trees();
 // data: everything under the data layers is gone (the arena is about to be replaced)
 void data_were_dropped();
 int  give_nt(), give_nc();
+void count_all_taxa();               // minima and states are of all taxa again, not of the active ones only
+void forget_supplied_lists();        // lists are read from text again
 const char *charname_in_use(int c);                        // null: it has none, or outputs show none
 
 // trees: every check routine, called after every command of the debug build

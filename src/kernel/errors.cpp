@@ -27,6 +27,8 @@ static void undo_asking()     { if (admit_inner_typos) admit_inner_typos = 1; }
 static void undo_silence()    { silent = static_cast<unsigned char>(silent & ~2); }
 
 const resetrow resettable[] = {
+    { "counts of active taxa",    count_all_taxa },
+    { "lists in place of text",   forget_supplied_lists },
     { "how files are being read", undo_file_modes },
     { "text waiting for the log", flushlog },
     { "corrections of options",   undo_asking },

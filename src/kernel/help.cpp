@@ -254,7 +254,7 @@ struct namelist {
     void add(const char *name)
     {
         char cell[64];
-        snprintf(cell, sizeof cell, rightaligned ? "%*s" : "%-*s", NAMEWIDTH, name);
+        snprintf(cell, sizeof cell, rightaligned ? " %*s" : "%-*s ", NAMEWIDTH - 1, name);
         tojoin(cell);
         if (++n % NAMESALINE == 0) spewout();
     }

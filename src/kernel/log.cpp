@@ -5,6 +5,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/silence.h"
 #include "kernel/textbuf.h"
 #include "kernel/window.h"
 #include <algorithm>
@@ -123,6 +124,7 @@ static void openlog(const char *name, const char *mode)
     else if (FILE *f = fopen(copy.c_str(), mode)) logfile = f;
     else errmsg("Cannot open file", copy.c_str(), nullptr);
     snprintf(logfilename, sizeof logfilename, "%s", copy.c_str());
+    silence notinlog(silent | NOLOG);    // settings saved there are read back as commands
     saylog();
 }
 
@@ -187,16 +189,13 @@ const comhelp loghelp = {
 
 // --- the command silent ------------------------------------------------------------------
 
-constexpr unsigned char NOLOG = 1, NOTEXT = 4, NOTHING = 7, NOCONSOLE = 2;
-
 static void saysilent()
 {
-    unsigned char was = silent;
-    silent = 0;
+    silence none(0);
+    unsigned char was = none.was;
     if (!(was & (NOLOG | NOTEXT))) joinem("Output written to file and text buffer\n", nullptr);
     else if ((was & NOLOG) && (was & NOTEXT)) joinem("No output \n", nullptr);
     else joinem("Output written to ", was & NOLOG ? "text buffer" : "file", " only\n", nullptr);
-    silent = was;
 }
 
 static void setsilent(bool off)

@@ -7,6 +7,7 @@
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/silence.h"
 #include "kernel/window.h"
 #include <algorithm>
 #include <cstdio>
@@ -54,11 +55,7 @@ static void recordprogress(const char *text, int percent)
 {
     if (!lapsed_over(last_record, xreport_status_time)) return;
     last_record = now();
-    struct quiet {
-        unsigned char was = silent;
-        quiet() { silent = 6; }
-        ~quiet() { silent = was; }
-    } logonly;
+    silence logonly(NOTHING & ~NOLOG);
     myp("%s: %s (%i%% completed)", current_command, text, percent);
 }
 
@@ -86,6 +83,12 @@ void dildit(double done, double total, const char *text)
         window.progressline(line);
     }
     last_perc = percent;
+}
+
+void endrow()
+{
+    spewout();
+    if (breakable) intrupt(1);
 }
 
 static void clearline()

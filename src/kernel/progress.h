@@ -11,3 +11,4 @@ void erdil();                        // clears the progress line
 void erdil_forgood();
 void set_progress_bar_type(int simple);
 void refresh_report();
+void endrow();                       // ends a line of a long report, which the Esc key stops there

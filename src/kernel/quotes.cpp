@@ -1,12 +1,15 @@
 // The commands quote and lquote: text of the user's own in the output.
+#include "kernel/commas.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/silence.h"
 #include "kernel/window.h"
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -17,21 +20,30 @@ static int quote_to_stderr;              // quotes are copied to standard error;
 constexpr size_t LONGESTMESSAGE = 3990;  // bytes shown in a box
 constexpr int    FLUSHAT = 2033;         // bytes composed
 
+static std::string notcode;              // digits after an '&' that are no code: they are still to be given
+
 // An '&' was read.
 static int coded()
 {
-    int code = 0, digits = 0, c;
-    while (isdigit(c = gtch()) && digits < 3) {
-        code = code * 10 + c - '0';
-        ++digits;
-    }
+    constexpr int LONGEST = 3;
+    std::string digits;
+    int c;
+    while (isdigit(c = gtch()) && digits.size() < LONGEST) digits += char(c);
     ungtch();
-    return digits && code > 0 && code < 256 ? code : '&';
+    int code = atoi(digits.c_str());
+    if (code > 0 && code < 256) return code;
+    notcode = digits;
+    return '&';
 }
 
 // The next character of the text; the semicolon that ends it stays to be read.
 static int textchar()
 {
+    if (!notcode.empty()) {
+        int c = notcode[0];
+        notcode.erase(0, 1);
+        return c;
+    }
     int c = gtch();
     if (c == ';') {
         ungtch();
@@ -60,11 +72,9 @@ static void flushquote(std::string *tostderr, bool all)
 
 void quotecom()
 {
-    struct quoting {
-        unsigned char was = silent;
-        quoting()  { doing_quotes = 1; }
-        ~quoting() { doing_quotes = 0; silent = was; }
-    } guard;
+    commasaretext commas;
+    silence asbefore(silent);            // but for what a colon changes
+    notcode.clear();
 
     notime();
     std::string lead, message, tostderr;

@@ -1,5 +1,6 @@
 // Commands that leave the program, for a moment or for good.
 #include "kernel/commands.h"
+#include "kernel/commas.h"
 #include "kernel/comhelps.h"
 #include "kernel/background.h"
 #include "kernel/below.h"
@@ -18,13 +19,11 @@
 
 constexpr int LONGESTLINE = 3000;
 
-struct verbatim { verbatim() { doing_quotes = 1; } ~verbatim() { doing_quotes = 0; } };
-
 // The rest of the line, with its commas and semicolons.  The ones that only end the command
 // would be a mistake to the shell.
 static void readshellline()
 {
-    verbatim here;
+    commasaretext here;
     int n = 0, c = gtch();
     while (c == ' ' || c == '\t') c = gtch();
     for (; c != '\n' && c != '^' && n < LONGESTLINE; c = gtch()) junkstr[n++] = char(c);

@@ -19,6 +19,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/progress.h"
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -55,13 +56,6 @@ static std::string cell(double value)
     return text;
 }
 
-// The end of a line.  A long table stops at once when asked to.
-static void endline()
-{
-    spewout();
-    if (breakable) intrupt(1);
-}
-
 // Columns of a text in a view: its code points.
 static size_t columns(const std::string &text)
 {
@@ -94,13 +88,13 @@ static void grid(const tablecells &cells, int rows)
     size_t margin = std::max<size_t>(3, digits((rows - 1) / A_LINE * A_LINE)) + 1;
     spewspx(int(margin));
     for (int i = 0; i < A_LINE; ++i) put(std::to_string(i), cells.width + 2);
-    endline();
+    endrow();
     for (int i = 0; i < rows; i += A_LINE) {
         put(std::to_string(i), margin);
         int end = std::min(i + A_LINE, rows);
         while (end > i && cells.texts[size_t(end) - 1].empty()) --end;       // no blanks at the end of a line
         for (int j = i; j < end; ++j) put(cells.texts[size_t(j)], cells.width + 2);
-        endline();
+        endrow();
     }
 }
 
@@ -131,7 +125,7 @@ static void list(const tablecells &cells, int rows, const std::vector<std::strin
             tojoin(separator);
         }
         put(value, cells.width);
-        endline();
+        endrow();
     }
 }
 

@@ -5,6 +5,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/progress.h"
+#include "kernel/silence.h"
 #include "kernel/textbuf.h"
 #include "kernel/window.h"
 #include <cstdarg>
@@ -39,11 +40,7 @@ void warnem(const char *text, ...)
         gtkLoopPending();
         if (!yes) abandon();
     } else {
-        struct noconsole {
-            unsigned char was = silent;
-            noconsole() { silent |= 2; }
-            ~noconsole() { silent = was; }
-        } guard;
+        silence noconsole(silent | NOCONSOLE);
         newln();
         spewem("WARNING:", nullptr);
         spewer((message + "\n\n").c_str());

@@ -128,7 +128,7 @@ void restore_after_clip(int s)
     }
     if (clipstate == CLIPPED) {
         slowrestore();
-        putbacksteps();
+        putbacksteps();                  // after those of slow characters: weighting sets come back as they were
         if (ed.nlog <= ed.maxlog) kernel->restore(&ed);
         else afterjoin(swaptree[s]);
     }

@@ -1,5 +1,6 @@
 #include "search/cliporder.h"
 #include "search/moves.h"
+#include "data/matrix.h"
 #include "kernel/arena.h"
 #include "trees/treemodel.h"
 #include <algorithm>

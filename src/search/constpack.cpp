@@ -456,7 +456,7 @@ static void countstates(int t, bool placed)
     }
 }
 
-void start_constrained_wagner(const int *firstthree)
+void start_constrained_wagner(const int *taxa, int n)
 {
     if (!constrained()) return;
     negatives_bind = 1;
@@ -464,11 +464,11 @@ void start_constrained_wagner(const int *firstthree)
     if (cpempos) {
         cnegsets = zhi<uint32_t>(cncneg + 1);
         cnegsinglesets = zhi<uint32_t>(cncneg + 1);
-        for (int i = 0; i < 3; ++i) countstates(firstthree[i], true);
+        for (int i = 0; i < n; ++i) countstates(taxa[i], true);
     }
     if (!use_treeconstraints) return;
     leavealltaxa(&hardconst);
-    for (int i = 0; i < 3; ++i) entertaxon(&hardconst, firstthree[i]);
+    for (int i = 0; i < n; ++i) entertaxon(&hardconst, taxa[i]);
 }
 
 void enter_taxon(int t)

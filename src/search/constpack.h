@@ -44,7 +44,7 @@ void constcollapser(const int *tree, int *support);
 // Reorders the sequence behind its first taxon, so that placing the taxa one by one does not run
 // into a place where one cannot go.
 void check_addition_sequence(int *sequence, int n);
-void start_constrained_wagner(const int *firstthree);
+void start_constrained_wagner(const int *taxa, int n);    // these are in the tree
 void enter_taxon(int t);                 // before its places are asked for, as a clip
 // Internal nodes of the tree so far, breadth first, below which t may go; *top: the first place.
 int  legal_nodes(int t, int *list, int *top);

@@ -321,7 +321,7 @@ void checkconstraints()
         for (int c = 0; c < cells; ++c)
             for (int t = 0; t < nt; ++t) {
                 assert(!emptyfeet(mat[c][t]));
-                int used = std::min(PERCELL, number - c * PERCELL);
+                [[maybe_unused]] int used = std::min(PERCELL, number - c * PERCELL);
                 assert(used == PERCELL || mat[c][t] >> used * 2 == ~0u >> used * 2);
             }
     };

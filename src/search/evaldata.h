@@ -22,3 +22,5 @@ inline void syncevaldata()     // the tree arrays move with the tree that is loo
     ed.unions = clusters_on ? unionrows : nullptr;
 }
 void layclusters();            // memory of the clusters, by final_search_mem
+// Top bits of the fields of a cell that hold no state.
+inline uint32_t emptyfields(uint32_t x, int c) { return ~(((x & celllow[c]) + celllow[c]) | x | celllow[c]); }

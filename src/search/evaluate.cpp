@@ -1,13 +1,14 @@
 // The checks of a move, for the weights of the image in force.
 #include "search/evaldata.h"
 #include "search/fits.h"
+#include "search/fitsets.h"
 #include "search/slowopt.h"
 #include <cmath>
 
 int *swaptree;
 const uint32_t *clipset, *destset;
 double movebound, movesteps, movebest, moveslack;
-int moveok, clusters_on, report_every, user_cuts_for_report, use_safe_unclip;
+int moveok, second_stage, clusters_on, report_every, user_cuts_for_report, use_safe_unclip;
 void (*score_checker)();
 void (*pair_checker)(const uint32_t *c, const uint32_t *a, const uint32_t *b);
 void (*double_score_checker)(int a, int b, int kind);
@@ -24,7 +25,9 @@ static int scankind;
 static long wholebound()
 {
     double bound = movebound + clipslack;
-    return bound >= NOBOUND ? NOLIMIT : bound < 0 ? -1 : scankind == WT_FIT ? infitunits(bound) : long(bound);
+    long limit = bound >= NOBOUND ? NOLIMIT : bound < 0 ? -1 : scankind == WT_FIT ? infitunits(bound) : long(bound);
+    if (fitsets) renewslopes(limit);
+    return limit;
 }
 
 static void result(long steps, long bound)
@@ -62,8 +65,9 @@ void set_score_checkers()
     scankind = packweightkind();
     score_checker = checkers[scankind].score;
     pair_checker = checkers[scankind].pair;
-    double_score_checker = slowscores;
-    double_pair_checker = slowpairs;
+    double_score_checker = fitsets ? setscores : slowscores;
+    double_pair_checker = fitsets ? setpairs : slowpairs;
+    second_stage = have_unpacked || fitsets;
 }
 
 static int scan(const uint32_t *set, const uint32_t *rows, const int *list, int from, int n)
@@ -90,7 +94,12 @@ void score_original(int root, int s)
     movebound = NOBOUND;
     if (dopiwe) {
         moveok = 1;
-        movesteps = double(takeoutsteps(clipset, destset) + slowtakeout(root, s)) / FITUNIT;
+        long before = fitsets ? settlesets() : 0, sum = 0;
+        if (fitsets) keepsets();
+        sum = takeoutsteps(clipset, destset);
+        sum += slowtakeout(root, s);
+        if (fitsets) sum += before - settlesets();
+        movesteps = double(sum) / FITUNIT;
     } else {
         score_checker();
         second_check(root, s, 0);
@@ -103,6 +112,9 @@ void settle_place(const uint32_t *set, int root, int dest)
     if (!dopiwe) return;
     addsteps(set, branchset(dest));
     slowaddsteps(root, dest);
+    if (!fitsets) return;
+    settlesets();
+    forgetkept();
 }
 
 void set_report_every()

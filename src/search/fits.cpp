@@ -1,6 +1,8 @@
 // Counts and fits of the fields of cells.
 #include "search/fits.h"
 #include "search/evaldata.h"
+#include "search/fitsets.h"
+#include "search/slowopt.h"
 #include "kernel/arena.h"
 #include <bit>
 #include <cassert>
@@ -12,39 +14,93 @@ static int64_t *nextcosts;
 static const int64_t **tables;      // fit of the field by its count; null where there is no field
 static int *taken, ntaken;          // places whose step was taken out
 
+// Of members of sets; null without sets.
+static int *placeset;               // set of the field; 0 = none
+static const double **homs;         // weighted homoplasy by count
+static double *nexthoms;            // of the next step
+static double *basfit;              // shares of the fit of the set, before the clip
+static int *setplaces, *setstart;   // places by set: set s has setplaces[setstart[s]..setstart[s + 1] - 1]
+
+static double homof(int c, const fieldrec &r, int n)
+{
+    double unit = charcodes[c].sankoff && charcodes[c].aux_unit > 1 ? charcodes[c].aux_unit : 1;
+    return std::max(0, n * int(r.stepcost) + int(r.basesteps) - int(r.minsteps)) / unit;
+}
+
 // Fields of the same weight and function share a table.
 struct fittable { int character; uint32_t weight; int offset; const int64_t *fits; };
 
-static const int64_t *maketable(int c, const fieldrec &r, int offset)
+static const int64_t *maketable(int c, const fieldrec &r)
 {
     const int most = ntax + 2;
     int64_t *fits = lo<int64_t>(most + 1);
-    double unit = charcodes[c].sankoff && charcodes[c].aux_unit > 1 ? charcodes[c].aux_unit : 1;
-    for (int n = 0; n <= most; ++n) fits[n] = infitunits(r.weight * charfit(c, std::max(0, n * int(r.stepcost) + offset) / unit));
+    for (int n = 0; n <= most; ++n) fits[n] = infitunits(r.weight * charfit(c, homof(c, r, n)));
     return fits;
 }
 
 static void laytables()
 {
     char *mark = himark();
-    fittable *known = hi<fittable>(num_packed_chars + nc32 + 1);
+    fittable *known = hi<fittable>(non_sankoff_chars + 1);
     int n = 0;
     for (int i = 0; i < foldcells * 16; ++i) {
         tables[i] = nullptr;
         if (placerecords[i] < 0) continue;
         const fieldrec &r = indcc[placerecords[i]];
+        if (setofcode(r.setcode)) continue;
         int offset = int(r.basesteps) - int(r.minsteps), same = xdopiwe_stat ? r.character : -1, at = 0;
         if (charcodes[r.character].sankoff) same = r.character;
         while (at < n && (known[at].character != same || known[at].weight != r.weight || known[at].offset != offset)) ++at;
-        if (at == n) known[n++] = { same, r.weight, offset, maketable(r.character, r, offset) };
+        if (at == n) known[n++] = { same, r.weight, offset, maketable(r.character, r) };
         tables[i] = known[at].fits;
     }
+    hiset(mark);
+}
+
+// Those of sets: one function serves all members, so a table is of homoplasy.
+static void laysets(size_t places)
+{
+    struct homtable { uint32_t weight, cost; int offset; const double *homs; };
+    placeset = nullptr;
+    if (!fitsets) return;
+    placeset = zlo<int>(places);
+    homs = zlo<const double *>(places);
+    nexthoms = zlo<double>(places);
+    basfit = zlo<double>(places);
+    setstart = zlo<int>(size_t(fitsets) + 2);
+    setplaces = lo<int>(size_t(non_sankoff_chars) + 1);
+    char *mark = himark();
+    homtable *known = hi<homtable>(non_sankoff_chars + 1);
+    int n = 0;
+    const int most = ntax + 2;
+    for (int i = 0; i < foldcells * 16; ++i) {
+        const fieldrec *r = placerecords[i] < 0 ? nullptr : indcc + placerecords[i];
+        if (!r || !(placeset[i] = setofcode(r->setcode))) continue;
+        ++setstart[placeset[i] + 1];
+        int offset = int(r->basesteps) - int(r->minsteps), at = 0;
+        bool own = charcodes[r->character].sankoff;            // may have a unit of its own
+        while (at < n && (own || known[at].weight != r->weight || known[at].cost != r->stepcost || known[at].offset != offset)) ++at;
+        if (at == n) {
+            double *table = lo<double>(most + 1);
+            for (int k = 0; k <= most; ++k) table[k] = r->weight * homof(r->character, *r, k);
+            known[n++] = { own ? 0 : r->weight, r->stepcost, offset, table };
+        }
+        homs[i] = known[at].homs;
+        setroom(placeset[i], homs[i][most] - homs[i][most - 1]);
+    }
+    hiset(mark);
+    for (int s = 1; s <= fitsets; ++s) setstart[s + 1] += setstart[s];
+    int *next = hi<int>(size_t(fitsets) + 2);
+    std::copy(setstart, setstart + fitsets + 2, next);
+    for (int i = 0; i < foldcells * 16; ++i)
+        if (placeset[i]) setplaces[next[placeset[i]]++] = i;
     hiset(mark);
 }
 
 void fitmem()
 {
     ntaken = 0;
+    fitsetmem();
     if (!dopiwe) return;
     size_t places = size_t(rowcells) * 16;
     counts = zlo<uint32_t>(places);
@@ -52,6 +108,7 @@ void fitmem()
     tables = lo<const int64_t *>(places);
     taken = lo<int>(places);
     laytables();
+    laysets(places);
     ed.fieldsteps = counts;
     ed.fieldfits = nextcosts;
 }
@@ -59,29 +116,48 @@ void fitmem()
 void clearcounts()
 {
     ntaken = 0;
+    clearsets();
     memset(counts, 0, size_t(rowcells) * 16 * sizeof *counts);
 }
 
-static void setcost(int place) { nextcosts[place] = tables[place][counts[place] + 1] - tables[place][counts[place]]; }
+static bool inset(int place) { return placeset && placeset[place]; }
+
+static void setcost(int place)
+{
+    if (inset(place)) {
+        nexthoms[place] = homs[place][counts[place] + 1] - homs[place][counts[place]];
+        nextcosts[place] = int64_t(setslope(placeset[place]) * nexthoms[place]);
+    } else nextcosts[place] = tables[place][counts[place] + 1] - tables[place][counts[place]];
+}
+
+void resetsetcosts(int set)
+{
+    double slope = setslope(set);
+    for (int i = setstart[set]; i < setstart[set + 1]; ++i) nextcosts[setplaces[i]] = int64_t(slope * nexthoms[setplaces[i]]);
+}
+
+double placefit(int place) { return inset(place) ? 0 : double(nextcosts[place]) / FITUNIT; }
 
 long totalfit()
 {
     long sum = 0;
     for (int i = 0; i < foldcells * 16; ++i) {
-        if (!tables[i]) continue;
-        sum += tables[i][counts[i]];
+        if (inset(i)) changeset(placeset[i], homs[i][counts[i]]);
+        else if (tables[i]) sum += tables[i][counts[i]];
+        else continue;
         setcost(i);
     }
     return sum;
 }
 
+template<class F> static void eachempty(uint32_t x, int c, F f)
+{
+    for (uint32_t tops = emptyfields(x, c); tops; tops &= tops - 1) f(c * 16 + std::countr_zero(tops) / 2);
+}
+
 template<class F> static void eachdisjoint(const uint32_t *a, const uint32_t *b, F f)
 {
-    for (int c = 0; c < foldcells; ++c) {
-        uint32_t x = a[c] & b[c];
-        for (uint32_t tops = ~(((x & celllow[c]) + celllow[c]) | x | celllow[c]); tops; tops &= tops - 1)
-            f(c * 16 + std::countr_zero(tops) / 2);
-    }
+    for (int c = 0; c < foldcells; ++c) eachempty(a[c] & b[c], c, f);
 }
 
 long takeoutsteps(const uint32_t *clip, const uint32_t *home)
@@ -91,7 +167,8 @@ long takeoutsteps(const uint32_t *clip, const uint32_t *home)
     eachdisjoint(clip, home, [&](int place) {
         --counts[place];
         setcost(place);
-        sum += nextcosts[place];
+        if (inset(place)) changeset(placeset[place], -nexthoms[place]);
+        else sum += nextcosts[place];
         taken[ntaken++] = place;
     });
     return sum;
@@ -106,10 +183,87 @@ static void addstep(int place)
 void putbacksteps()
 {
     while (ntaken) addstep(taken[--ntaken]);
+    putbacksets();
 }
 
 void addsteps(const uint32_t *clip, const uint32_t *dest)
 {
     ntaken = 0;
-    eachdisjoint(clip, dest, addstep);
+    eachdisjoint(clip, dest, [](int place) {
+        if (inset(place)) changeset(placeset[place], nexthoms[place]);
+        addstep(place);
+    });
+}
+
+// ---- Moves with sets -------------------------------------------------------------------------------
+
+static long cellsadded(const uint32_t *a, const uint32_t *b)
+{
+    long sum = 0;
+    eachdisjoint(a, b, [&](int place) {
+        if (placeset[place]) addtomove(placeset[place], nexthoms[place]);
+        else sum += nextcosts[place];
+    });
+    return sum;
+}
+
+static void conclude(long sum)
+{
+    sum += movecost();
+    moveok = sum <= (movebound < NOBOUND ? infitunits(movebound) : NOLIMIT);
+    if (moveok) movesteps = double(sum) / FITUNIT;
+}
+
+static const uint32_t *rowof(int n) { return clusters_on ? branchset(n) : dnset(n); }
+
+void setscores(int a, int b, int kind)
+{
+    const uint32_t *clip = kind == 0 ? rowof(a) : kind == 1 ? rowof(b) : clusmat[a].uni;
+    const uint32_t *dest = kind == 0 ? branchset(b) : kind == 1 ? clusmat[a].uni : clusmat[b].uni;
+    beginmove();
+    long sum = cellsadded(clip, dest);
+    conclude(sum + slowadded(a, b, kind));
+}
+
+void setpairs(int c, int a, int b)
+{
+    const uint32_t *clip = rowof(c), *one = branchset(a), *other = branchset(b);
+    long sum = 0;
+    beginmove();
+    for (int i = 0; i < foldcells; ++i) {
+        uint32_t either = one[i] | other[i];
+        eachempty(clip[i] & either, i, [&](int place) {
+            if (placeset[place]) addtomove(placeset[place], nexthoms[place]);
+            else sum += nextcosts[place];
+        });
+    }
+    conclude(sum + slowpairadded(c, a, b));
+}
+
+// ---- Shares of sets --------------------------------------------------------------------------------
+
+void store_pre_clip_fits(const uint32_t *clip, const uint32_t *home)
+{
+    for (int i = setstart[1]; i < setstart[fitsets + 1]; ++i)
+        basfit[setplaces[i]] = homs[setplaces[i]][counts[setplaces[i]]];
+    eachdisjoint(clip, home, [](int place) { if (inset(place)) basfit[place] += nexthoms[place]; });
+    for (int s = 1; s <= fitsets; ++s)
+        for (int i = setstart[s]; i < setstart[s + 1]; ++i) basfit[setplaces[i]] *= keptratio(s);
+}
+
+void do_post_clip_fits(int root, const uint32_t *clip, int dest, double *plus, double *minus)
+{
+    beginmove();
+    cellsadded(clip, branchset(dest));
+    slowadded(root, dest, 0);
+    for (int s = 1; s <= fitsets; ++s) {
+        double ratio = moveratio(s);
+        for (int i = setstart[s]; i < setstart[s + 1]; ++i) {
+            int place = setplaces[i], c = place / 16;
+            uint32_t x = clip[c] & branchset(dest)[c], top = 2u << place % 16 * 2;
+            bool step = emptyfields(x, c) & top;
+            compareshares(basfit[place], (homs[place][counts[place]] + (step ? nexthoms[place] : 0)) * ratio, plus, minus);
+        }
+    }
+    slowshares(plus, minus);
 }

@@ -96,6 +96,7 @@ static const int *readconsttree()
         return waglist;
     }
     long n = gtnu();
+    notreeerror();
     if (!isatree(n)) errmsg("& must be followed by a tree number ( 0 -", intvert(trees_in_mem - 1), ")", nullptr);
     return mem_tree[n];
 }

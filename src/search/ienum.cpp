@@ -49,8 +49,6 @@ static double tolerance() { return leastgain() / 2; }
 
 // --- what is still to come ----------------------------------------------------------------
 
-static inline uint32_t emptyfields(uint32_t x, int i) { return ~(((x & celllow[i]) + celllow[i]) | x) & ~celllow[i]; }
-
 static uint32_t wholefields(uint32_t tops, int i) { return (tops << 1) - (tops >> cellshift[i]); }
 
 // Weight of the fields in which taxon t has none of the states met before it: the branches of a tree have

@@ -1,6 +1,7 @@
 // Distance-limited TBR and SPR.  The places of a clip are few and lie around one node, so they are
 // listed breadth first from there, and clusters would not pay.
 #include "search/limited.h"
+#include "search/constpack.h"
 #include "search/moves.h"
 #include "search/status.h"
 #include "search/swapguards.h"
@@ -99,8 +100,8 @@ double limited_tbrswap(int *tree, int first, int mulpars, int tbr)
         if (userstop) break;
         int x = next_clip(&sw, &at);
         if (x == 0 || x == ntax || (mulpars < 0 && tnodsize[x] < SMALLCLIP)) continue;
-        if (!tbr && swaptree[x] == ntax) continue;
-        if (try_clip(&sw, x)) count = mulpars > 0 ? 0 : 1;
+        if ((!tbr && swaptree[x] == ntax) || (use_treeconstraints && clip_is_fixed(x))) continue;
+        if (try_clip(&sw, x)) count = -1;        // what moved has other places within reach now
     }
     clusters_on = 0;
     end_swap(&sw);

@@ -51,14 +51,16 @@ void set_report_every();
 extern void (*score_checker)();                        // clipset against destset: moveok, movesteps
 extern void (*pair_checker)(const uint32_t *c, const uint32_t *a, const uint32_t *b);   // set c against the union of a and b: a lower bound for each
 
-// Continue from movesteps for what the cells cannot hold, with the same bound.  They need moveok to
-// be 1 and are called only while have_unpacked: use second_check and second_pair_check.
+// Continue from movesteps for what the cells cannot hold, with the same bound; under implied weights with
+// sets, where the cells tell only what a move costs at least, they give its cost.  They need moveok to
+// be 1 and are called only while second_stage: use second_check and second_pair_check.
 // kind 0: node a (branch set with clusters_on, else its dnset) against node b; 1: cluster a against
 // node b; 2: cluster a against cluster b.
 extern void (*double_score_checker)(int a, int b, int kind);
 extern void (*double_pair_checker)(int c, int a, int b);   // node c against sister nodes a and b
-inline int second_check(int a, int b, int kind)    { if (have_unpacked && moveok) double_score_checker(a, b, kind); return moveok; }
-inline int second_pair_check(int c, int a, int b)  { if (have_unpacked && moveok) double_pair_checker(c, a, b); return moveok; }
+extern int second_stage;                               // the cells do not tell all; set by set_score_checkers
+inline int second_check(int a, int b, int kind)    { if (second_stage && moveok) double_score_checker(a, b, kind); return moveok; }
+inline int second_pair_check(int c, int a, int b)  { if (second_stage && moveok) double_pair_checker(c, a, b); return moveok; }
 void set_score_checkers();
 inline double leastgain()                          { return dopiwe ? 1e-8 : num_cont ? 0.0005 : 1; }   // less than this is no difference
 inline bool lessthan(double a, double b)           { return a < b - leastgain() / 2; }

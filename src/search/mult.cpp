@@ -25,6 +25,7 @@
 #include <algorithm>
 #include <cctype>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 
 multsettings mults = { 10, 10, MULT_TBR, 0 };
@@ -150,8 +151,45 @@ static void readreplic()
 static void none() {}
 template<const char *const *word> static void later() { notyetoption(*word); }
 #define LATER(w) static const char *const w##_word = #w
-LATER(ratchet); LATER(drift); LATER(wclus); LATER(cas); LATER(fas); LATER(ias); LATER(sas);
+LATER(ratchet); LATER(drift);
 #undef LATER
+
+// --- addition sequences
+
+static int taxatotry()                // a number, or all taxa
+{
+    long n = isdigit(peep()) ? gtnu() : ALLTAXA;
+    return int(std::min<long>(n, ALLTAXA));
+}
+
+static void chooseby(int how)
+{
+    selected_addseqs = taxatotry();
+    use_minimum_addseq = how;
+    informative_addseqs = 0;
+}
+
+static void cas() { chooseby(ADD_CLOSEST); }
+static void fas() { chooseby(ADD_FARTHEST); }
+static void sas() { chooseby(ADD_SPREAD); }
+static void ras() { selected_addseqs = informative_addseqs = 0; }
+static void ias()
+{
+    ras();
+    informative_addseqs = taxatotry();
+}
+
+static const char *sequencetext()
+{
+    static const char *const names[] = { "sas: widest range of costs", "cas: least cost", "fas: highest cost" };
+    static char text[128];
+    int n = selected_addseqs ? selected_addseqs : informative_addseqs;
+    const char *what = selected_addseqs ? names[use_minimum_addseq] : "ias: most informative";
+    if (!n) return "random addition sequence";
+    if (n >= ALLTAXA) snprintf(text, sizeof text, "addition sequence by %s of all taxa", what);
+    else snprintf(text, sizeof text, "addition sequence by %s of %i taxa", what, n);
+    return text;
+}
 
 static const optrow multopts[] = {
     optcall("replic", readreplic, "N: random addition sequences (0 to 100000, default 10)"),
@@ -161,17 +199,17 @@ static const optrow multopts[] = {
     optstore("wagner", &mults.swapper, MULT_NONE, "no swapping: only Wagner trees"),
     optflag("keepall", &mults.keepall, "keep the trees of all sequences, not only the best"),
     optnumber("outfreq", &user_cuts_for_report, 0, INT_MAX, "clips between status reports; 0 = automatic"),
-    optcall("ras", none, "add taxa in random order (default)"),
+    optcall("ras", ras, "add taxa in random order (default)"),
+    optcall("cas", cas, "N: add next the taxon of least cost, of N (all) at random"),
+    optcall("fas", fas, "N: add next the taxon of highest cost, of N (all) at random"),
+    optcall("sas", sas, "N: add next the taxon with most between its best and worst place, of N (all)"),
+    optcall("ias", ias, "N: add next the taxon that makes most characters informative, of N (all)"),
     optcall("noratchet", none, "no ratchet (default)"),
     optcall("nodrift", none, "no drifting (default)"),
-    optcall("nowclus", none, "Wagner trees without clusters (default)"),
+    optnumber("wclus", &cluster_wagner, 0, INT_MAX, "N: after N taxa, Wagner trees try branches by clusters; 0 = never"),
+    optstore("nowclus", &cluster_wagner, 0, "Wagner trees without clusters (default)"),
     optcall("ratchet", later<&ratchet_word>, "(not available yet)"),
     optcall("drift", later<&drift_word>, "(not available yet)"),
-    optcall("wclus", later<&wclus_word>, "(not available yet)"),
-    optcall("cas", later<&cas_word>, "(not available yet)"),
-    optcall("fas", later<&fas_word>, "(not available yet)"),
-    optcall("ias", later<&ias_word>, "(not available yet)"),
-    optcall("sas", later<&sas_word>, "(not available yet)"),
     optend()
 };
 
@@ -181,8 +219,10 @@ void show_mult_options()
     myp("Random addition sequences:\n"
         "     * %i replications, keeping up to %i trees each\n"
         "     * swapper: %s\n"
+        "     * %s\n"
         "     * %s", mults.replic, mults.hold, swappers[mults.swapper],
-        mults.keepall ? "keep the trees of all replications" : "keep only the best trees");
+        mults.keepall ? "keep the trees of all replications" : "keep only the best trees", sequencetext());
+    if (cluster_wagner) myp("     * Wagner trees with node-clusters after %i taxa", cluster_wagner);
 }
 
 static void readmultoptions()
@@ -228,6 +268,7 @@ void multcom()
         readreplic();
         reps = mults.replic;
         mults = saved;
+        if (gotc('=')) readmultoptions();
         if (peep() != ';') myerr("Wrong argument for mult: %c", peep());
     } else if (c != ';') myerr("Wrong argument for mult: %c", c);
     if (reps < 0) reps = mults.replic;
@@ -248,7 +289,8 @@ const comhelp multhelp = {
     "Search with random addition sequences and branch swapping.", multopts,
     "Each replication builds a tree adding the taxa in random order, swaps it, and\n"
     "keeps the trees found.  Only the best trees of all replications are retained.\n"
-    "  mult N ;         do N replications (this time)\n"
+    "  mult N ;         do N replications (this time); mult N = WORDS ; sets options\n"
+    "                   as well\n"
     "  mult = WORDS ;   set options, and search\n"
     "  mult : WORDS ;   set options only; without options, show them\n"
     "  mult ;           search with the present options\n"

@@ -1,6 +1,7 @@
 // The walk of ratchet and drift.  Each clip is tried as in TBR; only what is done with a place differs.
 #include "search/pertswap.h"
 #include "search/addseq.h"
+#include "search/constpack.h"
 #include "search/moves.h"
 #include "search/relfit.h"
 #include "search/status.h"
@@ -35,7 +36,7 @@ static bool admitted(const swapping *sw, int root, int dest)
     double chance = double(rand() % PERCENT) / ((2 * excess + gap) * PERCENT) * (1 + dftxfactor);
     if (gap / movesteps > chance) return false;
     double steps = movesteps;
-    double difference = relative_difference(root < 0 ? clip_root(sw) : root, root < 0 ? clipset : branchset(root), dest);
+    double difference = relative_fit_difference(root < 0 ? clip_root(sw) : root, root < 0 ? clipset : branchset(root), dest);
     movesteps = steps;
     return difference <= relative_suboptimal && difference <= chance;
 }
@@ -81,7 +82,7 @@ double perttbrswap(int *tree, int accept_worse, int moves, int giveup)
         ++visits;
         ++still;
         int x = next_clip(&sw, &at);
-        if (x == 0 || x == ntax) continue;
+        if (x == 0 || x == ntax || (use_treeconstraints && clip_is_fixed(x))) continue;
         add_rearrangs(tbr_places(tnodsize[x]));
         set_walk_slack();
         tbr_clip(&sw, x);

@@ -2,6 +2,7 @@
 #include "search/relfit.h"
 #include "search/evaldata.h"
 #include "search/fits.h"
+#include "search/fitsets.h"
 #include "search/slowopt.h"
 #include <algorithm>
 #include <bit>
@@ -11,19 +12,17 @@ static const uint32_t *origclip, *orighome;
 static const double *origslow;
 static double origdiff;
 
-static inline uint32_t emptyfields(uint32_t x, int i) { return ~(((x & celllow[i]) + celllow[i]) | x) & ~celllow[i]; }
-
 static double weightof(uint32_t fields, int i)
 {
     double sum = 0;
     for (; fields; fields &= fields - 1) {
         int place = 16 * i + std::countr_zero(fields) / 2;
-        sum += dopiwe ? double(ed.fieldfits[place]) / FITUNIT : fieldwts[place];
+        sum += dopiwe ? placefit(place) : fieldwts[place];
     }
     return sum;
 }
 
-double relative_bound(int root, const uint32_t *clip, int sister)
+double fill_onclip_diff(int root, const uint32_t *clip, int sister)
 {
     origclip = clip;
     orighome = branchset(sister);
@@ -31,11 +30,15 @@ double relative_bound(int root, const uint32_t *clip, int sister)
     for (int i = 0; i < foldcells; ++i) origdiff += weightof(emptyfields(clip[i] & orighome[i], i), i);
     origslow = slowplace(root, sister, ORIGINAL);
     for (int i = 0; i < nsank + num_cont; ++i) origdiff += origslow[i];
+    if (fitsets) {                    // shares of characters that do not change are lost as well: no bound follows
+        store_pre_clip_fits(clip, orighome);
+        return NOBOUND;
+    }
     double bound = origdiff / (1 - relative_suboptimal);
     return num_cont || dopiwe ? bound : floor(bound);
 }
 
-double relative_difference(int root, const uint32_t *clip, int destnode)
+double relative_fit_difference(int root, const uint32_t *clip, int destnode)
 {
     double favors = 0, contradicts = 0;
     const uint32_t *dest = branchset(destnode);
@@ -50,6 +53,7 @@ double relative_difference(int root, const uint32_t *clip, int destnode)
         favors += std::max(0.0, origslow[i] - slow[i]);
         contradicts += std::max(0.0, slow[i] - origslow[i]);
     }
+    if (fitsets) do_post_clip_fits(root, clip, destnode, &contradicts, &favors);
     if (favors == contradicts) return 0;
     return favors > contradicts ? -(favors - contradicts) / favors : (contradicts - favors) / contradicts;
 }

@@ -43,8 +43,8 @@ void final_search_mem()
     ed.maxlog = logsize(hinod);
     ed.log = lo<savedblock>(ed.maxlog);
     layclusters();
-    slowmem();
     fitmem();
+    slowmem();
     repack_consts();
     set_score_checkers();
 }

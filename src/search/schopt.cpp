@@ -1,6 +1,7 @@
 // Complete optimization of dichotomous trees in packed numbers.
 #include "search/evaldata.h"
 #include "search/fits.h"
+#include "search/fitsets.h"
 #include "search/slowopt.h"
 #include <cassert>
 
@@ -20,7 +21,8 @@ static double firstpass()
     if (dopiwe) clearcounts();
     long steps = kernel->down[packweightkind()](&ed, optlist, noptlist);
     double score = dopiwe ? double(totalfit()) / FITUNIT : double(steps);
-    return score + step_lag + slowfirstpass() + continuous_step_lag;
+    score += step_lag + slowfirstpass() + continuous_step_lag;
+    return fitsets ? score + double(settlesets()) / FITUNIT : score;
 }
 
 double schoptimize(int *tree, int mode)

@@ -30,6 +30,7 @@ static const searchrow searches[] = {
     { bbreakcom, true,  false },
     { multcom,   false, false },       // adds to what is in memory
     { ienumcom,  false, true },
+    { rebuildcom, true, false },
 };
 
 // --- trees fit for a search ---------------------------------------------------------------

@@ -2,6 +2,7 @@
 #include "search/slowopt.h"
 #include "search/evaldata.h"
 #include "search/fits.h"
+#include "search/fitsets.h"
 #include "kernel/arena.h"
 #include <algorithm>
 #include <cmath>
@@ -20,6 +21,9 @@ static int clipnode;                     // root of the clip; -1: none, what is 
 static long *steps;                      // per field, then per continuous character in thousandths: on the tree, or on the two parts while there is a clip
 static long *fits, *takensteps;          // implied weights: their fits in FITUNITs; steps taken out with a clip
 static bool taken;
+static int *sets;                        // weighting set of each; 0 = none
+static long *tried;                      // steps that the move asked for last adds
+static double *setgains;                 // per set, while roots are compared
 
 static uint32_t *finalsets;              // of internal nodes, for collapsing
 static int *finalranges;
@@ -59,7 +63,12 @@ void slowmem()
     fits = zlo<long>(nsank + num_cont);
     takensteps = zlo<long>(nsank + num_cont);
     taken = false;
-    gains = lo<double>(nsank);
+    gains = zlo<double>(nsank);
+    sets = lo<int>(nsank + num_cont);
+    tried = zlo<long>(nsank + num_cont);
+    setgains = zlo<double>(size_t(fitsets) + 1);
+    for (int i = 0; i < nsank + num_cont; ++i)
+        sets[i] = fitsets ? setofcode(i < nsank ? indcc[sankfields[i].record].setcode : contcodes[i - nsank].setcode) : 0;
     placecosts = lo<double>(2 * (nsank + num_cont));
     finalsets = lo<uint32_t>(nodes * nsank);
     finalranges = lo<int>(nodes * 2 * controw);
@@ -109,16 +118,23 @@ static int apart(const int *a, const int *b, int i)
     return std::max(0, std::max(a[i] - b[i + controw], b[i] - a[i + controw]));
 }
 
-// Of a field, or behind them a continuous character, with so many steps.
-static long fitat(int i, long n)
+// Extra steps of a field, or behind them a continuous character, with so many.
+static double homof(int i, long n)
 {
-    if (i >= nsank) {
-        const contrec &c = contcodes[i - nsank];
-        return infitunits(c.weight * charfit(c.character, std::max(0.0, double(n) / 1000 + c.basesteps - c.minsteps)));
-    }
+    if (i >= nsank) return std::max(0.0, double(n) / 1000 + contcodes[i - nsank].basesteps - contcodes[i - nsank].minsteps);
     const fieldrec &r = indcc[sankfields[i].record];
     double h = std::max(0.0, double(n) + r.basesteps - r.minsteps);
-    return infitunits(r.weight * charfit(r.character, charcodes[r.character].aux_unit > 1 ? h / charcodes[r.character].aux_unit : h));
+    return charcodes[r.character].aux_unit > 1 ? h / charcodes[r.character].aux_unit : h;
+}
+
+static double weightof(int i)    { return i >= nsank ? contcodes[i - nsank].weight : indcc[sankfields[i].record].weight; }
+static int    characterof(int i) { return i >= nsank ? contcodes[i - nsank].character : indcc[sankfields[i].record].character; }
+static double sethom(int i, long n) { return weightof(i) * homof(i, n); }
+
+// A member of a set has no fit of its own.
+static long fitat(int i, long n)
+{
+    return sets[i] ? 0 : infitunits(weightof(i) * charfit(characterof(i), homof(i, n)));
 }
 
 double slowfirstpass()
@@ -144,7 +160,10 @@ double slowfirstpass()
     }
     if (dopiwe) {
         long sum = 0;
-        for (int i = 0; i < nsank + num_cont; ++i) sum += fits[i] = fitat(i, steps[i]);
+        for (int i = 0; i < nsank + num_cont; ++i) {
+            sum += fits[i] = fitat(i, steps[i]);
+            if (sets[i]) changeset(sets[i], sethom(i, steps[i]));
+        }
         return double(sum) / FITUNIT;
     }
     long whole = 0, thousandths = 0;
@@ -223,6 +242,7 @@ static void changesteps(const long *by, int sign)
 {
     for (int i = 0; i < nsank + num_cont; ++i) {
         if (!by[i]) continue;
+        if (sets[i]) changeset(sets[i], sethom(i, steps[i] + sign * by[i]) - sethom(i, steps[i]));
         steps[i] += sign * by[i];
         fits[i] = fitat(i, steps[i]);
     }
@@ -496,13 +516,55 @@ void slowscores(int a, int b, int kind)
     }
 }
 
+static const int *pairofdests(int a, int b)
+{
+    memcpy(pairrow, destrow(a), uprow * sizeof(int));
+    widen(pairrow, destrow(b));
+    return pairrow;
+}
+
 void slowpairs(int c, int a, int b)
 {
-    int *row = pairrow;
-    memcpy(row, destrow(a), uprow * sizeof(int));
-    widen(row, destrow(b));
-    compare(rootrow(c), row);
+    const int *dest = pairofdests(a, b);
+    compare(rootrow(c), dest);
 }
+
+// ---- Weighting sets --------------------------------------------------------------------------------
+
+static long addedtosets(const int *root, const int *dest)
+{
+    long sum = 0;
+    for (int i = 0; i < nsank + num_cont; ++i) {
+        long n = tried[i] = addedsteps(i, root, dest);
+        if (sets[i]) addtomove(sets[i], sethom(i, steps[i] + n) - sethom(i, steps[i]));
+        else if (n) sum += fitat(i, steps[i] + n) - fits[i];
+    }
+    return sum;
+}
+
+long slowadded(int a, int b, int kind)
+{
+    if (!have_unpacked || (kind == 1 && oneroot())) return 0;
+    const int *dest = kind == 0 ? destrow(b) : destclusrow(kind == 1 ? a : b);
+    return addedtosets(kind == 0 ? rootrow(a) : kind == 1 ? rootrow(b) : rootclusrow(a), dest);
+}
+
+long slowpairadded(int c, int a, int b)
+{
+    if (!have_unpacked) return 0;
+    const int *dest = pairofdests(a, b);
+    return addedtosets(rootrow(c), dest);
+}
+
+void slowshares(double *plus, double *minus)
+{
+    if (!have_unpacked) return;
+    for (int i = 0; i < nsank + num_cont; ++i)
+        if (int s = sets[i])
+            compareshares(sethom(i, steps[i] + takensteps[i]) * keptratio(s), sethom(i, steps[i] + tried[i]) * moveratio(s), plus, minus);
+}
+
+// ---- Clips rooted elsewhere ------------------------------------------------------------------------
 
 // Rooted elsewhere, a clip may have fewer changes within: by how much at most.
 void findclipslack()
@@ -523,6 +585,11 @@ void findclipslack()
             double here = dopiwe ? double(fits[k] - fitat(k, steps[k] + least)) / FITUNIT : -double(indcc[f.record].weight) * least;
             gains[k] = std::max(gains[k], here);
             gain += here;
+            if (sets[k]) setgains[sets[k]] += sethom(k, steps[k]) - sethom(k, steps[k] + least);
+        }
+        for (int s = 1; s <= fitsets; ++s) {
+            if (setgains[s] > 0) gain += setsaving(s, setgains[s]);
+            setgains[s] = 0;
         }
         clipslack = std::max(clipslack, gain);
         if (list[i] >= ntax) {

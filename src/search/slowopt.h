@@ -32,6 +32,10 @@ const double *slowplace(int root, int dest, place which);   // weighted cost of 
 // As takeoutsteps and its kin of fits.h do for cells; nothing without implied weights.
 long slowtakeout(int root, int s);
 void slowaddsteps(int root, int dest);
+// With weighting sets: what a move adds, to the sets under addtomove, and its cost for all others.
+long slowadded(int a, int b, int kind);
+long slowpairadded(int c, int a, int b);
+void slowshares(double *plus, double *minus);    // as do_post_clip_fits does for cells, of the move asked for last
 void findclipslack();             // after the clip was scored at its original place
 
 // Final and first-pass states, for collapsing: of all internal nodes of the tree last optimized.

@@ -7,6 +7,7 @@
 #include "kernel/driver.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
+#include "kernel/silence.h"
 #include "kernel/window.h"
 #include <algorithm>
 #include <cstdio>
@@ -14,7 +15,7 @@
 int curalg, current_replication = -1, replications_wanted, current_treenum, no_reports_yet = 1;
 unsigned long numrearrangs, bigrearrangs, acceprearrangs;
 
-static const char *const algnames[STAGES] = { "RAS", "SPR", "TBR", "SECT", "DRIFT", "RATCH", "FUSE", "PFIJO", "HYBR", "IENUM" };
+static const char *const algnames[STAGES] = { "RAS", "SPR", "TBR", "SECT", "DRIFT", "RATCH", "FUSE", "PFIJO", "HYBR", "IENUM", "REBLD" };
 
 void clear_rearrangs() { numrearrangs = bigrearrangs = acceprearrangs = 0; }
 
@@ -89,10 +90,6 @@ void report_search_status(double score)
 void record_search_status(int every, int done, double score)
 {
     if (!every || done % every) return;
-    struct quiet {
-        unsigned char was = silent;
-        quiet() { silent = 6; }
-        ~quiet() { silent = was; }
-    } logonly;
+    silence logonly(NOTHING & ~NOLOG);
     myp("%s", statusline(score).c_str() + 1);
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-enum stage { ALG_WAGNER, ALG_SPR, ALG_TBR, ALG_SECTORS, ALG_DRIFT, ALG_RATCHET, ALG_FUSING, ALG_PINON, ALG_HYBRID, ALG_ENUM, STAGES };
+enum stage { ALG_WAGNER, ALG_SPR, ALG_TBR, ALG_SECTORS, ALG_DRIFT, ALG_RATCHET, ALG_FUSING, ALG_PINON, ALG_HYBRID, ALG_ENUM, ALG_REBUILD, STAGES };
 extern int curalg;                        // stage of the running search; starts at ALG_WAGNER
 extern int current_replication;           // from 0; -1 outside replications (start)
 extern int replications_wanted;           // of this run

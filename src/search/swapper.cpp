@@ -141,7 +141,7 @@ void begin_clip(swapping *sw, int x, int s)
     score_original(clip_root(sw), s);
     sw->cost = movebest = movesteps;
     movebound = movesteps + moveslack;
-    if (relative(sw)) movebound = std::min(movebound, relative_bound(clip_root(sw), clipset, s));
+    if (relative(sw)) movebound = std::min(movebound, fill_onclip_diff(clip_root(sw), clipset, s));
 }
 
 // Of fractional scores that are meant to be the same.
@@ -177,7 +177,7 @@ bool good_place(swapping *sw, int root, int dest)
     double score = sw->score - sw->cost + movesteps;
     bool better = lessthan(movesteps, movebest) && !swapcollapse;
     if (keepsmoves(sw)) {
-        if (relative(sw) && relative_difference(root < 0 ? clip_root(sw) : root, root < 0 ? clipset : branchset(root), dest) > relative_suboptimal)
+        if (relative(sw) && relative_fit_difference(root < 0 ? clip_root(sw) : root, root < 0 ? clipset : branchset(root), dest) > relative_suboptimal)
             return false;
         if (!roomformove(sw)) {
             sw->overflow = true;

@@ -278,7 +278,10 @@ void set_fit_minima()
     struct putback { ~putback() { check_only_active_taxa = 0; } } guard;
     bool some_inactive = numactive() < nt;
     if (some_inactive) recalculate(1);
-    for (int c = 0; c < nc; ++c) fitmin[c] = charcodes[c].continuous ? charcodes[c].realmin : charcodes[c].minsteps;
+    for (int c = 0; c < nc; ++c) {
+        const charrec &ch = charcodes[c];
+        fitmin[c] = ch.continuous ? ch.realmin : ch.sankoff ? std::min(ch.minsteps, ch.maxsteps) : ch.minsteps;
+    }
     if (some_inactive) recalculate(0);
 }
 
@@ -288,7 +291,7 @@ double minimum_for_fit(int c) { return fitmin[c]; }
 void start_fits()
 {
     for (int c = 0; c < nc; ++c) charcodes[c].fit = 0;
-    for (int s = 1; s <= xdopiwe_numsets && xdopiwe_numpacksets; ++s) xdopiwe_setlist[s].homoplasy = xdopiwe_setlist[s].base;
+    for (int s = 1; s <= xdopiwe_numsets && xdopiwe_numpacksets; ++s) xdopiwe_setlist[s].homoplasy = 0;
 }
 
 static void addhomoplasy(int c, double h)

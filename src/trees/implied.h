@@ -37,8 +37,8 @@ extern int     multik_equalize;         // derived concavities match the whole c
 // Weighting sets count from 1; 0 is no set.
 struct wtset {
     double size;             // N: total weight of the active members
-    double base;             // homoplasy that no tree of the present data can change
-    double homoplasy;        // H on the current tree, base included
+    double base;             // homoplasy of members that the packed image leaves out: base steps of constant characters
+    double homoplasy;        // H of the tree that was scored last for a report
     double fit;              // N (H/N) / ((H/N) + k), equalized
     long   observed, total;  // cells of active taxa that are not missing; all
     double k, equalizer;
@@ -63,7 +63,7 @@ int    max_homoplasy();                 // extra steps that a character, or a th
 // charfit_value for a whole one; put_wtsets_in_charcodes; sum_of_fits.
 void   set_fit_minima();                // of each character, over the active taxa; called by optmem
 double minimum_for_fit(int c);
-void   start_fits();                    // clears the fit of all characters; sets start at their base
+void   start_fits();                    // clears the fit of all characters, and sets
 void   add_field_fit(int c, int h);     // h below 0 counts as 0
 double charfit_value(int c);            // fit from the steps of charcodes[c], stored there
 void   additive_fit_by_thresholds(int c, const int *steps, int n);   // n thresholds

@@ -74,13 +74,18 @@ static void warnlowmemory()
 static void refuseunbuilt()
 {
     if (dopiwe && doautowt) myerr("Sorry, searches with self-weighted characters are not available yet");
-    if (dopiwe && xdopiwe_numpacksets) myerr("Sorry, searches with weighting sets are not available yet");
+}
+
+void refuse_too_many_sets(long n)
+{
+    if (n > MOSTWEIGHTSETS) errmsg("Sorry, cannot run searches with more than", intvert(MOSTWEIGHTSETS), "active weight sets", nullptr);
 }
 
 void do_full_pack(int reuse, int keep_trees)
 {
     piwe_init(0);
     refuseunbuilt();
+    if (dopiwe) refuse_too_many_sets(xdopiwe_numpacksets);
     refuse_user_function_for_data();
     if (reuse < 1) {
         set_all_charcodes();

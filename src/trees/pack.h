@@ -19,6 +19,7 @@
 #include <cstdint>
 
 constexpr int FIELDCLASSES = 7, CELLCLASSES = 3;   // classes 0..2 are sorted by weight
+constexpr int SANKCLASS16 = 5, SANKCLASS = 6;      // step matrices
 constexpr int ROWALIGN = 16;                       // cells of the widest vector; rowcells is a multiple
 
 // What a field class is.  Classes 3 and 5 arise only in reduced data.
@@ -67,14 +68,19 @@ struct fieldrec {
     uint8_t asymmetric, ancestral;
     uint32_t minsteps;      // least steps the field can have
     uint32_t stepcost;      // what a step of the field is in the character's own costs; 1 but for matrices
-    uint32_t setcode;
+    uint32_t setcode;       // see setcodeof
     uint32_t steps;         // running count on the current tree
     uint32_t basesteps;     // extra steps carried along
     uint32_t nstates;
-    double *fit1, *fit2;    // tables of its own, under several concavities
-    double concavity, equalizer;
 };
 extern fieldrec *indcc;
+
+// Under extended implied weighting: FIXEDWEIGHT for a character of constant weight, the number of its set
+// with WEIGHTSET for a member of one.  Else 0, but for step matrices the unit of their costs.
+constexpr uint32_t FIXEDWEIGHT = 0x10000001, WEIGHTSET = 0x30000000;
+uint32_t setcodeof(int c);
+constexpr long MOSTWEIGHTSETS = 0xfffffff;
+void refuse_too_many_sets(long n);       // more than a set code can tell
 
 // ---- What cells cannot hold: step matrices and continuous characters ----------------------------
 //
@@ -105,6 +111,7 @@ extern int asymmetric_fields;              // some step matrix has different cos
 struct contrec {
     int character;
     int weight;
+    uint32_t setcode;
     double basesteps, minsteps;          // in units of the character, not thousandths
 };
 extern contrec *contcodes;               // num_cont of them

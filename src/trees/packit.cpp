@@ -70,7 +70,7 @@ static void layrows()
         celllow[c] = fieldclasses[cls].low;
         cellshift[c] = uint32_t(fieldclasses[cls].topshift);
     }
-    indcc = zlo<fieldrec>(totnc);
+    indcc = zlo<fieldrec>(size_t(totnc) + size_t(totnc) * mem_slack_for_sectors / 100);
     for (int i = 0; i < totnc; ++i) indcc[i].character = -1;
 }
 
@@ -103,6 +103,13 @@ static void fieldpatterns(uint32_t *fields, uint32_t set, const packrec &p)
     }
 }
 
+uint32_t setcodeof(int c)
+{
+    if (!dopiwe || !xdopiwe_stat) return 0;
+    if (xdopiwe_fixwt_user[c]) return FIXEDWEIGHT;
+    return in_wtset(c) ? WEIGHTSET | uint32_t(xdopiwe_isinset_user[c]) : 0;
+}
+
 // What remains of a taxon's states when the uninformative ones are taken out; their steps go to
 // step_lag.  0: nothing is left, as if missing.
 static uint32_t informativepart(uint32_t x, int c, int *dropped)
@@ -127,7 +134,8 @@ static uint32_t informativepart(uint32_t x, int c, int *dropped)
     return rest | (over ? 1u << high : 0) | (under ? 1u << low : 0);
 }
 
-constexpr int MATRIXCLASS = 6;     // its cells hold every state everywhere, as padding does: vectors of folded cells may reach into them
+// Cells of step matrices hold every state everywhere, as padding does: vectors of folded cells may reach into them.
+static bool ismatrix(const packrec &p) { return p.cls == SANKCLASS || p.cls == SANKCLASS16; }
 
 // Writes one record of the list into all terminals, its first field at place `bit` of `cell`, with
 // field record `rec`.
@@ -140,7 +148,7 @@ static void pressem(const packrec &p, int cellno, int bit, int rec)
     int dropped = 0;
     uint32_t patterns[32];
     fill_con_cha(p);
-    for (int t = 0; t < ntax && p.cls != MATRIXCLASS; ++t) {
+    for (int t = 0; t < ntax && !ismatrix(p); ++t) {
         uint32_t x = cell(backfrompack[t], p.character);
         if (ismissing(x) || !(x = informativepart(x, p.character, &dropped))) continue;
         fieldpatterns(patterns, x & r.sets, p);
@@ -164,7 +172,8 @@ static void pressem(const packrec &p, int cellno, int bit, int rec)
         record.basesteps = uint32_t(r.internal_steps);
         record.stepcost = p.divisor ? uint32_t(p.divisor) : 1;
         record.minsteps = p.divisor ? uint32_t(r.minsteps) : isbinary ? 1 : uint32_t(std::max(0, r.minsteps - dropped));
-        record.concavity = record.equalizer = 1;
+        record.setcode = setcodeof(p.character);
+        if (!record.setcode && ismatrix(p)) record.setcode = uint32_t(r.aux_unit);
         globwts[c] = uint32_t(p.weight);
         fieldwts[size_t(c) * 16 + (at + f.topshift) / 2] = uint32_t(p.weight);
         placerecords[size_t(c) * 16 + (at + f.topshift) / 2] = rec + i;

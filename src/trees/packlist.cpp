@@ -152,12 +152,22 @@ static void addrecord(int c, int cls, int nfields, bool several, int weight, int
     *arpacnc[cls] += nfields;
 }
 
+// Under implied weights, what the base steps of a character count that has no others.
+static void addconstantfit(int c)
+{
+    if (!dopiwe) return;
+    const charrec &r = charcodes[c];
+    double h = r.internal_steps;
+    if (r.sankoff && !r.continuous && r.aux_unit > 1) h /= r.aux_unit;
+    if (in_wtset(c)) xdopiwe_setlist[xdopiwe_isinset_user[c]].base += r.weight * h;
+    else constantfit += r.weight * charfit(c, h);
+}
+
 // A character of the same steps on every tree.
 static void addconstant(int c, int steps)
 {
-    const charrec &r = charcodes[c];
-    step_lag += double(r.weight) * steps;
-    if (dopiwe) constantfit += r.weight * charfit(c, r.internal_steps);
+    step_lag += double(charcodes[c].weight) * steps;
+    addconstantfit(c);
 }
 
 static void addmatrix(int c)
@@ -174,7 +184,7 @@ static void addmatrix(int c)
     }
     int common = islikefitch(c);
     if (common) addrecord(c, fieldclassof(std::popcount(r.sets)), 1, false, dopiwe ? r.weight : r.weight * common, common);
-    else addrecord(c, 6, 1, false, r.weight, 0);
+    else addrecord(c, SANKCLASS, 1, false, r.weight, 0);
 }
 
 void makepacklist()
@@ -183,6 +193,7 @@ void makepacklist()
     for (int *n : arpacnc) *n = 0;
     num_cont = true_num_cont = 0;
     step_lag = continuous_step_lag = constantfit = 0;
+    for (int s = 1; s <= xdopiwe_numsets && xdopiwe_numpacksets; ++s) xdopiwe_setlist[s].base = 0;
     for (int c = 0; c < nc; ++c) {
         const charrec &r = charcodes[c];
         if (!r.active || !r.weight || r.type == DATA_LAND) continue;
@@ -191,7 +202,7 @@ void makepacklist()
             if (r.realmin != r.realmax) ++num_cont;
             else {
                 continuous_step_lag += r.realmin * r.weight;
-                if (dopiwe) constantfit += r.weight * charfit(c, r.internal_steps);
+                addconstantfit(c);
             }
             continue;
         }

@@ -36,12 +36,30 @@ static bool ismaximal()
     return true;
 }
 
+enum { UNTRIED, OUT, OUT_AND_FITTED, IN };           // a node of clist on the way
+
+// With all that is still open taken out, one of the nodes left in could go as well: then it could in
+// every tree that comes from here, and none of them is maximal.
+static bool leads_nowhere(const uint8_t *state, int at)
+{
+    bool idle = false;
+    for (int i = at + 1; i < totno; ++i) coli[clist[i]] = 1;
+    for (int i = 0; i <= at && !idle; ++i) {
+        if (state[i] != IN) continue;
+        coli[clist[i]] = 1;
+        idle = fits();
+        coli[clist[i]] = 0;
+    }
+    for (int i = at + 1; i < totno; ++i) coli[clist[i]] = 0;
+    return idle;
+}
+
 // Each node in turn is taken out and left in.  Trees never get shorter when more is taken out, so
 // whatever is too long already leads nowhere.
 static int recucol(bool (*keep)(const int *tree))
 {
     int found = 0, at = 0;
-    uint8_t *state = zlo<uint8_t>(totno + 1);        // of each node: 0 not tried, 1 out, 2 in
+    uint8_t *state = zlo<uint8_t>(totno + 1);
     while (at >= 0) {
         if (at == totno) {
             if (ismaximal()) {
@@ -53,20 +71,24 @@ static int recucol(bool (*keep)(const int *tree))
             continue;
         }
         int node = clist[at];
-        if (state[at] == 0) {
+        if (state[at] == UNTRIED) {
             intrupt(1);
-            state[at] = 1;
+            state[at] = OUT;
             coli[node] = 1;
             if (fits()) {
-                state[++at] = 0;
+                state[at++] = OUT_AND_FITTED;
+                state[at] = UNTRIED;
                 continue;
             }
         }
         coli[node] = 0;
-        if (state[at] == 1) {
-            state[at] = 2;
-            state[++at] = 0;
-            continue;
+        if (state[at] == OUT || state[at] == OUT_AND_FITTED) {
+            bool fitted = state[at] == OUT_AND_FITTED;
+            state[at] = IN;
+            if (!fitted || !leads_nowhere(state, at)) {
+                state[++at] = UNTRIED;
+                continue;
+            }
         }
         --at;
     }

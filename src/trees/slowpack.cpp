@@ -67,7 +67,6 @@ static void layfields()
         record.nstates = uint32_t(states);
         record.asymmetric = uint8_t(asymmetric_fields);
         record.ancestral = f.rootstates != ~0u;
-        record.setcode = uint32_t(charcodes[c].aux_unit);
         asymmetric_fields |= asymmetric;
     }
 }
@@ -81,7 +80,7 @@ static void laycontinuous()
         const charrec &r = charcodes[c];
         if (!r.active || !r.weight || !r.continuous || r.type == DATA_LAND || r.realmin == r.realmax) continue;
         weights[n] = r.weight;
-        contcodes[n++] = { c, r.weight, double(r.internal_steps), r.realmin };
+        contcodes[n++] = { c, r.weight, setcodeof(c), double(r.internal_steps), r.realmin };
     }
     contweights = weights;
 }

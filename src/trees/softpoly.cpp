@@ -118,7 +118,6 @@ double find_a_min(int c)
 static void softthresholds(int c)
 {
     const charrec &ch = charcodes[c];
-    if (!ch.sets) return;
     char *here = lomark();
     uint32_t *zero = lo<uint32_t>(nodz), *one = lo<uint32_t>(nodz), within = 0;
     int low = std::countr_zero(ch.sets), n = std::bit_width(ch.sets) - 1 - low, steps[32] = { 0 };
@@ -159,7 +158,7 @@ double softpolyoptimize(const int *tree)
         if (ch.continuous) ch.realsteps = steps;
         else ch.steps = ftisql(steps);
         if (!dopiwe) score += ch.weight * steps;
-        else if (ch.additive && !ch.continuous) softthresholds(c);
+        else if (ch.additive && !ch.continuous && !ch.constant) softthresholds(c);
         else charfit_value(c);
     }
     if (!dopiwe) return score;

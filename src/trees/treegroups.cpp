@@ -14,7 +14,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
-#include "kernel/progress.h"
+#include "kernel/silence.h"
 #include <algorithm>
 #include <cctype>
 
@@ -44,8 +44,10 @@ static void treesthatpass(const listpart &p, const char *word, double (*value)(i
 {
     numbertest test = readtest(word);
     if (value == lengthof) optmem();
-    for (int t = p.low; t < p.high && !have_some_intrupt(); ++t)
+    for (int t = p.low; t < p.high; ++t) {
+        intrupt(1);
         if (passes(test, value(t))) p.list[t] = p.sense;
+    }
 }
 
 static void lenitem(const listpart &p, const char *word) { treesthatpass(p, word, lengthof); }
@@ -103,11 +105,7 @@ static void savetreegroups(const groupfamily *f)
     int defined = 0;
     for (int g = 0; g < f->groups(); ++g) defined += isgroup(f, g);
     {
-        struct notinlog {                // the log is what is read back
-            unsigned char was = silent;
-            notinlog() { silent |= 1; }
-            ~notinlog() { silent = was; }
-        } guard;
+        silence notinlog(silent | NOLOG);        // the log is what is read back
         if (report_status) myp("Storing %i tree groups", defined);
     }
     savegroups(f, "tgroup", nullptr);

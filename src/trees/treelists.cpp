@@ -23,7 +23,7 @@ void tchoosecom()
         list[trees_in_mem - 1] = LISTED;
     }
     else list = treelist();
-    joinem("Selecting tree(s) ", nullptr);
+    tojoin("Selecting tree(s)");
     printlist(list, 0, trees_in_mem, LISTED);
     effect_tree_choice(list);
     spewem(intvert(trees_in_mem), "trees selected", nullptr);

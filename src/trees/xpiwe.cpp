@@ -310,7 +310,7 @@ static void showsets(uint32_t which, bool scored)
     }
 }
 
-static uint32_t columnwords()
+static uint32_t columnwords()            // all columns when there are none
 {
     uint32_t which = 0;
     while (isalpha(peep())) {
@@ -320,18 +320,16 @@ static uint32_t columnwords()
         if (i == COLUMNS) errmsg("Wrong argument for xpiwe:", cmdname, nullptr);
         which |= uint32_t{1} << i;
     }
-    return which;
+    return which ? which : (uint32_t{1} << COLUMNS) - 1;
 }
 
-// "& words L" or "& L words": the words choose columns; L are trees.
+// "& words L": the words choose columns; L are trees.
 static void status()
 {
     uint32_t which = columnwords();
     if (trees_in_mem && xdopiwe_stat) optmem();              // locks its layer before the list is there
     else piwe_init(0);
     const uint8_t *trees = trees_in_mem ? treelist() : nullptr;
-    which |= columnwords();
-    if (!which) which = (uint32_t{1} << COLUMNS) - 1;
     spewem("Extended implied weighting is", xdopiwe_stat ? "ON" : "OFF", nullptr);
     if (!xdopiwe_stat) return;
     long fixed = std::count(xdopiwe_fixwt_user, xdopiwe_fixwt_user + nc, 1);

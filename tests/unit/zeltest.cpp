@@ -1,4 +1,5 @@
 #include "zeltest.h"
+#include "diagrams/tagstore.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/output.h"
@@ -40,13 +41,15 @@ struct fromdefaults : testing::EmptyTestEventListener {
     {
         if (!booted) return;
         silent = 0;
+        store_treemsg = autost = 0;
         zelrun("xwipe; report =; warn -; echo -; lquote -; tables -; tables /5; taxname -; cnames -; tgroup auto;");
-        zelrun("nstates num 16 nogaps; piwe -; xpiwe -; collapse 3; suboptimal 0; rseed 1; timeout 0;");
+        zelrun("nstates num 16; nstates nogaps; piwe -; xpiwe -; collapse 3; subopt 0; rseed 1; timeout 0;");
         zelrun("mult: replic 10 hold 10 tbr; log /;");
     }
 };
 }
-static int listening = (testing::UnitTest::GetInstance()->listeners().Append(new fromdefaults), 1);
+[[maybe_unused]] static const bool listening =
+    (testing::UnitTest::GetInstance()->listeners().Append(new fromdefaults), true);
 
 std::string tempdir()
 {

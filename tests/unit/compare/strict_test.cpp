@@ -9,17 +9,6 @@ namespace {
 
 enum method { TABLE, LOWBUDGET };
 
-struct collection {
-    std::vector<plaintree> trees;
-    std::vector<uint8_t> list, excluded;
-    std::vector<int *> rows()
-    {
-        std::vector<int *> r;
-        for (auto &t : trees) r.push_back(t.data());
-        return r;
-    }
-};
-
 plaintree strictof(collection &c, method how)
 {
     plaintree result(nodz, -7);
@@ -32,26 +21,6 @@ plaintree strictof(collection &c, method how)
     EXPECT_EQ(lomark(), low);
     EXPECT_EQ(himark(), high);
     return result;
-}
-
-// Taxa that take part, by the rule: the user's are out, and those that a selected tree lacks.
-std::vector<uint8_t> leftout(const collection &c)
-{
-    std::vector<uint8_t> out(nt);
-    for (int t = 0; t < nt; ++t) {
-        out[t] = int8_t(c.excluded[t]) > 0;
-        for (size_t i = 0; i < c.trees.size(); ++i)
-            if (ignore_unshared_taxa && selectedtree(c.list.empty() ? nullptr : c.list.data(), int(i)))
-                out[t] |= c.trees[i][t] == 0;
-    }
-    return out;
-}
-
-// A rule that decides by the number of the node and of the tree's nodes, for tests only.
-bool invented(const int *tree, int n) { return n == nt || (n * 7 + tree[nt] * 3 + tree[0]) % 5 != 0; }
-void inventedrule(const int *tree, int *marks, const uint8_t *)
-{
-    for (int n = 0; n < nodz; ++n) marks[n] = n >= nt && n < tree[nt] && invented(tree, n);
 }
 
 void expectstrict(collection &c)
@@ -79,24 +48,6 @@ void expectstrict(collection &c)
     plaintree canonical = table;
     reset_nodz(canonical.data());
     EXPECT_EQ(canonical, table);
-}
-
-collection randomcollection(std::mt19937 &dice, double polytomy, double missing, double excluded)
-{
-    collection c;
-    int trees = 1 + int(dice() % 7);
-    plaintree model = randomtree(dice, polytomy, missing);
-    for (int i = 0; i < trees; ++i)
-        c.trees.push_back(dice() % 4 ? similartree(dice, model) : randomtree(dice, polytomy, missing));
-    if (dice() % 2) {
-        c.list.resize(trees);
-        for (auto &l : c.list) l = dice() % 3 == 0 ? 0 : dice() % 4 == 0 ? 255 : 1;
-        c.list[dice() % trees] = 1;
-    }
-    c.excluded.assign(nt, 0);
-    for (auto &x : c.excluded)
-        if (std::uniform_real_distribution<>()(dice) < excluded) x = dice() % 5 ? 1 : 255;
-    return c;
 }
 
 struct Strict : testing::TestWithParam<int> {

@@ -54,6 +54,13 @@ TEST(Ccode, WithoutAListChangesNothing)
     EXPECT_EQ(zelrun("ccode ] ;"), "Characters: inactive \n 3 4\n");
     EXPECT_EQ(zelrun("ccode + ] ;"), "Characters: additive inactive \n 3\n");
     EXPECT_EQ(zelrun("ccode (;"), "Characters: Sankoff \n");
+    EXPECT_EQ(zelrun("ccode -[ ;"), "Characters: nonadditive active \n 1 2 5 6 7 8\n");
+    EXPECT_EQ(zelrun("ccode ) ;"), "Characters: non-Sankoff \n 0 1 2 3 4 5 6 7 8\n");
+    EXPECT_EQ(zelrun("ccode -+ ;"), "Characters: additive \n 0 3\n") << "the last one counts";
+    EXPECT_EQ(zelrun("ccode + * ] ;"), "Characters: inactive \n 3 4\n") << "a star forgets";
+    zelrun("ccode /20 5 * =9 6 7;");
+    EXPECT_EQ(zelrun("ccode /20 ;"), "Characters: weight 20 \n 5\n");
+    EXPECT_EQ(zelrun("ccode [/1=9 ;"), "Characters: active weight 1 internal steps 9 \n 6 7\n");
     EXPECT_EQ(flags(), before);
 }
 

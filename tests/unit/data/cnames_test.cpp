@@ -208,6 +208,17 @@ TEST(Cnames, AreListed)
     EXPECT_EQ(zelrun("cnames ;"), "0 wings: 0 absent, 1 present\n3 tail\n");
 }
 
+TEST(Cnames, AreListedInLinesOfAScreen)
+{
+    data();
+    std::string x(30, 'x'), y(30, 'y'), whole(200, 'z'), accents;
+    for (int i = 0; i < 14; ++i) accents += "\xc3\xa9";
+    zelrun("cnames {0 " + x + " " + y + " " + accents + " e ; {1 " + whole + " " + x + " ; ;");
+    EXPECT_EQ(zelrun("cnames ;"), "0 " + x + ": 0 " + y + ",\n    1 " + accents + ", 2 e\n1 " + whole + ":\n    0 " + x + "\n");
+    zelrun("cnames < ; cnames {0 " + x + " " + y + " 123456789 ; {1 " + x + " " + y + " 1234567890 ; ;");
+    EXPECT_EQ(zelrun("cnames ;"), "0 " + x + ": 0 " + y + ", 1 123456789\n" + "1 " + x + ": 0 " + y + ",\n    1 1234567890\n") << "79 columns";
+}
+
 TEST(Cnames, AreGivenByNumberWhereThereAreNone)
 {
     data();

@@ -5,6 +5,7 @@
 #include "trees/lightopt.h"
 #include <bit>
 #include <random>
+#include <sstream>
 
 namespace {
 const char *const MATRIX = "xread 4 5 a 0000 b 1111 c 2222 d 3012 e 0120 ;";
@@ -147,12 +148,16 @@ TEST(Costs, CannotBeDefinedWhereSankoffCharactersAreNotAllowed)
     fresh("nstates num 8;");
     EXPECT_EQ(zelrun("costs <;"), "Not allowing sankoff characters \n");
     readdata(MATRIX);
-    for (const char *text : { "costs 0 = 0>1 2;", "smatrix =0 0>1 2;", "cstree 0 = \n 0-1;" }) {
+    for (const char *text : { "costs 0 = 0>1 2;", "smatrix =0 0>1 2;", "cstree 0 = \n 0-1;", "costs;", "costs *;" }) {
         EXPECT_TRUE(says(zelrun(text), "Sankoff costs have been disabled (use \"cost >;\" to enable)")) << text;
         EXPECT_TRUE(zelfailed());
     }
+    for (const char *text : { "ccode ( 0;", "ccode ~ 0;" })
+        EXPECT_TRUE(says(zelrun(text), "Sankoff characters have been disabled (use \"cost >;\" to enable)")) << text;
+    readdata("cnames {0 sup_x ; {1 sub_x ; ;");
+    EXPECT_TRUE(says(zelrun("smatrix &;"), "Sankoff characters have not been allowed"));
     fresh();
-    zelrun("costs >;");
+    EXPECT_EQ(zelrun("costs >;"), "Allowing sankoff characters \n");
     EXPECT_FALSE(zelfailed());
     EXPECT_EQ(allow_sankoff, 1);
 }
@@ -173,7 +178,7 @@ TEST(Costs, ModesAreSaid)
     EXPECT_EQ(zelrun("costs [;"), "Saving costs in ZEL format \n");
     EXPECT_EQ(zelrun("costs |;"), "Not calculating RFD's exactly during TBR\nfor sankoff asymmetric characters  \n");
     EXPECT_EQ(track_asym_indcosts, 0);
-    zelrun("costs &;");
+    EXPECT_EQ(zelrun("costs &;"), "Calculating RFD's exactly during TBR\nfor sankoff asymmetric characters  \n");
     EXPECT_EQ(track_asym_indcosts, 1);
     zelrun("costs |;");
 }
@@ -184,6 +189,30 @@ TEST(Costs, AreShownWithASlashWhereBothWaysAreTheSame)
     zelrun("costs 1 = 0>1 2 0/2 2;");
     EXPECT_EQ(zelrun("costs 1;"), "Character 1\n  States: 0 1 2\n  0>1  2     0/2  2   \n  1>0  1     1/2  1   \n");
     EXPECT_EQ(zelrun("costs;"), zelrun("costs 1;"));
+    EXPECT_EQ(zelrun("costs 0;"), "Character 0 (not Sankoff)\n  States: 0 1 2 3\n  0/1  1     0/2  1     0/3  1   \n"
+                                  "  1/2  1     1/3  1   \n  2/3  1   \n");
+    zelrun("ccode ] 1;");
+    EXPECT_TRUE(says(zelrun("costs 1;"), "Character 1 (inactive)\n"));
+    zelrun("ccode ) 1;");
+    EXPECT_EQ(zelrun("costs;"), "No Sankoff characters \n");
+    EXPECT_EQ(zelrun("usminmax;"), "No Sankoff characters \n");
+}
+
+TEST(Costs, OfManyStatesAreShownInLinesOfAScreen)
+{
+    fresh("nstates num 32;");
+    std::string rows;
+    for (int t = 0; t < 32; ++t) rows += " t" + std::to_string(t) + " " + "0123456789ABCDEFGHIJKLMNOPQRSTUV"[t];
+    readdata("xread 1 32" + rows + ";");
+    zelrun("costs 0 = *10000 0>1 i V>0 1234;");
+    std::istringstream said(zelrun("costs 0;"));
+    size_t changes = 0;
+    for (std::string line; std::getline(said, line); ) {
+        EXPECT_LE(line.size(), 79u) << line;
+        changes += std::count_if(line.begin(), line.end(), [](char c) { return c == '/' || c == '>'; });
+    }
+    EXPECT_GE(changes, 32u * 31 / 2);
+    fresh();
 }
 
 TEST(Costs, AreSavedAsCommandsForEachSankoffCharacter)

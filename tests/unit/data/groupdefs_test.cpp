@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <set>
+#include <sstream>
 
 namespace {
 using members = std::set<int>;
@@ -245,12 +246,49 @@ TEST(Groups, AreRefusedWithoutChangingAny)
     refused("agroup =0 5 & 6;", "Must use =, > or < \n");
     refused("agroup -5;", "No group number 5 \n");
     refused("agroup -lost;", "No group named lost \n");
+    refused("xgroup =1 min=x;", "String \"min=\" must be followed by a number \n");
+    refused("xgroup =1 min<;", "String \"min<\" must be followed by a number \n");
+    refused("xgroup =1 max(1,;", "String \"max,\" must be followed by a number \n");
     refused("agroup -;", "Must give number of taxon group to undefine \n");
     EXPECT_STREQ(taxgroupname[0], "keep");
     EXPECT_NE(zelrun("agroup =1 (" + std::string(40, 'n') + ") 1;").find("Name too long"), std::string::npos);
     zelrun("xwipe;");
     EXPECT_EQ(zelrun("agroup;").find("Must read data before defining groups"), 0u);
     EXPECT_EQ(zelrun("xgroup =0 1;").find("Must read data before defining groups"), 0u);
+}
+
+TEST(Groups, OfManyElementsAreShownAndSavedInLinesOfAScreen)
+{
+    data(3000, 10);
+    zelrun("agroup =31 (" + std::string(30, 'n') + ") 0.2999/2 =1 1000.1002 1004.1006 1008.1010 1012.1014 1016.1018 1020.1022 1024.1026;");
+    zelrun("taxname =;");
+    for (const char *command : { "agroup;", "agroup *;", "taxcode; taxcode *;" }) {
+        std::istringstream said(zelrun(command));
+        for (std::string line; std::getline(said, line); ) EXPECT_LE(line.size(), 79u) << line;
+    }
+}
+
+// A group called after a file may hold what means something where names are read.
+TEST(Groups, OfOddNamesReadBack)
+{
+    data();
+    const char *odd[] = { "a b", "x.y", "12", "1st", "caf\xc3\xa9", "+-!?$%~`", "_", "...", "N", "T1x" };
+    for (const char *name : odd) {
+        zelrun("silent=all; agroup =1 1 =0 2.4; silent-all;");
+        std::string typed = name;
+        std::replace(typed.begin(), typed.end(), ' ', '^');
+        zelrun("agroup =0 (" + typed + ") 2.4;");
+        ASSERT_STREQ(taxgroupname[0], name);
+        std::string saved = zelrun("agroup *;");
+        zelrun("agroup -.;");
+        zelrun("proc " + writefile("odd.run", saved + "proc/;\n") + ";");
+        EXPECT_FALSE(zelfailed()) << saved;
+        EXPECT_STREQ(taxgroupname[0], name);
+        EXPECT_EQ(taxa(0), span(2, 4)) << saved;
+        EXPECT_EQ(taxa(1), span(1, 1)) << saved;
+    }
+    strcpy(taxgroupname[0], "a^b(c)");
+    EXPECT_NE(zelrun("agroup *;").find("=0 (a_b_c_)"), std::string::npos);
 }
 
 TEST(Groups, AreUndefinedByNumbersRangesAndNames)

@@ -120,6 +120,9 @@ TEST(Inapplicables, AreRefusedInTheirOwnWords)
     read("xread 2 4 a 2? b 1? c 11 d 10 ;\ncnames {0 sup_x ; {1 sub_x ; ;\n");
     EXPECT_TRUE(says(zelrun("smatrix &;"), "Character 0 (sup_x) can have states 0 and 1 only (absent and present)"));
 
+    read("xread 2 4\n&[cont]\na 1.5\nb 1.0\nc 2.0\nd 3.0\n&[num]\na 0\nb 1\nc 1\nd 1\n;\ncnames {0 sub_x ; {1 sup_x ; ;\n", "nstates num 32;");
+    EXPECT_TRUE(says(zelrun("smatrix &;"), "Character 0 (sub_x) is continuous: it cannot be combined"));
+
     read("xread 3 4 a 0?? b 100 c 111 d 122 ;\ncnames {0 sup_x ; {1 sub_x1 ; {2 sub_x2 ; ;\n");
     EXPECT_TRUE(says(zelrun("smatrix &;"), "Combining characters subordinate to 0 (sup_x)\nresults in too many states (10, current max. is 8).\n"
                                            "Cannot convert. Sorry.\n"));

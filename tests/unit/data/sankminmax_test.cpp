@@ -1,6 +1,7 @@
 // Minima and maxima of Sankoff characters against all trees.
 #include "datatest.h"
 #include "plaincosts.h"
+#include "data/below.h"
 #include "data/costs.h"
 #include "data/minmax.h"
 #include "trees/treebuf.h"
@@ -143,4 +144,16 @@ TEST(Sankminmax, SearchesNeedRoomForTrees)
     readmatrix(m, "costs 0 = *2; hold 4;");
     EXPECT_TRUE(says(zelrun("usminmax *;"), "To set Sankoff minima with searches must set maxtrees to 5 or more"));
     EXPECT_TRUE(zelfailed());
+}
+
+TEST(Sankminmax, SearchesDiscardTheTreesInTheVault)
+{
+    std::mt19937 rng(1);
+    data m = plain::randommatrix(rng, 6, 2);
+    readmatrix(m, "costs 0 = *2; hold 10/5;");
+    zelrun("tread (0 (1 (2 (3 (4 5))))); tvault > 0;");
+    ASSERT_EQ(trees_in_vault, 1);
+    EXPECT_TRUE(says(zelrun("usminmax *;"), "Setting Sankoff minima with searches will discard the trees in vault"));
+    EXPECT_EQ(trees_in_vault, 0);
+    zelrun("xwipe;");
 }

@@ -85,7 +85,7 @@ TEST(Background, AnErrorIsToldInTheLogAloneWhenOneIsOpen)
 {
     EXPECT_EQ(background({ "bground", "log", "told;", "nosuchword;" }).log, "");
     std::string log = readfile(tempdir() + "/bg/told");
-    EXPECT_NE(log.find("\nUnknown command: nosuchword \n"), std::string::npos) << log;
+    EXPECT_NE(log.find("Unknown command: nosuchword \n"), std::string::npos) << log;
     EXPECT_NE(log.find("\n... SOME ERROR OCCURED, QUITTING...\n"), std::string::npos) << log;
     EXPECT_EQ(background({ "bground", "log", "told;", "system", "true" }).log, "");
     log = readfile(tempdir() + "/bg/told");

@@ -1,3 +1,5 @@
+#include "data/lists.h"
+#include "data/matrix.h"
 #include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
@@ -153,6 +155,15 @@ TEST_F(Output, LogIsOpenedAddedToAndClosed)
     EXPECT_EQ(readfile(path).find("first"), std::string::npos) << "opening for writing empties the file";
 }
 
+// So that settings saved in it are read back as a file of commands.
+TEST_F(Output, LogHoldsNothingOfItsOwnOpening)
+{
+    std::string path = tempdir() + "/only.log";
+    zelrun("log " + path + "; quote first; log /; log +" + path + "; quote second; log /;");
+    EXPECT_EQ(readfile(path), "first\nsecond\n");
+    EXPECT_EQ(silent, 0);
+}
+
 TEST_F(Output, LogThatCannotBeOpenedLeavesNone)
 {
     std::string text = zelrun("log " + tempdir() + "/no/such/folder/x;");
@@ -209,6 +220,7 @@ TEST_F(Output, SvgFileOfTheLogCommandIsSetAndCleared)
     EXPECT_EQ(autosvg, 1);
     EXPECT_STREQ(autosvg_file, "/tmp/pic.svg");
     EXPECT_NE(zelrun("log &" + std::string(160, 'x') + ";").find("SVG file name too long"), std::string::npos);
+    EXPECT_NE(zelrun("log &;").find("No name given for SVG file"), std::string::npos);
     EXPECT_EQ(zelrun("log &/;"), "Tree-drawing commands will save SVG only with ctrl-s\n");
     EXPECT_EQ(autosvg, 0);
 }
@@ -275,6 +287,27 @@ TEST_F(Output, ARefusedWarningAbandonsTheCommandWithoutAMessage)
     answer = 0;
     EXPECT_EQ(zelrun("txtsize 20;quote not reached;"), "");
     EXPECT_EQ(give_display_buffer_size(), 250);
+    EXPECT_EQ(pressbuff, 1);
+    zelrun("txtsize -;");
+    EXPECT_EQ(asked, "WARNING|Changing buffer mode requires clearing it \n\nContinue?|10");
+    EXPECT_EQ(pressbuff, 1);
+}
+
+TEST_F(Output, ARefusedWarningLeavesNoSettingOfTheCommandBehind)
+{
+    window.messagebox = asker;
+    warning = 1;
+    answer = 0;
+    auto refused = [] {
+        check_only_active_taxa = ignore_quotes = use_taxlist_from_pico = use_charlist_from_pico = use_treelist_from_pico = 1;
+        linsdone = 3;
+        warnem("Is it so", nullptr);
+    };
+    EXPECT_FALSE(safecall(refused));
+    EXPECT_EQ(check_only_active_taxa, 0);
+    EXPECT_EQ(ignore_quotes, 0);
+    EXPECT_EQ(linsdone, 0);
+    EXPECT_EQ(use_taxlist_from_pico + use_charlist_from_pico + use_treelist_from_pico, 0);
 }
 
 TEST_F(Output, WithWarningsOffTheTextGoesWhereSilenceLetsIt)
@@ -339,6 +372,8 @@ TEST_F(Output, CodesBecomeCharactersWhenAllowed)
     EXPECT_EQ(zelrun("quote &65&66;"), "&65&66\n");
     EXPECT_EQ(zelrun("lquote[;"), "ASCII conversions is ON\n");
     EXPECT_EQ(zelrun("quote &65&66 &C &;"), "AB &C &\n");
+    EXPECT_EQ(zelrun("quote &0 &000 &256 &300 &655 &0&65;"), "&0 &000 &256 &300 &655 &0A\n") << "no codes";
+    EXPECT_EQ(zelrun("quote &0657 &44 &59;"), "A7 , ;\n") << "a code has up to three digits";
     EXPECT_EQ(zelrun("lquote];"), "ASCII conversions is OFF\n");
     EXPECT_EQ(zelrun("lquote>;"), "Quotes to stderr is ON\n");
     EXPECT_EQ(zelrun("lquote<;"), "Quotes to stderr is OFF\n");
@@ -520,6 +555,26 @@ TEST_F(Output, ALongTableStopsAtOnceOnEsc)
     EXPECT_EQ(polls, 0);
     breakable = 1;
     window.zel_app_window_getKeyPressed = key;
+}
+
+TEST_F(Output, ALongReportStopsAtOnceOnEsc)
+{
+    auto key = window.zel_app_window_getKeyPressed;
+    std::string rows;
+    for (const char *taxon : { " a ", " b ", " c ", " d " }) rows += taxon + std::string(1000, '0');
+    zelrun("xread 1000 4" + rows + ";");
+    ASSERT_EQ(nc, 1000);
+    window.zel_app_window_getKeyPressed = [] { return ++polls == escat ? KEY_ESC : 0; };
+    for (const char *command : { "ccode;", "ccode [;", "cnames &; cnames;", "costs 0.100;", "xgroup =1 0.999/2 ; xgroup *;" })
+        for (int at : { 1, 7 }) {
+            polls = 0;
+            escat = at;
+            std::vector<std::string> lines = inlines(zelrun(command));
+            EXPECT_EQ(lines.back(), "User interrupt... ") << command;
+            EXPECT_LT(lines.size(), 20u) << command;
+        }
+    window.zel_app_window_getKeyPressed = key;
+    zelrun("xwipe;");
 }
 
 TEST_F(Output, PrecisionReachesBremerSupportsOnlyUnderImpliedWeights)

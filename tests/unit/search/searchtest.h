@@ -124,12 +124,21 @@ inline std::vector<uint64_t> standinggroups(const plain::data &m, const plain::t
     return stands;
 }
 
+using shapes = std::set<std::vector<uint64_t>>;
+
+inline shapes keptshapes()
+{
+    shapes s;
+    for (int t = 0; t < trees_in_mem; ++t) s.insert(plain::shape(kept(t)));
+    return s;
+}
+
 // --- neighbours ---------------------------------------------------------------------------
 
 // Cuts every branch of the unrooted tree and joins the pieces in every way.  With rerooted false
 // the piece without taxon 0 hangs by the node it was cut at.  Visits rooted trees, the tree itself
-// among them.
-inline void neighbours(const plain::tree &t, bool rerooted, const std::function<void(const plain::tree &)> &visit)
+// among them.  within: only branches so many nodes away, of where the cut was and within the piece.
+inline void neighbours(const plain::tree &t, bool rerooted, const std::function<void(const plain::tree &)> &visit, int within = INT_MAX)
 {
     int taxa = t.taxa;
     using edges = std::map<int, std::vector<int>>;
@@ -182,6 +191,19 @@ inline void neighbours(const plain::tree &t, bool rerooted, const std::function<
         put(first, 0, taxa);
         return u;
     };
+    auto nearby = [&](edges &e, const std::vector<int> &ends, std::vector<std::pair<int, int>> *branches) {
+        if (ends.size() != 2) return;                  // a terminal alone
+        std::map<int, int> away{ { ends[0], 0 }, { ends[1], 0 } };
+        std::vector<int> open = ends;
+        for (size_t i = 0; i < open.size(); ++i)
+            for (int k : e[open[i]])
+                if (away.insert({ k, away[open[i]] + 1 }).second) open.push_back(k);
+        auto far = [&](std::pair<int, int> b) {
+            if (std::minmax(b.first, b.second) == std::minmax(ends[0], ends[1])) return false;
+            return std::min(away[b.first], away[b.second]) + 1 > within;
+        };
+        branches->erase(std::remove_if(branches->begin(), branches->end(), far), branches->end());
+    };
     std::vector<std::pair<int, int>> all = piece(whole, 0).second;
     for (auto [a, b] : all) {
         edges e = whole;
@@ -189,13 +211,16 @@ inline void neighbours(const plain::tree &t, bool rerooted, const std::function<
         auto side = piece(e, b).first;
         if (side.count(0)) std::swap(a, b);            // b's piece is the one without taxon 0
         std::vector<std::pair<int, int>> places, roots;
+        std::vector<int> oldplace = e[a], oldroot = e[b];
         smooth(e, a);
         places = piece(e, 0).second;
+        if (within < INT_MAX) nearby(e, oldplace, &places);
         if (places.empty()) places.push_back({ 0, 0 });
         if (rerooted) {
             int inside = b < taxa ? b : e[b][0];
             smooth(e, b);
             roots = piece(e, inside).second;
+            if (within < INT_MAX) nearby(e, oldroot, &roots);
             if (roots.empty()) roots.push_back({ inside, inside });
         } else roots.push_back({ b, b });
         int fresh = 4 * taxa;

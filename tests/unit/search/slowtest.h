@@ -4,6 +4,7 @@
 #include "packed.h"
 #include "trees/implied.h"
 #include <bit>
+#include <map>
 
 namespace mixed {
 
@@ -63,15 +64,15 @@ inline double length(const data &d, const plain::tree &t)
     return double(thousand) / 1000;
 }
 
-// Score under implied weights: an additive character by its thresholds.  Minima are the program's: what
-// is at issue is the count of steps and what becomes of it.
-inline double thresholdfit(const plain::data &m, const plain::tree &t, int c, int number)
+// Extra steps of an additive character by its thresholds.  Minima are the program's: what is at issue is the
+// count of steps and what becomes of it.
+inline std::vector<double> thresholdhoms(const plain::data &m, const plain::tree &t, int c, int number)
 {
     uint32_t all = 0;
     for (int n = 0; n < m.taxa; ++n)
         if (m.taxactive[n] && m.cells[n][c] != plain::ANY) all |= m.cells[n][c];
-    if (!(all & (all - 1))) return charfit(number, charcodes[number].internal_steps);
-    double sum = 0;
+    if (!(all & (all - 1))) return { double(charcodes[number].internal_steps) };
+    std::vector<double> h;
     for (int s = 0; s < 31; ++s) {
         if (!(all & ((2u << s) - 1)) || !(all >> s >> 1)) continue;
         plain::data one = plain::blankmatrix(m.taxa, 1);
@@ -79,32 +80,44 @@ inline double thresholdfit(const plain::data &m, const plain::tree &t, int c, in
             uint32_t x = m.cells[n][c];
             if (x != plain::ANY) one.cells[n][0] = (x & ((2u << s) - 1) ? 1 : 0) | (x >> s >> 1 ? 2 : 0);
         }
-        sum += charfit(number, std::max(0, plain::steps(one, t, 0) + charcodes[number].internal_steps - 1));
+        h.push_back(std::max(0, plain::steps(one, t, 0) + charcodes[number].internal_steps - 1));
     }
-    return sum;
+    return h;
 }
 
-inline double fits(const data &d, const plain::tree &t)
+// The function is called with each character of weight above 0, in the program's numbers, its weight, and the
+// extra steps of each of its fields.
+template<class F> void eachhomoplasy(const data &d, const plain::tree &t, F f)
 {
-    double sum = 0;
     int conts = int(d.cont.size());
     for (int c = 0; c < d.m.chars; ++c) {
         if (!d.m.active[c] || !d.m.weight[c]) continue;
         const charrec &r = charcodes[conts + c];
-        double fit = 0;
-        if (d.m.additive[c] && !d.m.bycosts(c)) fit = thresholdfit(d.m, t, c, conts + c);
+        if (d.m.additive[c] && !d.m.bycosts(c)) f(conts + c, d.m.weight[c], thresholdhoms(d.m, t, c, conts + c));
         else {
             uint32_t all = 0;
             for (int n = 0; n < d.m.taxa; ++n)
                 if (d.m.taxactive[n] && d.m.cells[n][c] != plain::ANY) all |= d.m.cells[n][c];
             bool binary = !d.m.bycosts(c) && std::popcount(all) == 2;            // counted as one threshold
             double h = plain::steps(d.m, t, c) + r.internal_steps - (binary ? 1 : minimum_for_fit(conts + c));
-            fit = charfit(conts + c, std::max(0.0, h));
+            f(conts + c, d.m.weight[c], std::vector<double>{ std::max(0.0, h) });
         }
-        sum += d.m.weight[c] * fit;
     }
     for (int c = 0; c < conts; ++c)
-        sum += d.contweight[c] * charfit(c, std::max(0.0, double(contsteps(d, t, c)) / 1000 + charcodes[c].internal_steps - minimum_for_fit(c)));
+        f(c, d.contweight[c], std::vector<double>{ std::max(0.0, double(contsteps(d, t, c)) / 1000 + charcodes[c].internal_steps - minimum_for_fit(c)) });
+}
+
+// Members of weighting sets count by the homoplasy of all of them.
+inline double fits(const data &d, const plain::tree &t)
+{
+    double sum = 0;
+    std::map<int, double> sets;
+    eachhomoplasy(d, t, [&](int number, int weight, const std::vector<double> &hs) {
+        for (double h : hs)
+            if (in_wtset(number)) sets[xdopiwe_isinset_user[number]] += weight * h;
+            else sum += weight * charfit(number, h);
+    });
+    for (auto [set, h] : sets) sum += wtset_fit(set, h);
     return sum;
 }
 

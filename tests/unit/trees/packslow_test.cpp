@@ -187,14 +187,14 @@ TEST(PackImplied, ScoresAreThoseOfReports)
         }
 }
 
-TEST(PackImplied, SetsAndSelfWeightsAreRefused)
+TEST(PackImplied, SelfWeightsAreRefused)
 {
     mixed::weighting w;
     mixed::data d;
     d.m = plain::fromrows({ "0011", "0101", "1110", "1010", "0110" });
-    zelrun("procedure " + writefile("sets.xread", mixed::readtext(d)) + ";xpiwe=;xpiwe[0.2;");
-    ASSERT_FALSE(zelfailed());
-    EXPECT_NE(zelrun("mult 1;").find("Sorry, searches with weighting sets are not available yet"), std::string::npos);
+    zelrun("procedure " + writefile("self.xread", mixed::readtext(d)) + ";");
+    doautowt = 1;
+    EXPECT_NE(zelrun("mult 1;").find("Sorry, searches with self-weighted characters are not available yet"), std::string::npos);
     EXPECT_TRUE(zelfailed());
-    zelrun("xpiwe-;");
+    doautowt = 0;
 }

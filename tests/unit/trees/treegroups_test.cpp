@@ -232,10 +232,10 @@ TEST(Treegroups, AreSavedToTheLogAsACommandAlone)
 TEST(Tchoose, KeepsTheTreesListed)
 {
     data();
-    EXPECT_EQ(zelrun("tchoose 1 3.4;"), "Selecting tree(s)  1 3 4\n3 trees selected \n");
+    EXPECT_EQ(zelrun("tchoose 1 3.4;"), "Selecting tree(s) 1 3 4\n3 trees selected \n");
     EXPECT_EQ(trees_in_mem, 3);
-    EXPECT_EQ(zelrun("tchoose;"), "Selecting tree(s)  0 1 2\n3 trees selected \n");
-    EXPECT_EQ(zelrun("tchoose /;"), "Selecting tree(s)  2\n1 trees selected \n");
+    EXPECT_EQ(zelrun("tchoose;"), "Selecting tree(s) 0 1 2\n3 trees selected \n");
+    EXPECT_EQ(zelrun("tchoose /;"), "Selecting tree(s) 2\n1 trees selected \n");
     EXPECT_EQ(zelrun("incltax;"), "Taxa included in tree 0:\n 0 2 3\n");
     zelrun("silent=all; keep 0; silent-all;");
     EXPECT_EQ(firstline(zelrun("tchoose 0;")), "No trees to choose from \n");
