@@ -10,22 +10,23 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "search/moves.h"
+#include "search/swapper.h"
 #include "trees/collapse.h"
-#include "trees/lightopt.h"
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
 
 static bool collapsing() { return collapse_consensuses && current_collapsing_rule() != COLL_NONE; }
 
-void refusecollapsing(const char *command)
+void refusecollapsing(const char *command, bool willcollapse)
 {
-    if (collapsing() && current_collapsing_rule() == COLL_RULE4)
+    if (willcollapse && current_collapsing_rule() == COLL_RULE4)
         myerr("Error (%s): cannot use rule 4 to collapse during consensus calculation", command);
 }
 
 void preparecollapsing()
 {
-    if (collapsing()) optmem();
+    if (collapsing()) prepare_collapsing();
 }
 
 void chktreespace()
@@ -49,15 +50,22 @@ consinput readconsensus()
     in.ntrees = countlist(in.list, trees_in_mem);
     if (!in.ntrees) errmsg("No trees specified", nullptr);
     if (gotc('/')) read_scope(in.excluded, 0, nt, "taxon", taxname);
+    if (collapsing() && is_swap_rule(current_collapsing_rule()))      // swapping knows active taxa only
+        for (int t = 0; t < nt; ++t)
+            if (!taxact[t]) in.excluded[t] = LISTED;
     return in;
 }
 
 void notecollapsing()
 {
-    refusecollapsing(current_command);
+    refusecollapsing(current_command, collapsing());
     if (!collapsing() || jaking) return;
-    joinem("Note: for consensus calculation, trees will be \ntemporarily collapsed ", report_collapse_rule(), "\n",
-           nullptr);
+    joinem("Note: for consensus calculation, trees will be \ntemporarily collapsed ", report_collapse_rule(), nullptr);
+    if (current_collapsing_rule() == COLL_TBR && have_asymmetric && suboptimal > 0 && relative_suboptimal > 0)
+        joinem("\n\nNote: with asymmetric Sankoff characters, relative fit differences\n"
+               "with rearranged tree calculated only approximately during TBR"
+               "\nUse \"cost &;\" command to calculate exactly (more memory/time)\n", nullptr);
+    joinem("\n", nullptr);
 }
 
 std::string sometrees(int ntrees) { return ntrees < trees_in_mem ? " (some trees only = |O|)" : ""; }

@@ -24,6 +24,6 @@ void labelnode(int node, const char *text);       // for the next diagram
 void no_temp_colla_warn(const char *purpose);
 
 void preparecollapsing();                         // the optimization, if trees will be collapsed; before memory is taken
-void refusecollapsing(const char *command);       // the rule that cannot serve; command names it in the error
+void refusecollapsing(const char *command, bool willcollapse);   // the rule that cannot serve; command names it in the error
 
 void chktreespace();      // room for one more tree: maxtrees grows when it must; before anything is taken from the arena

@@ -176,6 +176,11 @@ void combine_estimates(int **results, int kept, int picked, int *const *aside, c
 
 static void estimate(int done)
 {
+    struct collapsingby {
+        int was = collapse_consensuses;
+        collapsingby() { if (is_swap_rule(current_collapsing_rule())) collapse_consensuses = 0; }   // results have polytomies
+        ~collapsingby() { collapse_consensuses = was; }
+    } guard;
     makeroom(done);
     preparecollapsing();
     int **aside = lo<int *>(done), picked;
@@ -211,7 +216,7 @@ void qnelsencom()
     } guard;
     uint8_t *excluded = readqnelsen();
     checktaxa(excluded);
-    refusecollapsing("qnelsen");
+    refusecollapsing("qnelsen", true);
     if (autocollapse_searches) {
         warnem("Auto-collapse searches will be turned off to estimate consensus", nullptr);
         autocollapse_searches = 0;
@@ -226,7 +231,7 @@ void qnelsencom()
             if (userstop) break;
             runreplica(done, searchtext.c_str());
             if (userstop && !trees_in_mem) break;
-            preparecollapsing();
+            prepare_collapsing();
             keepresult(done++);
         }
         if (!done) errmsg("Search commands of \"qnelsen\" found no trees", nullptr);

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-extern int jaktag;                    // of the layer; 0 = there is none
+extern int jaktag;                    // of the layer; 0 = there is none, or the data it belonged to are gone
 extern double *replicascore;          // per run, the score of its best tree
 extern uint8_t *replicaexcluded;      // per taxon, 1 for those the user leaves out
 extern int allow_all_commands;        // commands that repeat searches may run inside such a search; starts at 0

@@ -38,6 +38,9 @@ void implied_data_dropped();
 // search: minima of Sankoff characters
 void autosearch_all_sank_minima();             // finds those of all active ones by searches; says how many
 
+// compare: what runs of a repeated search left
+extern int jaktag;               // of its layer
+
 // formats
 void savedatcom(int c);          // xread with that sign, already read
 void convert_nexus_names();      // cnames | : the names in a Nexus file, as a command

@@ -328,6 +328,7 @@ void bybeginning(scope *s, const std::string &word)
 // Every name that contains the word.
 void bypiece(scope *s, const std::string &word)
 {
+    if (word.empty()) errmsg("Expected a", s->kind, "name", nullptr);
     bool found = false;
     for (int i = s->low; i < s->high; ++i)
         if (s->names[i] && strcasestr(s->names[i], word.c_str())) {

@@ -48,7 +48,7 @@ void chartables_reset()
 // Tags first: a tag left standing above its layer would name a lock that is no longer its own.
 void data_were_dropped()
 {
-    datonlytag = datatag = schtag = sanktag = ccodetag = cnamestag = consttag = packtag = opttag = 0;
+    datonlytag = datatag = schtag = sanktag = ccodetag = cnamestag = consttag = packtag = opttag = jaktag = 0;
     nt = nc = nodz = root = realntax = realnt = ntax = outgroup = 0;
     matrix1 = nullptr, matrix = nullptr, matrix4 = nullptr;
     ancstates1 = nullptr, ancstates = nullptr, ancstates4 = nullptr;

@@ -68,21 +68,21 @@ void spewch(int c)
     if (spewlen < SPEWSIZE || (c == '\n' && spewlen < SPEWSIZE + SPEWMARGIN - 1)) spewbuf[spewlen++] = char(c);
 }
 
-void tojoin(const char *text)
+// False when there is no room for all of it.
+static bool appended(const char *text)
 {
     size_t n = strlen(text);
-    if (size_t(spewlen) + n > SPEWSIZE) return;
+    if (size_t(spewlen) + n > SPEWSIZE) return false;
     memcpy(spewbuf + spewlen, text, n);
     spewlen += int(n);
+    return true;
 }
+
+void tojoin(const char *text) { appended(text); }
 
 void tospew(const char *text)
 {
-    size_t n = strlen(text);
-    if (size_t(spewlen) + n > SPEWSIZE) return;
-    memcpy(spewbuf + spewlen, text, n);
-    spewlen += int(n);
-    spewbuf[spewlen++] = ' ';           // may be the first byte of the margin, once: then nothing more fits
+    if (appended(text)) spewbuf[spewlen++] = ' ';       // may be the first byte of the margin, once: then nothing more fits
 }
 
 void spewchos(int c)  { spewch(c < 32 ? ' ' : c); }

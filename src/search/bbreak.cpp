@@ -1,4 +1,5 @@
 #include "search/bbreak.h"
+#include "search/andlists.h"
 #include "search/cliporder.h"
 #include "search/keeptrees.h"
 #include "search/limited.h"
@@ -131,11 +132,26 @@ static void chkclusteruse()
 {
     if (!settingonly) errmsg("Node cluster usage can be changed only with the \":\" option", nullptr);
 }
-static void nointers() { chkclusteruse(); }
+static void setinters(int wanted, int ordered)
+{
+    user_wants_ands = wanted;
+    use_ordering = ordered;
+    wipetag(&schtag);
+}
+
+static void nointers()
+{
+    chkclusteruse();
+    setinters(0, 0);
+}
+
 static void inters()
 {
     chkclusteruse();
-    notyetoption("inters");
+    int c = peep();
+    if (c != '1' && c != '2') return setinters(1, 0);
+    gtnb();
+    setinters(1, c == '2');
 }
 static void stratswap() { notyetoption("stratswap"); }
 static void none() {}
@@ -154,7 +170,7 @@ static const optrow bbreakopts[] = {
     optstore("nolimit", &tbr_distlim, 0, "no limit to the distance of moves (default)"),
     optcall("limit", readlimit, "N: clips move, and are rerooted, within N nodes of their place; 0 = no limit"),
     optcall("nointers", nointers, "clusters use unions only (default); with \":\" only"),
-    optcall("inters", inters, "(not available yet)"),
+    optcall("inters", inters, "clusters have intersections too; inters 2: cells with most to decide first; with \":\" only"),
     optflag("preproc", &use_prearrangs, "with \"nomulpars\": branches that cost most are clipped first"),
     optcall("stratswap", stratswap, "(not available yet)"),
     optend()

@@ -1,5 +1,6 @@
 // Clusters of branches: connected pieces of the tree whose unions of branch sets are compared
 // with a clip first.  What does not fit the union fits none of its branches.
+#include "search/andlists.h"
 #include "search/evaldata.h"
 #include "kernel/arena.h"
 #include "kernel/errors.h"
@@ -22,11 +23,20 @@ static int movessince;                     // moves made since the last partitio
 constexpr int REPARTITION = 20;            // a node that moves stays in its cluster; after so many moves pieces are made anew
 constexpr int CLUSTERROOM = 17;            // nodes a cluster may hold above clustersize
 
+// A sector is a small tree: clusters of the usual size would be few and loose.
+static int nodesacluster()
+{
+    constexpr int SECTORSHARE = 15, LEAST = 10;
+    int size = std::min(clustersize, ntax);
+    return ss_recurse_level ? std::max(LEAST, std::min(size, ntax / SECTORSHARE)) : size;
+}
+
 static int clusternumber()                 // enough for every partition of hinod nodes
 {
     constexpr int SLACK = 7, MAXDIVISOR = 20, FEWEST = 15;
-    int size = std::min(clustersize, ntax), d = std::clamp(size - SLACK, 1, MAXDIVISOR), m = hinod / d, n = m + m / 5;
+    int size = nodesacluster(), d = std::clamp(size - SLACK, 1, MAXDIVISOR), m = hinod / d, n = m + m / 5;
     if (size > 15 && ntax / size < 20) n += size * 100 / ntax * n / 100 + 3;
+    if (ss_recurse_level && size <= 10) n = hinod / 3 + hinod / 15;
     return std::max(n, FEWEST);
 }
 
@@ -53,7 +63,7 @@ void layclusters()
     ed.lowcell = lo<int>(maxclustnum);
     ed.hicell = lo<int>(maxclustnum);
     ed.ndirty = 0;
-    ownroom = std::min(clustersize, ntax) + CLUSTERROOM;
+    ownroom = nodesacluster() + CLUSTERROOM;
     ownlists = lo<int>(size_t(maxclustnum) * ownroom);
     for (int k = 0; k < maxclustnum; ++k) {
         clusmat[k].uni = unionrows + k * row;
@@ -73,6 +83,7 @@ static void makeunion(int k)
     for (int i = memberstart[k] + 1; i < memberstart[k + 1]; ++i) kernel->orrow(&ed, u.uni, branchset(members[i]));
     if (isinclu[0] == k) kernel->orrow(&ed, u.uni, branchset(0));   // after moves its sister may be in another cluster
     memcpy(u.backup, u.uni, rowcells * sizeof(uint32_t));
+    if (ands_on) makeintersection(k);
 }
 
 // The lists of a cluster in which nothing is clipped.
@@ -98,7 +109,7 @@ static void touch(int k)
 // enough nodes.  Two open pieces and their ancestor are less than twice enough.
 void assign_clusters(int flag)
 {
-    int size = std::min(clustersize, ntax), enough = std::max(3, std::min(size - 7, (size + 8) / 2));
+    int size = nodesacluster(), enough = std::max(3, std::min(size - 7, (size + 8) / 2));
     int top = rig[ntax];
     numclusters = 0;
     auto close = [&](int n) {
@@ -153,6 +164,7 @@ void recheck_clusters()
     for (int i = 0; i < ed.ndirty; ++i) {
         int k = ed.dirtylist[i], from = ed.lowcell[k], n = ed.hicell[k] - from;
         if (n > 0) memcpy(clusmat[k].uni + from, clusmat[k].backup + from, n * sizeof(uint32_t));
+        if (n > 0 && ands_on) recheck_intersections(k, from, n);
         ed.dirty[k] = 0;
     }
     ed.ndirty = 0;

@@ -25,7 +25,7 @@ static int scankind;
 static long wholebound()
 {
     double bound = movebound + clipslack;
-    long limit = bound >= NOBOUND ? NOLIMIT : bound < 0 ? -1 : scankind == WT_FIT ? infitunits(bound) : long(bound);
+    long limit = bound >= NOBOUND ? NOLIMIT : bound < 0 ? -1 : scankind == WT_FIT ? fitbound(bound) : long(bound);
     if (fitsets) renewslopes(limit);
     return limit;
 }

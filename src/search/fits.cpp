@@ -79,7 +79,8 @@ static void laysets(size_t places)
         ++setstart[placeset[i] + 1];
         int offset = int(r->basesteps) - int(r->minsteps), at = 0;
         bool own = charcodes[r->character].sankoff;            // may have a unit of its own
-        while (at < n && (own || known[at].weight != r->weight || known[at].cost != r->stepcost || known[at].offset != offset)) ++at;
+        auto same = [&](const homtable &t) { return t.weight == r->weight && t.cost == r->stepcost && t.offset == offset; };
+        while (at < n && (own || !same(known[at]))) ++at;
         if (at == n) {
             double *table = lo<double>(most + 1);
             for (int k = 0; k <= most; ++k) table[k] = r->weight * homof(r->character, *r, k);
@@ -210,7 +211,7 @@ static long cellsadded(const uint32_t *a, const uint32_t *b)
 static void conclude(long sum)
 {
     sum += movecost();
-    moveok = sum <= (movebound < NOBOUND ? infitunits(movebound) : NOLIMIT);
+    moveok = sum <= fitbound(movebound);
     if (moveok) movesteps = double(sum) / FITUNIT;
 }
 

@@ -8,12 +8,19 @@
 // For members of weighting sets (fitsets.h) the cost of the next step is at most what it will be; they are
 // scored exactly in the second stage, which then follows every check that passed.
 #pragma once
+#include "search/kernels.h"
 #include "trees/implied.h"
 #include <cmath>
 #include <cstdint>
 
 constexpr double FITUNIT = double(1L << 40);       // fits are whole numbers of 1 / FITUNIT: sums do not depend on their order
 inline long infitunits(double fit) { return std::lround(fit * FITUNIT); }
+// A bound in units: what is above all that they can tell is none, as NOBOUND less a score is.
+inline long fitbound(double bound)
+{
+    constexpr double MOST = double(1L << 21);
+    return bound >= MOST ? NOLIMIT : infitunits(bound);
+}
 inline void compareshares(double before, double after, double *plus, double *minus)
 {
     constexpr double SAME = 1e-12;

@@ -8,7 +8,9 @@
 int fitsets;
 
 static double *homoplasy, *kept;  // of the tree; before the clip was taken out
-static long *fits;                // of the tree, in FITUNITs
+static long *fits, *keptfits;     // of the same, in FITUNITs
+static long total, kepttotal;     // of all sets
+static bool settled;              // fits and total follow homoplasy
 static double *room;              // most that one step of each member in cells adds
 static double *slopes;
 static double *added;             // by the move
@@ -26,6 +28,8 @@ void fitsetmem()
     size_t n = size_t(fitsets) + 1;
     for (double **list : { &homoplasy, &kept, &room, &slopes, &added }) *list = zlo<double>(n);
     fits = zlo<long>(n);
+    keptfits = zlo<long>(n);
+    settled = false;
     touched = lo<int>(n);
     stale = true;
     slopebound = 0;
@@ -40,12 +44,14 @@ void clearsets()
     iskept = false;
     for (int s = 1; s <= fitsets; ++s) homoplasy[s] = xdopiwe_setlist[s].base;
     stale = true;
+    settled = false;
 }
 
 void changeset(int set, double by)
 {
     homoplasy[set] += by;
     stale = true;
+    settled = false;
 }
 
 static double ratio(int set, double h) { return h > 0 ? wtset_fit(set, h) / h : 0; }
@@ -54,14 +60,18 @@ double keptratio(int set)              { return ratio(set, kept[set]); }
 
 long settlesets()
 {
-    long sum = 0;
-    for (int s = 1; s <= fitsets; ++s) sum += fits[s] = infitunits(wtset_fit(s, homoplasy[s]));
-    return sum;
+    if (settled) return total;
+    settled = true;
+    total = 0;
+    for (int s = 1; s <= fitsets; ++s) total += fits[s] = infitunits(wtset_fit(s, homoplasy[s]));
+    return total;
 }
 
 void keepsets()
 {
+    kepttotal = settlesets();
     std::copy(homoplasy, homoplasy + fitsets + 1, kept);
+    std::copy(fits, fits + fitsets + 1, keptfits);
     iskept = true;
 }
 
@@ -72,8 +82,9 @@ void putbacksets()
     if (!iskept) return;
     iskept = false;
     std::copy(kept, kept + fitsets + 1, homoplasy);
-    stale = true;
-    settlesets();
+    std::copy(keptfits, keptfits + fitsets + 1, fits);
+    total = kepttotal;
+    settled = stale = true;
 }
 
 double setsaving(int set, double h)
@@ -117,7 +128,8 @@ void renewslopes(long bound)
     for (int s = 1; s <= fitsets; ++s) {
         if (room[s] <= 0) continue;
         const wtset &set = xdopiwe_setlist[s];
-        double best = userdef_weighting_func ? flattest(set, homoplasy[s], room[s]) : chord(set, homoplasy[s], room[s], limit);
+        double h = homoplasy[s];
+        double best = userdef_weighting_func ? flattest(set, h, room[s]) : chord(set, h, room[s], limit);
         best *= FITUNIT;
         if (slopes[s] <= best && slopes[s] >= best * GOODENOUGH) continue;
         slopes[s] = best * SAFE;

@@ -101,12 +101,15 @@ static const int *readconsttree()
     return mem_tree[n];
 }
 
+// Taxa that the tree lacks are outside its groups, and make none of their own.
 static void rdtreeconst(defining *d)
 {
     const int *tree = readconsttree();
     d->tree = hi<int>(nodz);
     std::copy(tree, tree + nodz, d->tree);
-    joinabsent(d->tree);
+    for (int t = 0; t < nt; ++t)
+        if (!isinthetree(tree, t)) d->tree[t] = nt;
+    reset_nodz(d->tree);
 }
 
 // A constraint for each group of the tree, in which the taxa that it lacks float.

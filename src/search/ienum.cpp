@@ -5,6 +5,7 @@
 // it.  The limit comes from swapping a first tree, and is met the sooner the more the first taxa of the
 // sequence differ.  A first round looks only for the best score; a second keeps the trees.
 #include "search/ienum.h"
+#include "search/constpack.h"
 #include "search/constraints.h"
 #include "search/evaldata.h"
 #include "search/keeptrees.h"
@@ -144,7 +145,7 @@ static int findplaces(int t, double score, double bound, spot *places)
 {
     int n = 0, branches = listbranches(deslist);
     clipset = dnset(t);
-    movebound = bound - score;
+    movebound = bound >= NOBOUND ? NOBOUND : bound - score;      // less than no bound is too much for fits
     add_rearrangs((unsigned long)branches);
     for (int i = 0; (i = scan_nodes(clipset, deslist, i, branches)) < branches; ++i)
         if (second_check(t, deslist[i], 0)) places[n++] = { score + movesteps, deslist[i] };
@@ -224,7 +225,7 @@ static void finish(enumeration *e, int t, const spot *places, int n)
 {
     char *mark = himark();
     int *tree = hi<int>(hinod);
-    bool kept = false;
+    bool kept = n && constraints_in_force();          // a tree that is checked is listed in the arrays of this one
     for (int i = 0; i < n && !e->stop && places[i].score <= e->limit + tolerance(); ++i) {
         treecopy(e->tree, tree);
         int node = tree[ntax]++, d = places[i].branch;
@@ -277,6 +278,15 @@ static void enumerate(enumeration *e, double limit)
     if (e->keeping && score <= limit + tolerance()) keep(e, e->tree, score);
 }
 
+// The tree that choosing the order made, or one that fulfils the constraints.
+static void firsttree(const enumeration *e, int *tree)
+{
+    if (!constrained()) return treecopy(e->tree, tree);
+    int seed = ranseed;
+    wagner(tree, seed);
+    ranseed = seed;
+}
+
 ienumresult implicit_enumeration(bool useadmins, bool sample)
 {
     char *mark = lomark();
@@ -295,7 +305,11 @@ ienumresult implicit_enumeration(bool useadmins, bool sample)
     randinit();
     chooseorder(&e, order);
     if (useadmins) fill_sbeyond(&e);
-    treecopy(e.tree, anx);
+    firsttree(&e, anx);
+    if (userstop && constrained()) {             // the tree may be partial
+        loset(mark);
+        return e.result;
+    }
     double start = tbrswap(anx, 0, 0);
     if (legal(anx)) e.result.best = overall_bestscore = start;
     curalg = ALG_ENUM;

@@ -42,6 +42,7 @@ struct evaldata {
     int *path, *stack;            // room for all nodes each
     // Clusters: null unions while they are not maintained.
     uint32_t *unions;             // a row each
+    uint32_t *inters;             // intersections, a row each; null without and-lists
     const int *isinclu;           // cluster of each node
     int *dirtylist, ndirty;       // clusters with a node whose branch set changed
     int *dirty;                   // per cluster: 1 if it is in dirtylist

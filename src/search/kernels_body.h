@@ -42,26 +42,26 @@ inline vec wholefields(vec tops, vec shift)
     return tops | (tops - tofeet(tops, shift));
 }
 
-// Sum of what the marked fields have in a table of 16 places a cell.
-template<class T> inline long lookup(const T *table, vec tops, int c)
+// Sum of what the marked fields have in a table of 16 places a cell; part of it when that is above the limit.
+template<class T> inline long lookup(const T *table, vec tops, int c, long limit)
 {
     typedef uint64_t words __attribute__((vector_size(N * 4)));
     if (!anybit(tops)) return 0;
     words w = (words) tops;
     long sum = 0;
-    for (int i = 0; i < N / 2; ++i) {
+    for (int i = 0; i < N / 2 && sum <= limit; ++i) {
         const T *at = table + (size_t(c) + 2 * i) * 16;
         for (uint64_t left = w[i]; left; left &= left - 1) sum += long(at[__builtin_ctzll(left) >> 1]);
     }
     return sum;
 }
 
-template<int W> inline long weigh(const evaldata *d, vec tops, int c)
+template<int W> inline long weigh(const evaldata *d, vec tops, int c, long limit = NOLIMIT)
 {
     if constexpr (W == KW_UNIT) return countbits(tops);
     else if constexpr (W == KW_CELL) return sumcells(countcells(tops) * load(d->cellwts + c));
-    else if constexpr (W == KW_FIELD) return lookup(d->fieldwts, tops, c);
-    else return lookup(d->fieldfits, tops, c);
+    else if constexpr (W == KW_FIELD) return lookup(d->fieldwts, tops, c, limit);
+    else return lookup(d->fieldfits, tops, c, limit);
 }
 
 template<int W> long check(const evaldata *d, const uint32_t *a, const uint32_t *b, long bound)
@@ -69,7 +69,7 @@ template<int W> long check(const evaldata *d, const uint32_t *a, const uint32_t 
     long n = 0;
     if (bound < 0) return TOOMANY;
     for (int c = 0; c < d->cells; c += N) {
-        n += weigh<W>(d, topsempty(load(a + c) & load(b + c), load(d->low + c)), c);
+        n += weigh<W>(d, topsempty(load(a + c) & load(b + c), load(d->low + c)), c, bound - n);
         if (n > bound) return TOOMANY;
     }
     return n;
@@ -80,7 +80,7 @@ template<int W> long pair(const evaldata *d, const uint32_t *s, const uint32_t *
     long n = 0;
     if (bound < 0) return TOOMANY;
     for (int c = 0; c < d->cells; c += N) {
-        n += weigh<W>(d, topsempty((load(a + c) | load(b + c)) & load(s + c), load(d->low + c)), c);
+        n += weigh<W>(d, topsempty((load(a + c) | load(b + c)) & load(s + c), load(d->low + c)), c, bound - n);
         if (n > bound) return TOOMANY;
     }
     return n;
@@ -100,10 +100,10 @@ template<int W> int scan(const evaldata *d, const uint32_t *set, const uint32_t 
     const int cells = d->cells;
     for (int i = from; i < n; ++i) {
         const uint32_t *p = base + list[i] * row;
-        long sum = weigh<W>(d, topsempty(first & load(p), firstlow), 0);
+        long sum = weigh<W>(d, topsempty(first & load(p), firstlow), 0, bound);
         if (sum > bound) continue;
         for (int c = N; c < cells; c += N) {
-            sum += weigh<W>(d, topsempty(load(set + c) & load(p + c), load(d->low + c)), c);
+            sum += weigh<W>(d, topsempty(load(set + c) & load(p + c), load(d->low + c)), c, bound - sum);
             if (sum > bound) break;
         }
         if (sum > bound) continue;
@@ -241,7 +241,14 @@ inline void setbranch(const stretch &s, int n, vec now)
         d->lowcell[k] = NOCELL;
         d->hicell[k] = 0;
     }
-    if (!anybit(was ^ wider)) return;
+    bool changed = anybit(was ^ wider);
+    if (d->inters) {
+        uint32_t *p = d->inters + k * s.row + s.c;
+        vec before = load(p), narrower = before & now;
+        changed |= anybit(before ^ narrower);
+        store(p, narrower);
+    }
+    if (!changed) return;
     store(u, wider);
     if (s.c < d->lowcell[k]) d->lowcell[k] = s.c;
     if (s.c + N > d->hicell[k]) d->hicell[k] = s.c + N;

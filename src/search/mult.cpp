@@ -247,7 +247,7 @@ static void reportmult(const multresult &r, double best)
     else myp("Completed %i random addition sequences.", r.completed);
     if (r.full) myp("\nNOTE: Search terminated after replication %i (tree buffer full)", r.completed);
     show_numrearrangs();
-    notelimit();
+    if (mults.swapper != MULT_NONE) notelimit();
     if (collapse_level >= COLL_RULE1 && suboptimal > 0)
         myp("Note: some trees of different length may become identical if collapsed.");
     static const char *const swappers[] = { "", " (SPR):", " (TBR):" };

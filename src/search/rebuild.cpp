@@ -147,10 +147,10 @@ void rebuildcom()
     int cycles = readcycles(), done = 0;
     if (cycles < 0) return;
     nodaterror("searching");
+    if (constraints_in_force()) errmsg("Sorry, cannot rebuild trees with constraints", nullptr);
     notreeerror();
     constexpr int LEAST = 4;                 // three stay
     if (ntax < LEAST) myerr("Rebuilding requires %i or more active taxa", LEAST);
-    if (constraints_in_force()) errmsg("Sorry, cannot rebuild trees with constraints", nullptr);
     schgettree(mem_tree[besttree()]);
     double best = rebuild_tree(anx, 0, cycles, &done);
     erdil();

@@ -1,4 +1,5 @@
 // The memory of a search, laid out on top of a new packed image and dropped with it.
+#include "search/andlists.h"
 #include "search/constpack.h"
 #include "search/evaldata.h"
 #include "search/fits.h"
@@ -43,6 +44,7 @@ void final_search_mem()
     ed.maxlog = logsize(hinod);
     ed.log = lo<savedblock>(ed.maxlog);
     layclusters();
+    andmem();
     fitmem();
     slowmem();
     repack_consts();

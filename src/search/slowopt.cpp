@@ -67,8 +67,10 @@ void slowmem()
     sets = lo<int>(nsank + num_cont);
     tried = zlo<long>(nsank + num_cont);
     setgains = zlo<double>(size_t(fitsets) + 1);
-    for (int i = 0; i < nsank + num_cont; ++i)
-        sets[i] = fitsets ? setofcode(i < nsank ? indcc[sankfields[i].record].setcode : contcodes[i - nsank].setcode) : 0;
+    for (int i = 0; i < nsank + num_cont; ++i) {
+        uint32_t code = i < nsank ? indcc[sankfields[i].record].setcode : contcodes[i - nsank].setcode;
+        sets[i] = fitsets ? setofcode(code) : 0;
+    }
     placecosts = lo<double>(2 * (nsank + num_cont));
     finalsets = lo<uint32_t>(nodes * nsank);
     finalranges = lo<int>(nodes * 2 * controw);
@@ -446,8 +448,7 @@ static long addedsteps(int i, const int *root, const int *dest)
 
 static void comparefits(const int *root, const int *dest)
 {
-    bool bounded = movebound < NOBOUND;
-    long sum = infitunits(movesteps), limit = bounded ? infitunits(movebound) : NOLIMIT, stop = limit + infitunits(stopslack);
+    long sum = infitunits(movesteps), limit = fitbound(movebound), stop = limit + infitunits(stopslack);
     for (int i = 0; i < nsank + num_cont && sum <= stop; ++i)
         if (long n = addedsteps(i, root, dest)) sum += fitat(i, steps[i] + n) - fits[i];
     moveok = sum <= limit;

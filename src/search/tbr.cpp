@@ -3,6 +3,7 @@
 // against the destination cluster, then each root against each destination.  Every stage that
 // fails saves all that are within it.
 #include "search/tbr.h"
+#include "search/andlists.h"
 #include "search/constpack.h"
 #include "search/limited.h"
 #include "search/moves.h"
@@ -23,7 +24,7 @@ static bool walk_rooted(swapping *sw, int from, int ndests)
     for (int i = from; (i = scan_clusters(clipset, deslist, i, ndests)) < ndests; ++i) {
         clusrec &there = clusmat[deslist[i]];
         if (!second_check(deslist[i], single, 1)) continue;
-        for (int j = 0; (j = scan_nodes(clipset, there.nodes, j, there.ndests)) < there.ndests; ++j) {
+        for (int j = 0; (j = scan_members(clipset, deslist[i], j)) < there.ndests; ++j) {
             int d = there.nodes[j];
             if (d == sw->sister || !second_check(single, d, 0)) continue;
             if (offer_place(sw, -1, d)) return true;
@@ -39,7 +40,7 @@ static bool walk_pair(swapping *sw, int roots, int dests)
     for (int i = 0; (i = scan_nodes(there.uni, here.roots, i, here.nroots)) < here.nroots; ++i) {
         int r = here.roots[i];
         if (!second_check(dests, r, 1)) continue;
-        for (int j = 0; (j = scan_nodes(branchset(r), there.nodes, j, there.ndests)) < there.ndests; ++j) {
+        for (int j = 0; (j = scan_members(branchset(r), dests, j)) < there.ndests; ++j) {
             int d = there.nodes[j];
             if ((d == sw->sister && r == origin) || !second_check(r, d, 0)) continue;
             if (offer_place(sw, r == origin ? -1 : r, d)) return true;

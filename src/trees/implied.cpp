@@ -19,11 +19,14 @@ double *multik_userk, *multik_eqfact, multik_missfactor = 0.5, multik_maxprop = 
 int multik_equalize, *xdopiwe_isinset_user, xdopiwe_numsets, xdopiwe_numpacksets;
 wtset *xdopiwe_setlist;
 double *multik_givenk;
+static bool functionlost;           // a function of the user went with the data it was for
 static double *fitmin;            // per character: its minimum over the active taxa
 
 constexpr int MAXBASE = 100;      // of charrec::internal_steps
 
 // --- Memory ---
+
+static void say_function_reset() { myp("Note: weighting function re-set to default (k=%.5f)\n", konk); }
 
 // Room for any homoplasy: a character has fewer than nt extra steps, a threshold no more than half
 // of that, and base steps come on top.
@@ -34,6 +37,8 @@ void implied_datamem()
     userdef_fitf = zlo<double>(globmaxh);
     fitmin = zlo<double>(nc);
     userdef_weighting_func = userdef_fit_size = 0;
+    if (functionlost) say_function_reset();
+    functionlost = false;
     if (!dopiwe) return;
     xdopiwe_fixwt_user = zlo<uint8_t>(nc);
     xdopiwe_isinset_user = zlo<int>(nc);
@@ -53,6 +58,7 @@ void implied_data_dropped()
     xdopiwe_isinset_user = nullptr;
     xdopiwe_setlist = nullptr;
     xdopiwe_stat = 0;
+    functionlost |= userdef_weighting_func != 0;
     globmaxh = userdef_weighting_func = userdef_fit_size = multik_is_on = 0;
     xdopiwe_numsets = xdopiwe_numpacksets = 0;
 }
@@ -248,7 +254,7 @@ void ban_userdef_weighting_func()
     if (!userdef_weighting_func) return;
     userdef_weighting_func = 0;
     implied_settings_changed();
-    myp("Note: weighting function re-set to default (k=%.5f)\n", konk);
+    say_function_reset();
 }
 
 void refuse_user_function_for_data()

@@ -25,7 +25,7 @@ const fieldclass fieldclasses[FIELDCLASSES] = {
 int nc2, nc4, nc8, nc2cells, nc4cells, nc8cells, nc16, nc32, ncsan16, ncsan32;
 int type32shift, san16shift, san32shift, char_cells, foldcells, rowcells;
 int num_packed_chars, non_sankoff_chars, totnc, have_unpacked, hinod;
-int uniform_weights, store_individual_weights, use_alt_bit_searches, num_cont, true_num_cont;
+int uniform_weights, store_individual_weights, use_alt_bit_searches, user_wants_ands, num_cont, true_num_cont;
 double step_lag, continuous_step_lag;
 int *gotopack, *backfrompack, trees_are_packed, mem_slack_for_sectors;
 void (*after_pack)();
@@ -93,6 +93,8 @@ void do_full_pack(int reuse, int keep_trees)
     }
     char *scratch = himark();
     makepacklist();
+    if (user_wants_ands && ncsan16 + ncsan32)
+        errmsg("Sorry, \"bbreak:inters\" is invalid for Sankoff/continuous characters", nullptr);
     bool bywt = setweights();
     numbertaxa();
     packit(bywt);

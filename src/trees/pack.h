@@ -47,6 +47,7 @@ extern int hinod;                          // packed node numbers are below this
 extern int uniform_weights;                // all packed weights are 1
 extern int store_individual_weights;       // weights differ within cells
 extern int use_alt_bit_searches;           // option xbit: 2 = on; cells rounded up to pairs; starts at 0
+extern int user_wants_ands;                // option inters: clusters have intersections too; starts at 0
 extern int num_cont, true_num_cont;        // continuous characters that vary; all active ones
 extern double step_lag;                    // weighted steps that no tree can change; under implied weights the fit of the characters left out
 extern double continuous_step_lag;         // the same of constant continuous characters

@@ -62,13 +62,23 @@ static int softsets(uint32_t *set, uint32_t *below)
 {
     int steps = 0;
     for (int i = optnodes - 1; i >= 0; --i) {
-        int n = 0;
-        for (int d = lef[nodlist[i]]; d >= 0; d = sis[d]) below[n++] = set[d];
+        int n = 0, node = nodlist[i];
+        uint32_t all = ~uint32_t{0};
+        for (int d = lef[node]; d >= 0; d = sis[d]) all &= below[n++] = set[d];
+        if (all) {
+            set[node] = all;
+            continue;
+        }
+        if (n == 2) {
+            set[node] = below[0] | below[1];
+            ++steps;
+            continue;
+        }
         n = essential(below, n);
         uint32_t found = 0;
         int size = 0;
         while (!found) found = hittingstates(below, n, ++size);
-        set[nodlist[i]] = found;
+        set[node] = found;
         steps += size - 1;
     }
     return steps;
@@ -145,9 +155,10 @@ double softpolyoptimize(const int *tree)
     for (int c = 0; c < nc; ++c)
         if (charcodes[c].active && charcodes[c].sankoff && !charcodes[c].continuous)
             myerr("Cannot optimize polytomies as \"soft\" for Sankoff characters");
+    optnodes = mkoptlist(nodlist, tree);
+    if (std::all_of(nodlist, nodlist + optnodes, [](int n) { return nodfork[n] == 2; })) return packdownpass(tree);
     must_match_active_taxa(tree);
     if (dopiwe) start_fits();
-    optnodes = mkoptlist(nodlist, tree);
     double score = 0;
     for (int c = 0; c < nc; ++c) {
         charrec &ch = charcodes[c];

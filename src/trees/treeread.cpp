@@ -12,6 +12,7 @@
 #include "data/lists.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "kernel/commas.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
@@ -33,12 +34,6 @@ struct reading {
     bool tagged = false;
     bool commas = false;             // they separate the items of this tree, and so its tags
     std::vector<std::string> tags;   // by scratch node, empty without tags
-};
-
-// Commas within parentheses are blanks; read as typed text they would end the command.
-struct commasaretext {
-    int was = doing_quotes;
-    ~commasaretext() { doing_quotes = was; }
 };
 
 bool endsname(int c) { return c <= 32 || strchr("(),;*=", c); }
@@ -272,7 +267,7 @@ void settle_tree(int *written, int next, int *anc, int *source)
 static bool readtree(int *anc, bool keeptags)
 {
     hiscratch scratch;
-    commasaretext guard;
+    commasaretext guard;                 // within parentheses they are blanks; elsewhere one ends the command
     reading r{};
     r.anc = zhi<int>(3 * size_t(nodz));
     int *source = hi<int>(nodz);

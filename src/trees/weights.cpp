@@ -13,6 +13,7 @@ wtclass ar_wtclass[CELLCLASSES];
 int *const arpaccells[CELLCLASSES] = { &nc2cells, &nc4cells, &nc8cells };
 
 constexpr int WIDESTFIELDS = 4;     // classes above hold no fields of states
+constexpr int FIELDS16 = 3;
 constexpr int WORTHGROUPING = 66;   // percent of the cells of grouped weights that must be full
 
 static int cellsof(int fields, int cls)
@@ -135,7 +136,9 @@ static bool moveleftover(int cls)
     return moved;
 }
 
-// With pairs of cells as 64-bit words, each class begins a new word.
+// With pairs of cells as 64-bit words (option xbits), each class begins a new word.  The option is no more
+// than this layout: a checker of pairs would fold two cells at a time, and the vector kernels, which
+// every check goes through, fold 4 to 16 of any class.
 static void cellsoffields()
 {
     if (!moveleftover(0)) moveleftover(1);
@@ -143,6 +146,18 @@ static void cellsoffields()
         *arpaccells[c] = cellsof(*arpacnc[c], c);
         if (use_alt_bit_searches && uniform_weights && !dopiwe) *arpaccells[c] += *arpaccells[c] & 1;
     }
+}
+
+// Two 16-bit fields share a cell, in the order of the list.
+static bool mixedhalves()
+{
+    const packrec *first = nullptr;
+    for (packrec *p = packlist; p < packlist_end; ++p) {
+        if (p->cls != FIELDS16) continue;
+        if (!first) first = p;
+        if (p->weight != first->weight) return true;
+    }
+    return false;
 }
 
 bool setweights()
@@ -169,7 +184,7 @@ bool setweights()
     }
     check_weight_classes();
     for (int c = 0; c < CELLCLASSES; ++c) grouped += *arpaccells[c] = process_weight_class(c);
-    if (!grouped || plain * 100 / grouped >= WORTHGROUPING) {
+    if ((!grouped || plain * 100 / grouped >= WORTHGROUPING) && !mixedhalves()) {
         store_individual_weights = 0;
         countcells();
         return true;

@@ -400,7 +400,7 @@ const comhelp xpiwehelp = {
     "  xpiwe ) ;        a single concavity\n"
     "  xpiwe & L ;      status of the sets on trees L; of \"size\", \"kvalue\", \"steps\",\n"
     "                   \"homoplasy\", \"score\", \"cost\" (of a step more) those named\n"
-    "  xpiwe * ;        list the definitions as commands\n"
+    "  xpiwe * ;        list the definitions as commands (\"xread *\" saves them with the data)\n"
     "Lists without characters mean all of them.  Definitions turn the options on.\n"
     "Examples:\n"
     "  piwe = ; warn - ; proc bees.zel ;\n"

@@ -1,4 +1,5 @@
 #include "compcommand.h"
+#include "trees/treevault.h"
 
 namespace {
 
@@ -44,6 +45,31 @@ TEST_F(MajorityCommand, TellsThatTreesAreCollapsed)
                                       "temporarily collapsed (when min. branch length = 0");
 }
 
+TEST_F(MajorityCommand, TellsOfSwappingWithAsymmetricCosts)
+{
+    const char *note = "\n\nNote: with asymmetric Sankoff characters, relative fit differences\n"
+                       "with rearranged tree calculated only approximately during TBR"
+                       "\nUse \"cost &;\" command to calculate exactly (more memory/time)\n";
+    zelrun("collapse tbr; collapse +;");
+    std::string text = zelrun("nelsen;");
+    EXPECT_FALSE(zelfailed()) << text;
+    EXPECT_NE(text.find("temporarily collapsed (with TBR)\n"), std::string::npos) << text;
+    zelrun("ccode ( 0; costs 0 = 0>1 1 1>0 3; subopt 2x0.5;");
+    EXPECT_NE(zelrun("nelsen;").find(note), std::string::npos);
+    zelrun("subopt 2x0;");
+    EXPECT_EQ(zelrun("nelsen;").find(note), std::string::npos);
+    zelrun("subopt 0x0; collapse rule 1;");
+}
+
+TEST_F(MajorityCommand, LeavesInactiveTaxaOutWhenItSwaps)
+{
+    zelrun("keep 0; taxcode - 3; randtrees 2; collapse spr; collapse +;");
+    std::string text = zelrun("nelsen;");
+    EXPECT_FALSE(zelfailed()) << text;
+    EXPECT_NE(text.find("(1 taxa excluded)"), std::string::npos) << text;
+    zelrun("taxcode + 3; collapse rule 1;");
+}
+
 TEST_F(MajorityCommand, SetsACutWithoutMoreAdoAndUsesItBehind)
 {
     EXPECT_EQ(zelrun("majority = 75;"), "");
@@ -79,6 +105,14 @@ TEST_F(MajorityCommand, MakesRoomForItsTree)
         EXPECT_EQ(trees_in_mem, 4) << name;
         EXPECT_EQ(maxtrees, 10) << name;
     }
+}
+
+TEST_F(MajorityCommand, SaysWhenThereCanBeNoRoom)
+{
+    setvault(3, 2);                            // with a vault, the buffer cannot grow
+    for (const char *name : { "nelsen *", "majority *", "freqdifs &", "comcomp *", "tzert 0 1" })
+        refuses(std::string(name) + ";", "No space to store new trees");
+    setvault(100, 0);
 }
 
 TEST_F(MajorityCommand, WritesValuesBelowZeroInBrackets)

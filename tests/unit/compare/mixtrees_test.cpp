@@ -160,7 +160,9 @@ TEST_F(MixtreesCommand, RefuseWhatTheyCannotDo)
     refuses("mixtrees =[2 x];", "Use [stabs every]");
     refuses("mixtrees =[2 3;", "Use [stabs every]");
     refuses("mixtrees / 0.5;", "Cannot exclude ALL taxa");
-    zelrun("hold 6;");
+    zelrun("hold 32800; keep 0; randtrees 32767;");
+    refuses("mixtrees;", "Can't mix so many trees");
+    zelrun("keep 3; hold 6;");
     refuses("mixtrees =20;", "To do 20  sequences must re-set maxtrees to 24 or more");
     refuses("mixtrees =[3 5];", "To do 3  stabilizations must re-set maxtrees to 9 or more");
     zelrun("hold 100; mixtrees =10 0;");

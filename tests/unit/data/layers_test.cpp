@@ -67,14 +67,11 @@ TEST(PrintedCells, ShowStatesByTheirSymbolsOrNames)
     EXPECT_EQ(printed(2, 0), "1, or 2");
     EXPECT_EQ(printed(2, 1), " ? ");
     EXPECT_EQ(printed(2, 2), "inapplic.");
-    static char absent[] = "absent", smooth[] = "smooth", *names[8] = { absent, smooth };
-    static char **perchar[3] = { nullptr, nullptr, names };
-    statenames = perchar;
+    zelrun("cnames {2 surface absent smooth ; ;");
     EXPECT_EQ(printed(2, 0), "1, or 2");                 // names are not asked for
     use_charnames = 1;
     EXPECT_EQ(printed(2, 0), "smooth, or 2");            // a state without a name keeps its symbol
     EXPECT_EQ(printed(2, 3), "absent");
     EXPECT_EQ(printed(0, 2), "1");
     use_charnames = 0;
-    statenames = nullptr;
 }

@@ -262,6 +262,8 @@ TEST(ListItems, ThatCannotBeAreRefusedWithTheirKind)
     struct { const char *command, *says; } cases[] = {
         { "taxcode -17;", "No taxon number 17 \n" },
         { "taxcode -3.17;", "No taxon number 17 \n" },
+        { "taxcode -: ;", "Expected a taxon name \n" },
+        { "taxcode -:zzz;", "Expected a taxon name - no taxon named zzz \n" },
         { "taxcode -zzz;", "Expected a taxon name - no taxon named zzz \n" },
         { "taxcode -{99};", "No group number 99 \n" },
         { "taxcode -{7};", "No group number 7 \n" },

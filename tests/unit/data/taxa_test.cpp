@@ -38,6 +38,9 @@ TEST(Taxcode, WithNoChangeReports)
     std::string report = "5 terminal taxa are active: \n 0 1 2 4 6\n2 terminal taxa are inactive: \n 3 5\n";
     EXPECT_EQ(zelrun("taxcode ;"), report);
     EXPECT_EQ(zelrun("taxcode -5;"), report);
+    zelrun("taxname =;");
+    EXPECT_EQ(zelrun("taxcode ;"), "5 terminal taxa are active: \n Alpha Beta Beth Delta Eta\n2 terminal taxa are inactive: \n Gamma Eps\n");
+    zelrun("taxname -;");
     EXPECT_EQ(zelrun("taxcode +3;"), "");
 }
 

@@ -6,9 +6,10 @@
 #include "kernel/typos.h"
 #include <cstring>
 
+// Eleven columns, one of them blank: a name that fills them all takes one more.
 static std::string cell(const char *name, bool right)
 {
-    std::string pad(11 - std::min<size_t>(11, strlen(name)), ' ');
+    std::string pad(11 - std::min<size_t>(10, strlen(name)), ' ');
     return right ? pad + name : name + pad;
 }
 

@@ -1,6 +1,7 @@
 // Clusters: a partition into pieces of bounded size, and pruning by unions and pairs that never
 // loses a move.
 #include "packed.h"
+#include "kernel/driver.h"
 #include <set>
 
 namespace {
@@ -163,4 +164,42 @@ TEST(Clusters, PruningNeverLosesAMove)
             }
         });
     }
+}
+
+TEST(Clusters, OfSectorsAreSmallAndThereIsRoomForAll)
+{
+    std::mt19937 rng(304);
+    for (int taxa : { 4, 9, 30, 120, 300 }) {
+        plain::data m = plain::randommatrix(rng, taxa, 5, drawings[0].mix);
+        packing image(m);
+        ss_recurse_level = 1;
+        final_search_mem();
+        ss_recurse_level = 0;
+        int most = taxa / 15 <= 9 ? std::max(15, hinod / 3 + hinod / 15) : maxclustnum;
+        EXPECT_EQ(maxclustnum, most);
+        ss_recurse_level = 1;
+        clusters_on = 1;
+        for (std::vector<int> tree : { randomstart(rng, m), ladder(taxa) }) {
+            optimize_for_swap(tree.data());
+            EXPECT_LE(numclusters, maxclustnum);
+            for (int k = 0; k < numclusters; ++k) EXPECT_LE(clusmat[k].nmembers, std::max(10, std::min(clustersize, taxa / 15)) + 7);
+        }
+        ss_recurse_level = 0;
+        loset(minseg);
+    }
+}
+
+TEST(Clusters, MoreThanThereIsRoomForIsAnInternalError)
+{
+    static std::vector<int> tree;
+    std::mt19937 rng(305);
+    plain::data m = plain::randommatrix(rng, 60, 5, drawings[0].mix);
+    packing image(m);
+    tree = randomstart(rng, m);
+    clusters_on = 1;
+    int before = maxclustnum;
+    maxclustnum = 2;
+    EXPECT_FALSE(safecall([] { optimize_for_swap(tree.data()); }));
+    maxclustnum = before;
+    EXPECT_NE(zelrun("").find("Too many clusters! (expected 2, have 3)"), std::string::npos);
 }

@@ -4,6 +4,13 @@
 
 namespace {
 
+// Of the lengths compared with plain ones, which are slow: all but in the build with tiny tables.
+#ifdef ZEL_TINY
+constexpr int SPARSE = 13;
+#else
+constexpr int SPARSE = 1;
+#endif
+
 // One-cell optimization of the part of the tree that hangs from top, in rows of its own.
 struct onecellsets {
     std::vector<uint32_t> walk, branch;
@@ -146,7 +153,8 @@ TEST(Evaluate, TheCostOfEveryClipRootAndDestinationIsExact)
             for (int r : roots)
                 for (int d : dests) moves.push_back({ r, d, stepsof(r, x, d) });
             std::vector<int> links[4] = { tree, { lef, lef + hinod }, { rig, rig + hinod }, { sis, sis + hinod } };
-            for (const move &v : moves) {                     // on the links alone: the sets stay as they are
+            for (size_t i = 0; i < moves.size(); i += SPARSE) {      // on the links alone: the sets stay as they are
+                const move &v = moves[i];
                 reroot_clip(v.r, x);
                 unclip_subtree(x, v.d);
                 ASSERT_EQ(score - original + v.steps, double(plain::length(m, plaintree(tree.data()))))
@@ -217,7 +225,7 @@ TEST(Evaluate, SetsAfterAMoveAreThoseOfACompleteOptimization)
             expectfullsets(ntax);
             expectunions();
             if (testing::Test::HasFatalFailure()) FAIL() << "clip " << x << " root " << r << " to " << d;
-            ASSERT_EQ(score, double(plain::length(m, plaintree(tree.data()))));
+            if (move % SPARSE == 0) { ASSERT_EQ(score, double(plain::length(m, plaintree(tree.data())))); }
             std::vector<int> sizes(tnodsize, tnodsize + hinod);
             fill_node_sizes();
             ASSERT_TRUE(std::equal(sizes.begin(), sizes.end(), tnodsize));

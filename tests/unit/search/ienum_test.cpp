@@ -45,8 +45,9 @@ void alltrees(unsigned seed, int excess)
 // Some character cannot be as it is observed on any tree: its fit is that of a number of steps without meaning.
 bool impossible(const mixed::data &d)
 {
+    constexpr long FORBIDDEN = 10000;        // what a change costs that cannot be
     bool possible = false;
-    plain::allbinary(d.m.taxa, [&](const plain::tree &t) { possible |= plain::length(d.m, t) < plain::IMPOSSIBLE / 2; });
+    plain::allbinary(d.m.taxa, [&](const plain::tree &t) { possible |= plain::length(d.m, t) < FORBIDDEN; });
     return !possible;
 }
 

@@ -14,7 +14,7 @@ mixed::data readrandom(std::mt19937 &rng, int taxa, int chars, const mixed::kind
     mixed::data d = mixed::random(rng, taxa, chars, k);
     d.m.taxactive.assign(d.m.taxa, 1);
     zelrun("mxram 32;");
-    std::string said = zelrun("procedure " + writefile("slow.xread", mixed::readtext(d)) + ";");
+    std::string said = zelrun("procedure " + writefile("slow.xread", mixed::readtext(d)) + ";" + mixed::moresettings);
     if (zelfailed()) ADD_FAILURE() << said;
     if (dopiwe) set_fit_minima();
     return d;
@@ -26,7 +26,7 @@ void nothingbetter(const char *options, bool rerooted, unsigned seed)
 {
     std::mt19937 rng(seed);
     for (const mixed::kind &k : mixed::kinds)
-        for (int trial = 0; trial < atmost(6); ++trial) {
+        for (int trial = 0; trial < atmost(5); ++trial) {
             SCOPED_TRACE(k.what);
             mixed::data d = readrandom(rng, 5 + 2 * trial % 9, 3 + plain::below(rng, 10), k);
             usetrees({ plain::randomtree(rng, d.m.taxa) });
@@ -120,3 +120,24 @@ TEST(ImpliedSearches, SprEndsWhereNoMoveIsBetter)        { mixed::weighting w("p
 TEST(ImpliedSearches, TbrOfManyTreesEndsWhereNoMoveIsBetter) { mixed::weighting w("piwe=9;"); nothingbetter("tbr mulpars", true, 413); }
 TEST(ImpliedSearches, SafeSprEndsWhereNoMoveIsBetter)    { mixed::weighting w; nothingbetter("spr nomulpars safe", false, 414); }
 TEST(ImpliedSearches, FindTheBestOfAllTrees)             { mixed::weighting w; findsthebest(415); }
+
+namespace {
+
+struct setweighting {             // of the characters, in sets of three
+    mixed::weighting w;
+    setweighting() { mixed::moresettings = "xpiwe[=3;"; }
+    ~setweighting()
+    {
+        mixed::moresettings.clear();
+        zelrun("xpiwe-;");
+    }
+};
+
+}  // namespace
+
+TEST(SetSearches, TbrEndsWhereNoMoveIsBetter)            { setweighting w; nothingbetter("tbr nomulpars", true, 421); }
+TEST(SetSearches, SprEndsWhereNoMoveIsBetter)            { setweighting w; nothingbetter("spr nomulpars", false, 422); }
+TEST(SetSearches, SafeTbrEndsWhereNoMoveIsBetter)        { setweighting w; nothingbetter("tbr nomulpars safe", true, 423); }
+TEST(SetSearches, TbrOfManyTreesEndsWhereNoMoveIsBetter) { setweighting w; nothingbetter("tbr mulpars", true, 424); }
+TEST(SetSearches, TbrKeepsAllTreesWithinTheLimit)        { setweighting w; wholeisland(0.2, 425); }
+TEST(SetSearches, FindTheBestOfAllTrees)                 { setweighting w; findsthebest(426); }

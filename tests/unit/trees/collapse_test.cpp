@@ -1,5 +1,6 @@
 // Collapsing rules against their definitions, by all most parsimonious reconstructions.
 #include "zeltest.h"
+#include "plaincosts.h"
 #include "reference.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
@@ -79,6 +80,51 @@ TEST_P(collapsing, EachRuleIsItsDefinitionOverAllReconstructions)
             if (!below) ++(min[n] ? stands : falls);
         }
     }
+    EXPECT_GT(stands, 20);
+    EXPECT_GT(falls, 20);
+}
+
+// With step matrices the rules go by the sets: what any best reconstruction has at either end.
+TEST(Collapse, RulesGoByTheSetsOfStepMatricesToo)
+{
+    std::mt19937 rng(71);
+    int stands = 0, falls = 0;
+    for (int trial = 0; trial < 200; ++trial) {
+        plain::mix k = plain::everything(16);
+        k.maxstates = 5;
+        k.inactivetaxa = 0;
+        data m = plain::randommatrix(rng, 6 + plain::below(rng, 6), 1 + plain::below(rng, 6), k);
+        m.costs.resize(size_t(m.chars));
+        for (int c = 0; c < m.chars; ++c) {
+            if (plain::chance(rng, 40) || plain::statesof(m, c) < 2) continue;
+            m.additive[c] = 0;
+            for (auto &row : trial % 2 ? plain::treecosts(rng, plain::statesof(m, c)) : plain::randomcosts(rng, plain::statesof(m, c), trial % 4))
+                m.costs[c].emplace_back(row.begin(), row.end());
+        }
+        zelrun(trial % 3 ? "cstree -;" : "cstree +;");
+        readmatrix(m);
+        tree t = plain::randomtree(rng, m.taxa, trial % 3 * 25);
+        std::vector<branch> expected(size_t(t.nodes()));
+        for (int c = 0; c < m.chars; ++c) {
+            if (!m.active[c] || !m.weight[c]) continue;
+            auto last = plain::finalsets(m, t, c), first = plain::firstsets(m, t, c);
+            for (int n = m.taxa + 1; n < t.nodes(); ++n) {
+                expected[n].alwayschanges |= !(last[n] & last[t.anc[n]]);
+                expected[n].setsdiffer |= last[n] != last[t.anc[n]];
+                expected[n].maychange |= (last[t.anc[n]] & ~first[n]) != 0;
+            }
+        }
+        auto min = marksof(rule_1, t), max = marksof(rule_3, t), amb = marksof(rule_ambiguous, t);
+        SCOPED_TRACE(plain::readtext(m) + plain::text(t));
+        for (int n = m.taxa + 1; n < t.nodes(); ++n) {
+            bool below = t.anc[n] == t.root();
+            ASSERT_EQ(min[n], below || expected[n].alwayschanges) << n;
+            ASSERT_EQ(max[n], below || expected[n].maychange) << n;
+            ASSERT_EQ(amb[n], below || expected[n].setsdiffer) << n;
+            if (!below) ++(min[n] ? stands : falls);
+        }
+    }
+    zelrun("cstree -;");
     EXPECT_GT(stands, 20);
     EXPECT_GT(falls, 20);
 }

@@ -357,7 +357,7 @@ TEST(Fitkinds, EveryKindOfCharacterCountsByItsOwnHomoplasy)
 {
     weighting undo;
     std::mt19937 rng(31);
-    for (int trial = 0; trial < 120; ++trial) {
+    for (int trial = 0; trial < 60; ++trial) {
         world w = someworld(rng, trial % 3 == 0);
         readworld(w);
         zelrun(trial % 2 ? "cstree +;" : "cstree -;");
@@ -370,7 +370,7 @@ TEST(Fitkinds, SetsConstantWeightsAndConcavitiesTogether)
 {
     weighting undo;
     std::mt19937 rng(32);
-    for (int trial = 0; trial < 120; ++trial) {
+    for (int trial = 0; trial < 60; ++trial) {
         world w = someworld(rng, trial % 3 == 0);
         readworld(w);
         zelrun(trial % 2 ? "cstree +;" : "cstree -;");
@@ -386,7 +386,7 @@ TEST(Fitkinds, FunctionsOfTheUserReplaceTheOneOfK)
 {
     weighting undo;
     std::mt19937 rng(33);
-    for (int trial = 0; trial < 100; ++trial) {
+    for (int trial = 0; trial < 50; ++trial) {
         world w = someworld(rng, true);
         readworld(w);
         std::string commands = "piwe [";
@@ -407,7 +407,7 @@ TEST(Fitkinds, SoftPolytomiesAreResolvedForEachCharacterAndThreshold)
 {
     weighting undo;
     std::mt19937 rng(34);
-    for (int trial = 0; trial < 100; ++trial) {
+    for (int trial = 0; trial < 50; ++trial) {
         world w = someworld(rng, true);
         readworld(w);
         std::string commands;
@@ -430,7 +430,7 @@ TEST(Fitkinds, CollapsingABranchCostsWhatTheTreeWithoutItScoresMore)
 {
     weighting undo;
     std::mt19937 rng(35);
-    for (int trial = 0; trial < 100; ++trial) {
+    for (int trial = 0; trial < 50; ++trial) {
         world w = someworld(rng, trial % 2);
         std::fill(w.m.taxactive.begin(), w.m.taxactive.end(), 1);
         readworld(w);

@@ -1,6 +1,6 @@
 // The packed image: which characters it holds, in which fields, and that it scores trees as plain
 // optimization of the matrix does.
-#include "../search/packed.h"
+#include "../search/slowtest.h"
 #include "trees/packlist.h"
 
 namespace {
@@ -250,4 +250,150 @@ TEST(Pack, CellsComeInPairsWhenTheyAreReadAsWordsOf64Bits)
         }
     }
     use_alt_bit_searches = 0;
+}
+
+// Classes 3 and 5 arise in reduced data only; here the list of an ordinary pack is given them.
+namespace {
+
+void narrowto16()
+{
+    for (packrec *p = packlist; p < packlist_end; ++p) {
+        int to = p->cls == 4 ? 3 : p->cls == SANKCLASS ? SANKCLASS16 : p->cls;
+        if (to == p->cls) continue;
+        *arpacnc[p->cls] -= p->nfields;
+        *arpacnc[to] += p->nfields;
+        p->cls = p->firstcls = to;
+    }
+}
+
+struct narrowed {                  // on top of an image of the same data
+    char *low = lomark();
+    narrowed()
+    {
+        char *high = himark();
+        makepacklist();
+        narrowto16();
+        packit(setweights());
+        hiset(high);
+        packlist = packlist_end = nullptr;
+        after_pack();
+        checkpack();
+    }
+    ~narrowed() { loset(low); }
+};
+
+}  // namespace
+
+TEST(Pack, FieldsOf16BitsScoreAndCostAsPlainOptimizationDoes)
+{
+    std::mt19937 rng(103);
+    const mixed::kind wide[] = {
+        { "unit weights",     { 32, 16, 10, 10, 0, 0, 0, 1, 1 },  0,  mixed::ANYCOSTS,   0 },
+        { "few weights",      { 32, 16, 10, 10, 20, 0, 0, 3, 1 }, 0,  mixed::ANYCOSTS,   0 },
+        { "many weights",     { 32, 16, 10, 10, 0, 0, 0, 90, 1 }, 0,  mixed::ANYCOSTS,   0 },
+        { "and matrices",     { 32, 12, 10, 10, 0, 0, 0, 3, 1 },  40, mixed::ANYCOSTS,   0 },
+        { "asymmetric",       { 16, 9, 10, 10, 0, 0, 0, 1, 1 },   60, mixed::ASYMMETRIC, 1 },
+    };
+    int fields = 0, matrices = 0;
+    for (bool implied : { false, true })
+        for (const mixed::kind &k : wide)
+            for (int trial = 0; trial < 3; ++trial) {
+                SCOPED_TRACE(k.what);
+                zelrun(implied ? "piwe=3;" : "piwe-;");
+                mixed::data d = mixed::random(rng, 40, 9, k);
+                mixed::packing image(d);
+                narrowed small;
+                fields += nc16;
+                matrices += ncsan16;
+                EXPECT_EQ(nc32 + ncsan32, 0);
+                std::vector<int> tree = packedtree(plain::randomtree(rng, 40));
+                auto score = [&] { return implied ? mixed::fits(d, plaintree(tree.data())) : mixed::length(d, plaintree(tree.data())); };
+                clusters_on = 1;
+                double whole = optimize_for_swap(tree.data());
+                ASSERT_NEAR(whole, score(), 1e-9) << mixed::readtext(d);
+                for (int x = 1; x < ntax; x += 3) {
+                    int s = sis[x];
+                    if (s == 0) continue;
+                    clip_subtree(x);
+                    reoptimize_after_clip(s, x);
+                    clipset = dnset(x);
+                    destset = branchset(s);
+                    score_original(x, s);
+                    double home = movesteps;
+                    int to = sis[0];
+                    destset = branchset(to);
+                    movebound = NOBOUND;
+                    score_checker();
+                    second_check(x, to, 0);
+                    settle_place(dnset(x), x, to);
+                    whole += movesteps - home;
+                    unclip_subtree(x, to);
+                    reoptimize_after_clip(to, -1);
+                    ASSERT_NEAR(whole, score(), 1e-9) << "clip " << x;
+                }
+            }
+    zelrun("piwe-;");
+    EXPECT_GT(fields, 50);
+    EXPECT_GT(matrices, 25);
+}
+
+TEST(Pack, RoomForSectorsIsPaddingThatNeverCosts)
+{
+    std::mt19937 rng(104);
+    plain::data m = plain::randommatrix(rng, 10, 300, drawings[9].mix);
+    int plainrow = 0;
+    for (int slack : { 0, 50 }) {
+        mem_slack_for_sectors = slack;
+        packing image(m);
+        if (!slack) plainrow = rowcells;
+        else EXPECT_GE(rowcells, plainrow + char_cells * slack / 100 - 2 * ROWALIGN);
+        plain::tree t;
+        double score = packedscore(m, rng, &t);
+        EXPECT_EQ(score, double(plain::length(m, t)));
+    }
+    mem_slack_for_sectors = 0;
+}
+
+TEST(Pack, FunctionsOfTheUserAreRefusedForMatricesAndContinuousCharacters)
+{
+    const char *const kinds[] = { "xread 1 5 a 0 b 1 c 2 d 1 e 0 ; costs 0 = 0>1 1 1>0 3 0>2 2 2>0 1 1>2 2 2>1 2;",
+                                  "nstates cont; xread 1 5 a 1 b 3 c 1 d 2 e 3 ;" };
+    for (const char *text : kinds) {
+        zelrun("piwe=;procedure " + writefile("user", std::string(text) + " procedure/;\n") + ";piwe[1 .5;");
+        ASSERT_FALSE(zelfailed()) << text;
+        std::string said = zelrun("mult 1;");
+        EXPECT_TRUE(zelfailed());
+        EXPECT_NE(said.find("Sorry: user weighting functions are invalid"), std::string::npos) << said;
+        EXPECT_NE(said.find("Either set weighting function to default, or"), std::string::npos) << said;
+        zelrun("piwe];piwe-;");
+    }
+}
+
+TEST(Pack, MemoryThatIsNearlyFullAfterwardsIsWarnedOf)
+{
+    std::mt19937 rng(105);
+    plain::data m = plain::randommatrix(rng, 300, 400, drawings[1].mix);
+    zelrun("mxram 32;procedure " + writefile("low.xread", plain::readtext(m)) + ";");
+    ASSERT_FALSE(zelfailed());
+    auto pack = [] {
+        schpack();
+        unpack_trees();
+        std::string said = zelrun("");
+        wipetag(&schtag);
+        return said.find("Free memory is low (below 5% of search memory).\nYou may run out of memory during the search.") != std::string::npos;
+    };
+    EXPECT_FALSE(pack());
+    constexpr size_t SCRATCH = 40000;          // of the pack itself, given back
+    char *mark = himark();
+    size_t before = vailram();
+    schpack();
+    size_t needs = before - vailram();
+    unpack_trees();
+    wipetag(&schtag);
+    hiram(vailram() - needs - SCRATCH);
+    EXPECT_TRUE(pack());
+    allow_extra_sch_mem = 0;
+    EXPECT_FALSE(pack());
+    allow_extra_sch_mem = 1;
+    hiset(mark);
 }
