@@ -88,6 +88,7 @@ extern const comhelp scoreshelp;
 extern const comhelp fithelp;
 extern const comhelp collapsehelp;
 extern const comhelp condensehelp;
+extern const comhelp qcollapsehelp;
 extern const comhelp blengthhelp;
 extern const comhelp cscoreshelp;
 extern const comhelp chomohelp;

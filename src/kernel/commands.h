@@ -58,6 +58,7 @@ void scorescom();
 void fitcom();
 void collapsecom();
 void condensecom();
+void qcollapsecom();
 void blengthcom();
 void cscorescom();
 void chomocom();

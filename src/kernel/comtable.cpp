@@ -101,7 +101,7 @@ const comrow comtable[COMROWS + 1] = {
     { "pruntax",     pruntaxcom,         1, T_VARIOUS | T_TREES, &pruntaxhelp },
     { "prupdn",      notyetcom,          1, T_COMPARE | T_CONSENSUS | T_SUPPORTS | T_TREES, nullptr },
     { "pzel",        notyetcom,          1, T_VARIOUS | T_SCRIPTS, nullptr },
-    { "qcollapse",   notyetcom,          0, T_SEARCHING | T_SETTINGS, nullptr },
+    { "qcollapse",   qcollapsecom,       0, T_SEARCHING | T_SETTINGS, &qcollapsehelp },
     { "qnelsen",     qnelsencom,         1, T_SEARCHING | T_CONSENSUS, &qnelsenhelp },
     { "quote",       quotecom,           0, T_OUTPUT | T_VARIOUS, &quotehelp },
     { "quit",        haltcom,            0, T_VARIOUS, &quithelp },

@@ -343,6 +343,7 @@ bool clip_is_fixed(int x)
 
 void prepare_constraints(const int *tree)
 {
+    negativesbind(numcneg);
     clip = -1;
     entered = false;
     nodeisfix = use_treeconstraints ? isfix : nullptr;
@@ -523,4 +524,50 @@ bool whole_tree_ok()
     for (int i = 0; i < cncneg; ++i)
         if (cneginfomsk[i] & ~twice[cncpos + i]) return false;
     return true;
+}
+
+// --- exact searches -----------------------------------------------------------------------
+
+static const int *entryorder;
+static uint32_t *settled;                // per place of the order, cncneg cells: constraints for which no later taxon matters
+
+void start_constrained_order(const int *taxa)
+{
+    constexpr int FIRST = 3;
+    entryorder = taxa;
+    start_constrained_wagner(taxa, FIRST);
+    if (!cpemneg) return;
+    settled = hi<uint32_t>(size_t(ntax) * cncneg);
+    negativesbind(numcneg);
+    std::copy(cneginfomsk, cneginfomsk + cncneg, settled + size_t(ntax - 1) * cncneg);
+    for (int k = ntax - 1; k > 0; --k) {
+        uint32_t *after = settled + size_t(k) * cncneg, *before = after - cncneg;
+        const uint32_t *x = set(taxa[k], DOWN) + cncpos;
+        for (int i = 0; i < cncneg; ++i) before[i] = after[i] & x[i] & x[i] >> 1;
+    }
+}
+
+// The places that the tree constraint leaves to the taxon become a region, which is its own.
+void enter_in_order(int k)
+{
+    int t = entryorder[k], top;
+    clip = t;
+    entered = false;
+    if (cpemneg) std::copy(settled + size_t(k) * cncneg, settled + size_t(k + 1) * cncneg, cneginfomsk);
+    if (!use_treeconstraints) return;
+    int n = legal_nodes(t, nodelist, &top);
+    std::fill(region, region + hinod, 0);
+    region[t] = region[top] = 1;
+    for (int i = 0; i < n; ++i) region[lef[nodelist[i]]] = region[rig[nodelist[i]]] = 1;
+    regionsknown = true;
+}
+
+void settle_in_order(int k)
+{
+    if (use_treeconstraints) entertaxon(&hardconst, entryorder[k]);
+}
+
+void leave_in_order(int k)
+{
+    if (use_treeconstraints) leavetaxon(&hardconst, entryorder[k]);
 }

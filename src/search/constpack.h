@@ -51,3 +51,12 @@ int  legal_nodes(int t, int *list, int *top);
 void settle_taxon(int t);                // it was placed
 extern int negatives_bind;               // isavalidpos asks for negative constraints too; 1 but for taxa that have no legal place
 bool whole_tree_ok();                    // a finished Wagner tree fulfils the negative constraints
+
+// ---- Exact searches ----
+// All taxa come in one order, and leave again, the last one first.  A place is legal unless no tree that
+// grows from it can be: a positive constraint that takes two steps takes them in all of these trees; a
+// negative one can still be fulfilled until the last taxon that is a member or outside is in.
+void start_constrained_order(const int *order);   // the first three are in the tree
+void enter_in_order(int k);              // before places of the taxon order[k] are asked for, as a clip
+void settle_in_order(int k);             // it was placed
+void leave_in_order(int k);              // and taken away

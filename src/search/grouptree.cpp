@@ -94,17 +94,20 @@ void leavealltaxa(grouptree *g)
     g->here = 0;
 }
 
-void entertaxon(grouptree *g, int t)
+static void settaxon(grouptree *g, int t, bool counts)
 {
-    if (g->rank[t] < 0 || g->entered[t]) return;
-    g->entered[t] = 1;
-    ++g->here;
-    int n = t;
+    if (g->rank[t] < 0 || g->entered[t] == counts) return;
+    int by = counts ? 1 : -1, n = t;
+    g->entered[t] = counts;
+    g->here += by;
     do {
         n = g->anc[n];
-        ++g->count[n];
+        g->count[n] += by;
     } while (n != g->taxa);
 }
+
+void entertaxon(grouptree *g, int t) { settaxon(g, t, true); }
+void leavetaxon(grouptree *g, int t) { settaxon(g, t, false); }
 
 int smallestgroup(const grouptree *g, int rank1, int rank2)
 {

@@ -29,6 +29,7 @@ struct grouptree {
 // nodes: room for the nodes of the trees to be compared.
 void makegrouptree(grouptree *g, const int *anc, int taxa, int nodes, void *(*take)(size_t));
 void entertaxon(grouptree *g, int t);         // it counts from now on; taxa that the tree lacks never do
+void leavetaxon(grouptree *g, int t);         // and no more
 void leavealltaxa(grouptree *g);
 int  smallestgroup(const grouptree *g, int rank1, int rank2);
 // match[n]: the smallest group of g with the same taxa as node n, if it says anything (two taxa or more, and

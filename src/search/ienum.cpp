@@ -2,8 +2,9 @@
 //
 // Taxa enter in one sequence, each on every branch of every tree of those before it.  A taxon never
 // makes a tree better, so a partial tree beyond the limit is given up with all that would grow from
-// it.  The limit comes from swapping a first tree, and is met the sooner the more the first taxa of the
-// sequence differ.  A first round looks only for the best score; a second keeps the trees.
+// it.  So is one that no longer can fulfil the constraints.  The limit comes from swapping a first tree,
+// and is met the sooner the more the first taxa of the sequence differ.  A first round looks only for the
+// best score; a second keeps the trees.
 #include "search/ienum.h"
 #include "search/constpack.h"
 #include "search/constraints.h"
@@ -26,6 +27,7 @@
 #include "kernel/progress.h"
 #include "kernel/random.h"
 #include "trees/implied.h"
+#include "trees/scratch.h"
 #include "trees/treemodel.h"
 #include <algorithm>
 #include <bit>
@@ -225,13 +227,12 @@ static void finish(enumeration *e, int t, const spot *places, int n)
 {
     char *mark = himark();
     int *tree = hi<int>(hinod);
-    bool kept = n && constraints_in_force();          // a tree that is checked is listed in the arrays of this one
+    bool kept = false;
     for (int i = 0; i < n && !e->stop && places[i].score <= e->limit + tolerance(); ++i) {
         treecopy(e->tree, tree);
         int node = tree[ntax]++, d = places[i].branch;
         tree[node] = tree[d];
         tree[d] = tree[t] = node;
-        if (!legal(tree)) continue;
         if (e->keeping) {
             keep(e, tree, places[i].score);
             kept = true;
@@ -247,6 +248,14 @@ static void finish(enumeration *e, int t, const spot *places, int n)
     hiset(mark);
 }
 
+// Of the places found for the taxon that comes next, those that constraints allow.
+static int legalplaces(int k, spot *places, int n)
+{
+    if (!constrained() || !n) return n;
+    enter_in_order(k);
+    return int(std::remove_if(places, places + n, [](const spot &p) { return !isavalidpos(-1, p.branch); }) - places);
+}
+
 static void grow(enumeration *e, int k, double score)
 {
     constexpr unsigned long POLLEVERY = 1 << 14;
@@ -258,13 +267,16 @@ static void grow(enumeration *e, int k, double score)
         report_search_status(overall_bestscore);
         e->stop |= userstop != 0;
     }
+    n = legalplaces(k, e->places[k], n);
     if (k == ntax - 1) return finish(e, t, e->places[k], n);
     for (int i = 0; i < n && !e->stop; ++i) {
         spot p = e->places[k][i];
         if (p.score + e->sbeyond[k + 1] > e->limit + tolerance()) return;      // the limit fell
         put(t, p.branch);
+        if (constrained()) settle_in_order(k);
         grow(e, k + 1, p.score);
         takeaway(t);
+        if (constrained()) leave_in_order(k);
     }
 }
 
@@ -272,7 +284,11 @@ static void enumerate(enumeration *e, double limit)
 {
     e->limit = limit;
     double score = threetaxa(e);
-    if (ntax > 3) return grow(e, 3, score);
+    if (ntax > 3) {
+        hiscratch scratch;
+        if (constrained()) start_constrained_order(e->order);
+        return grow(e, 3, score);
+    }
     if (!legal(e->tree)) return;
     e->result.best = overall_bestscore = std::min(score, e->result.best);
     if (e->keeping && score <= limit + tolerance()) keep(e, e->tree, score);

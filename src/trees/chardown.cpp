@@ -295,7 +295,8 @@ template<class CELL> static void storefit(CELL **m, int c)
         charfit_value(c);
         return;
     }
-    int low = std::countr_zero(ch.sets), n = std::bit_width(ch.sets) - 1 - low, steps[32];
+    uint32_t states = tree ? ch.sets : states_for_fit(c);
+    int low = states ? std::countr_zero(states) : 0, n = states ? std::bit_width(states) - 1 - low : 0, steps[32];
     uint32_t pattern[COSTSTATES];
     if (tree) recode_cstree(c, pattern);
     thresholdsteps([&](int t, uint32_t *zero, uint32_t *one) {

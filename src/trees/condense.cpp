@@ -367,6 +367,21 @@ void condensecom()
     condensation(constrained);
 }
 
+void qcollapsecom()
+{
+    notime();
+    onoff(&quick_collapse, "Quick collapse");
+}
+
+const comhelp qcollapsehelp = {
+    "Skip moves within collapsed groups.", nullptr,
+    "  qcollapse = ;   searches that keep many trees do not try moves within a group that is\n"
+    "                  collapsed (default): these give the same tree\n"
+    "  qcollapse - ;   they try all moves; \"qcollapse / ;\" changes from one to the other\n"
+    "Examples:\n"
+    "  qcollapse - ; bbreak ; qcollapse = ;\n"
+};
+
 const comhelp collapsehelp = {
     "Rule by which unsupported branches are collapsed.", nullptr,
     "  collapse ;        show the settings\n"

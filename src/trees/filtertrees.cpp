@@ -18,6 +18,7 @@
 #include "trees/treebuf.h"
 
 bool (*mono_isok)(const int *tree);
+void (*check_constraints)();
 
 enum constraintfilter { ANY_TREE, ONLY_FULFILLING, ONLY_BREAKING };
 

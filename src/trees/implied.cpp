@@ -21,6 +21,7 @@ wtset *xdopiwe_setlist;
 double *multik_givenk;
 static bool functionlost;           // a function of the user went with the data it was for
 static double *fitmin;            // per character: its minimum over the active taxa
+static uint32_t *fitstates;       // per character: the states of the active taxa
 
 constexpr int MAXBASE = 100;      // of charrec::internal_steps
 
@@ -36,6 +37,7 @@ void implied_datamem()
     fitf = zlo<double>(globmaxh);
     userdef_fitf = zlo<double>(globmaxh);
     fitmin = zlo<double>(nc);
+    fitstates = zlo<uint32_t>(nc);
     userdef_weighting_func = userdef_fit_size = 0;
     if (functionlost) say_function_reset();
     functionlost = false;
@@ -54,6 +56,7 @@ bool read_under_implied_weights() { return xdopiwe_setlist != nullptr; }
 void implied_data_dropped()
 {
     fitf = userdef_fitf = fitmin = multik_userk = multik_eqfact = multik_givenk = nullptr;
+    fitstates = nullptr;
     xdopiwe_fixwt_user = nullptr;
     xdopiwe_isinset_user = nullptr;
     xdopiwe_setlist = nullptr;
@@ -287,11 +290,13 @@ void set_fit_minima()
     for (int c = 0; c < nc; ++c) {
         const charrec &ch = charcodes[c];
         fitmin[c] = ch.continuous ? ch.realmin : ch.sankoff ? std::min(ch.minsteps, ch.maxsteps) : ch.minsteps;
+        fitstates[c] = ch.sets;
     }
     if (some_inactive) recalculate(0);
 }
 
 double minimum_for_fit(int c) { return fitmin[c]; }
+uint32_t states_for_fit(int c) { return fitstates[c]; }
 
 // While a tree is scored, the fit of a member of a set holds its homoplasy, until the sets are shared out.
 void start_fits()

@@ -63,6 +63,7 @@ int    max_homoplasy();                 // extra steps that a character, or a th
 // charfit_value for a whole one; put_wtsets_in_charcodes; sum_of_fits.
 void   set_fit_minima();                // of each character, over the active taxa; called by optmem
 double minimum_for_fit(int c);
+uint32_t states_for_fit(int c);         // of the active taxa: thresholds beyond them are no part of a score
 void   start_fits();                    // clears the fit of all characters, and sets
 void   add_field_fit(int c, int h);     // h below 0 counts as 0
 double charfit_value(int c);            // fit from the steps of charcodes[c], stored there

@@ -24,10 +24,12 @@ static int lowest(uint32_t states) { return std::countr_zero(states); }
 static int highest(uint32_t states) { return std::bit_width(states) - 1; }
 
 // Fields of the character: 0 when it stays with the slow passes.  width becomes 2 or 4.
-static int lightwidth(const charrec &ch, int *width)
+static int lightwidth(int c, int *width)
 {
+    const charrec &ch = charcodes[c];
     if (ch.continuous || ch.constant || !ch.active || !ch.weight || ch.minsteps == ch.maxsteps) return 0;
     if (ch.sankoff && ch.sankoff_kind != SANK_TREE) return 0;
+    if (dopiwe && ch.internal_steps && states_for_fit(c) != ch.sets) return 0;     // base steps count by the active taxa
     int states = std::popcount(ch.sets);
     *width = ch.additive || ch.sankoff || states == 2 ? 2 : 4;
     if (ch.additive || ch.sankoff) return highest(ch.sets) - lowest(ch.sets);
@@ -87,7 +89,7 @@ static void fillterminals()
         if (pass == 4) f = 16 * lightcells2;
         for (int c = nc - 1; c >= 0; --c) {
             if (!charcodes[c].lightpacked) continue;
-            int fields = lightwidth(charcodes[c], &width);
+            int fields = lightwidth(c, &width);
             if (width != pass) continue;
             uint32_t all = charcodes[c].sets, recoded[COSTSTATES];
             bool tree = charcodes[c].sankoff;
@@ -113,7 +115,7 @@ void lightpack()
         charrec &ch = charcodes[c];
         if (ch.sankoff && !ch.continuous && ch.minsteps > ch.maxsteps) ch.minsteps = ch.maxsteps;
         ch.constant = !ch.continuous && std::popcount(ch.sets) < 2;
-        int fields = lightwidth(ch, &width);
+        int fields = lightwidth(c, &width);
         ch.lightpacked = fields > 0;
         if (fields) (width == 2 ? fields2 : fields4) += fields;
     }

@@ -1,5 +1,6 @@
 // Small commands on the trees in memory: how many there can be, which stay, where they are rooted.
 #include "trees/treebuf.h"
+#include "trees/filtertrees.h"
 #include "trees/lightopt.h"
 #include "trees/pack.h"
 #include "trees/scratch.h"
@@ -197,6 +198,7 @@ void check_everything()
     checknamedgroups();
     checkvault();
     checktags();
+    if (check_constraints) check_constraints();
     checklightopt();
     if (schtag) checkpack();
 }

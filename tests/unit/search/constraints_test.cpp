@@ -1,8 +1,10 @@
 #include "searchtest.h"
+#include "kernel/below.h"
 #include "kernel/errors.h"
 #include "search/constpack.h"
 #include "search/constraints.h"
 #include "search/spr.h"
+#include "search/status.h"
 #include "search/tbr.h"
 #include "search/wagner.h"
 #include "trees/filtertrees.h"
@@ -182,6 +184,20 @@ TEST(Constraints, SurviveNewTreesAndTreeSpaceAndDieWithTheData)
     EXPECT_FALSE(constraints_in_force());
 }
 
+TEST(Constraints, AreCheckedWithEverythingElse)
+{
+    ASSERT_EQ(check_constraints, checkconstraints);
+    static int checks;
+    checks = 0;
+    use(plain::blankmatrix(6, 1));
+    zelrun("force + [ 1 2 ] - [ 3 4 ];");
+    check_constraints = [] { ++checks; checkconstraints(); };
+    check_everything();
+    check_constraints = checkconstraints;
+    EXPECT_EQ(checks, 1);
+    zelrun("force];");
+}
+
 TEST(Constraints, WithoutTwoMembersAndTwoTaxaOutsideBindNothing)
 {
     std::mt19937 rng(404);
@@ -289,10 +305,8 @@ static void searchagainstfilter(std::mt19937 &rng, int taxa, const plain::mix &k
     ASSERT_FALSE(zelfailed()) << what;
     auto found = shapesof(allkept());
     for (const plain::tree &t : allkept()) EXPECT_TRUE(fulfils(t, c)) << what << plain::text(t);
-    if (!dopiwe) {
-        zelrun("ienum;");
-        EXPECT_EQ(shapesof(allkept()), found) << what;
-    }
+    zelrun("ienum;");
+    EXPECT_EQ(shapesof(allkept()), found) << what;
     zelrun("force];");
     usetrees(legal);
     zelrun("best;");
@@ -322,6 +336,52 @@ TEST(ConstrainedSearch, WorksWithStepMatrices)
         searchagainstfilter(rng, 6, { 8, 4, 10 }, trial % 2 ? "costs 0.5 = 0>1 2 0>2 3 1>2 1 1>0 1;" : "costs 0.7 = 0>1 2 1>0 2 0>2 3 2>0 3;", c);
     }
     zelrun("force];mult:replic 10 hold 10;hold 100;");
+}
+
+// Of data that tell nothing all legal trees are optimal.  With a group for each branch there is one tree, and
+// few partial ones that can still become it, among some 10^13 of 15 taxa.
+TEST(ConstrainedSearch, GivesUpPartialTreesThatCannotFulfilTheConstraints)
+{
+    std::mt19937 rng(409);
+    rulefor plainly(nocollapse);
+    for (int trial = 0; trial < 6; ++trial) {
+        constexpr int taxa = 15;
+        use(plain::blankmatrix(taxa, 3));
+        plain::tree model = plain::randomtree(rng, taxa);
+        constraintset c;
+        if (trial % 2) c.treetext = plain::text(model);
+        else for (uint64_t side : plain::groups(model)) c.groups.push_back({ side, 0, false });
+        zelrun((trial < 3 ? "piwe-;" : "piwe=3;") + std::string("hold 100;") + forcetext(c, taxa));
+        zelrun("ienum;");
+        ASSERT_FALSE(zelfailed());
+        ASSERT_EQ(trees_in_mem, 1);
+        EXPECT_EQ(plain::shape(kept(0)), plain::shape(model));
+        constexpr unsigned long CHOOSING = taxa * taxa * 2 * taxa / 2, ROUNDS = 2, PLACES = taxa * 2 * taxa;
+        EXPECT_LE(numrearrangs, CHOOSING + ROUNDS * PLACES);
+    }
+    zelrun("piwe-;force];");
+}
+
+// All legal trees are optimal, so each is found, and no other: groups that must be and must not be, with taxa that float.
+TEST(ConstrainedSearch, FindsEachLegalTreeWhenTheDataTellNothing)
+{
+    std::mt19937 rng(410);
+    rulefor plainly(nocollapse);
+    for (int trial = 0; trial < atmost(120); ++trial) {
+        int taxa = 5 + trial % 3;
+        use(plain::blankmatrix(taxa, 2));
+        constraintset c = randomconstraints(rng, taxa, trial % 3, trial / 3 % 4, trial % 4 == 3, trial % 5 * 10);
+        if (c.groups.empty() && c.treetext.empty()) continue;
+        std::vector<plain::tree> legal = legaltrees(taxa, c);
+        zelrun("hold 1000;" + forcetext(c, taxa) + "ienum;");
+        if (legal.empty()) {
+            EXPECT_TRUE(zelfailed()) << forcetext(c, taxa);
+            continue;
+        }
+        ASSERT_FALSE(zelfailed()) << forcetext(c, taxa);
+        EXPECT_EQ(shapesof(allkept()), shapesof(legal)) << forcetext(c, taxa);
+    }
+    zelrun("force];hold 100;");
 }
 
 // Against the neighbours themselves: none that is legal is better, and the tree is legal.

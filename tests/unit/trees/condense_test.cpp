@@ -328,3 +328,11 @@ TEST(Condense, NodesOfTheTagTreeGoByTheirTags)
     EXPECT_EQ(tagged(), (std::map<uint64_t, std::string>{ { 0b111110, "" } }));
     zelrun("ttags - ;");
 }
+
+TEST(Condense, QuickCollapsingIsSwitched)
+{
+    EXPECT_EQ(zelrun("qcollapse - ;"), "Quick collapse is OFF \n");
+    EXPECT_EQ(quick_collapse, 0);
+    EXPECT_EQ(zelrun("qcollapse = ;"), "Quick collapse is ON \n");
+    EXPECT_EQ(quick_collapse, 1);
+}

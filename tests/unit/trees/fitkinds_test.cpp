@@ -165,11 +165,11 @@ int fewest(const data &m, int c)
     return least - 1;
 }
 
-uint32_t statesseen(const data &m, int c)
+uint32_t statesseen(const data &m, int c, bool activeonly = false)
 {
     uint32_t all = 0;
     for (int t = 0; t < m.taxa; ++t)
-        if (m.cells[t][c] != plain::ANY) all |= m.cells[t][c];
+        if (m.cells[t][c] != plain::ANY && (m.taxactive[t] || !activeonly)) all |= m.cells[t][c];
     return all;
 }
 
@@ -203,6 +203,8 @@ std::vector<double> homoplasies(const world &w, const tree &t, int g, bool soft)
             }
         return h;
     }
+    seen = statesseen(w.m, c, true);
+    low = std::countr_zero(seen), high = std::bit_width(seen) - 1;
     if (!w.m.additive[c] || !(seen & (seen - 1))) return { double(stepson(onechar(w.m, c), t, soft)) + base - fewest(w.m, c) };
     std::vector<double> h;
     for (int s = low; s < high; ++s) h.push_back(double(stepson(splitchar(w.m, c, ~((2u << s) - 1)), t, soft)) + base - 1);
