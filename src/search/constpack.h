@@ -23,7 +23,7 @@ extern int use_treeconstraints;          // a tree constraint is in force in thi
 extern int numcpos, numcneg;             // fields in use
 extern int cncpos, cncneg;               // cells
 extern uint32_t *cpempos, *cpemneg;      // rows of the sets; null: no constraints of the kind
-extern uint32_t *cneginfomsk;            // per cell of cncneg: fields in use (that bind, in a Wagner tree)
+extern uint32_t *cneginfomsk;            // per cell of cncneg: fields in use (that bind, while a tree grows)
 
 inline bool constrained()                { return cpempos || cpemneg || use_treeconstraints; }
 

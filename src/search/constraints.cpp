@@ -335,5 +335,6 @@ void checkconstraints()
 static bool treeisok(int t) { return fulfils_constraints(mem_tree[t]); }
 static int violatedby(const int *tree) { return violations(tree, false); }
 
-[[maybe_unused]] static const bool filled = (mono_isok = fulfils_constraints, check_constraints = checkconstraints, meetsconstraints = treeisok,
-                                             count_violations = violatedby, mark_constnodz_to_keep = keep_demanded_nodes, true);
+[[maybe_unused]] static const bool filled = (mono_isok = fulfils_constraints, meetsconstraints = treeisok,
+                                             count_violations = violatedby, check_constraints = checkconstraints,
+                                             mark_constnodz_to_keep = keep_demanded_nodes, true);

@@ -253,8 +253,6 @@ int indexgroups(const std::string &set)
     return -1;
 }
 
-class Published : public testing::TestWithParam<const char *> {};
-
 // Rooted on taxon 0, an unrooted group of two or more is the side that lacks it.
 groupset unrooted(plaintree tree)
 {
@@ -264,30 +262,6 @@ groupset unrooted(plaintree tree)
     std::erase_if(groups, [](const taxonset &g) { return int(g.size()) == nt - 1; });
     return groups;
 }
-
-TEST_P(Published, CollectionHasItsKnownStrictConsensus)
-{
-    std::string set = GetParam(), path = datafile("trees/" + set + ".tre");
-    if (path.empty()) GTEST_SKIP() << "test data absent";
-    std::vector<std::string> names;
-    collection c;
-    c.trees = newicktrees(readfile(path), names);
-    ASSERT_GT(c.trees.size(), 1u);
-    auto answer = newicktrees(readfile(datafile("trees/" + set + "_strict.tre")), names);
-    readtaxa(int(names.size()));
-    for (auto &t : c.trees) {
-        t.resize(nodz);
-        ASSERT_TRUE(reroot(t.data(), 0));
-    }
-    c.excluded.assign(nt, 0);
-    plaintree table = strictof(c, TABLE);
-    EXPECT_EQ(table, strictof(c, LOWBUDGET));
-    EXPECT_EQ(unrooted(table), unrooted(answer.at(0)));
-    EXPECT_EQ(int(unrooted(table).size()), indexgroups(set));
-}
-
-INSTANTIATE_TEST_SUITE_P(Newick, Published, testing::Values("boot200taxa", "hrv_20", "pythonidae_mlboots_newick"),
-                         [](auto &set) { return std::string(set.param); });
 
 class PublishedNative : public testing::TestWithParam<const char *> {};
 
