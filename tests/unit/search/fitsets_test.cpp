@@ -364,6 +364,7 @@ TEST(WeightingSets, SetsOfOneCharacterAreNoSets)
 
 TEST(WeightingSets, MoreThanASetCodeCanTellAreRefused)
 {
+    zelrun("");                      // boots
     EXPECT_TRUE(safecall([] { refuse_too_many_sets(MOSTWEIGHTSETS); }));
     EXPECT_FALSE(safecall([] { refuse_too_many_sets(MOSTWEIGHTSETS + 1); }));
     EXPECT_NE(zelrun("").find("Sorry, cannot run searches with more than 268435455 active weight sets"), std::string::npos);
