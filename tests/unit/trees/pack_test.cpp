@@ -286,6 +286,7 @@ struct narrowed {                  // on top of an image of the same data
 
 TEST(Pack, FieldsOf16BitsScoreAndCostAsPlainOptimizationDoes)
 {
+    zelrun("xwipe; mxram 64;");
     std::mt19937 rng(103);
     const mixed::kind wide[] = {
         { "unit weights",     { 32, 16, 10, 10, 0, 0, 0, 1, 1 },  0,  mixed::ANYCOSTS,   0 },

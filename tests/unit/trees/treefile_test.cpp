@@ -327,7 +327,7 @@ TEST(Autosave, WritesAllTreesByTurns)
     datafor(6);
     zelrun("tread (0 (1 2) (3 4 5));");
     std::string base = path("auto"), header = "tread 'tree(s) from ZEL, for data in " + path("taxa6.zel") + "'\n";
-    zelrun("tsave ! 0:0:30 *" + base + ";");
+    zelrun("tsave ! 10:0:0 *" + base + ";");
     EXPECT_TRUE(autosave_results);
     autosave_the_results();
     EXPECT_FALSE(fs::exists(base + "-1"));               // not due

@@ -149,7 +149,7 @@ TEST(Treegroups, AreRefusedWithoutChangingAny)
 
 TEST(Treegroups, AreAsManyAsAskedBeforeReadingData)
 {
-    zelrun("xwipe;");
+    zelrun("xwipe; mxram 64;");
     for (int groups : { 1, 32, 33, 100, 1024 }) {
         zelrun("xwipe; tgroup +" + std::to_string(groups) + ";");
         EXPECT_EQ(num_treegroups, groups);
