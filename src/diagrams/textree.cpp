@@ -413,7 +413,7 @@ static void print_a_line(const canvas &c, int l, std::string *out)
     });
 }
 
-// Esc is asked for now and then, by the amount written.
+// Esc is polled by the amount written: a wide tree may take long over one line.
 static void printlines(const canvas &c)
 {
     constexpr size_t POLLBYTES = 1 << 16;
