@@ -43,12 +43,8 @@ void samescans(unsigned seed, int order)
             clusters_on = 1;
             optimize_for_swap(tree.data());
             for (int step = 0; step < 60; ++step) {
-                int x = 1 + plain::below(rng, hinod - 1);
+                auto [x, s, nroots, ndests] = cliprandomly(rng);
                 if (x == ntax) continue;
-                int s = sis[x], nroots, ndests;
-                clip_subtree(x);
-                reassign_clusters(x, s, &nroots, &ndests);
-                reoptimize_after_clip(s, x);
                 const uint32_t *set = x < ntax ? dnset(x) : branchset(lef[x]);
                 for (int i = 0; i < ndests; ++i)
                     for (double bound : { 0.0, 3.0, 8.0, 20.0, NOBOUND }) {

@@ -81,3 +81,19 @@ template<class F> void foreachkernel(F f)
     }
     force_kernels("");
 }
+
+// A subtree clipped at random, x from its sister s, with the counts of clusters of roots and destinations.
+// The root cannot be clipped: for it, x is ntax and nothing is done.
+struct aclip { int x, s, nroots = 0, ndests = 0; };
+
+inline aclip cliprandomly(std::mt19937 &rng)
+{
+    aclip c;
+    c.x = 1 + plain::below(rng, hinod - 1);
+    c.s = sis[c.x];
+    if (c.x == ntax) return c;
+    clip_subtree(c.x);
+    reassign_clusters(c.x, c.s, &c.nroots, &c.ndests);
+    reoptimize_after_clip(c.s, c.x);
+    return c;
+}

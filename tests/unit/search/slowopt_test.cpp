@@ -158,12 +158,8 @@ void manymoves()
         clusters_on = 1;
         double score = optimize_for_swap(tree.data());
         for (int move = 0; move < 80; ++move) {
-            int x = 1 + plain::below(rng, hinod - 1);
+            auto [x, s, nroots, ndests] = cliprandomly(rng);
             if (x == ntax) continue;
-            int s = sis[x], nroots, ndests;
-            clip_subtree(x);
-            reassign_clusters(x, s, &nroots, &ndests);
-            reoptimize_after_clip(s, x);
             int k = rootlist[plain::below(rng, nroots)], r = clusmat[k].roots[plain::below(rng, clusmat[k].nroots)];
             int j = deslist[plain::below(rng, ndests)], to = clusmat[j].nodes[plain::below(rng, clusmat[j].ndests)];
             if (x < ntax) r = x;
