@@ -1,5 +1,4 @@
 #include "compare/replicas.h"
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include "data/matrix.h"
@@ -62,8 +61,7 @@ void runreplica(int r, const char *text)
 {
     ranseed = seeds[r];
     randinit();
-    int step = get_slopy_seeds();
-    seeds[r + 1] = step ? int((unsigned(seeds[r]) + unsigned(step)) & INT_MAX) : chkseed(seeds, r + 1, rand());
+    seeds[r + 1] = nextseed(seeds, r + 1);
     droptrees(0);
     suboptimal = relative_suboptimal = 0;
     jaking = 1;

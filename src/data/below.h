@@ -35,6 +35,9 @@ extern uint8_t dopiwe;           // it is on
 void implied_datamem();          // its tables in the data layer
 void implied_data_dropped();
 
+// search: settings that suit the data just read
+void initialize_autoset();
+
 // search: minima of Sankoff characters
 void autosearch_all_sank_minima();             // finds those of all active ones by searches; says how many
 

@@ -188,6 +188,7 @@ void finishmatrix(const char *name)
     laytreebuffer(STARTTREES);
     if (admit_typos) allocate_name_matching();
     defined_ref = 0;
+    if (!ss_recurse_level) initialize_autoset();         // a sector leaves the settings to what it is part of
 }
 
 unread::~unread()

@@ -72,6 +72,7 @@ void data_were_dropped()
 
 void drop_all_data()
 {
+    if (ss_recurse_level) errmsg("Data can't be replaced during the analysis of sectors", nullptr);
     if (datatag) wipetag(&datatag);
     if (datonlytag) wipetag(&datonlytag);
     data_were_dropped();

@@ -57,8 +57,16 @@ static std::string quoted()
     return text;
 }
 
+// The quotes of the title are not for the macro language.
+struct noquotes {
+    int was = ignore_quotes;
+    noquotes()  { ignore_quotes = 1; }
+    ~noquotes() { ignore_quotes = was; }
+};
+
 static void title()
 {
+    noquotes whilehere;
     if (!gotc('\'')) return;
     std::string text = utf8(quoted());
     if (text.empty()) return;
@@ -155,7 +163,7 @@ void read_matrix(long nchars, long ntaxa, int fill)
 
 void xreadcom()
 {
-    int c = gtnb();
+    int c = [] { noquotes whilehere; return gtnb(); }();
     switch (c) {
     case '!': case '*': case '-': case ':': case '[':
         savedatcom(c);

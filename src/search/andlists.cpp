@@ -2,6 +2,7 @@
 #include "search/evaldata.h"
 #include "kernel/arena.h"
 #include "kernel/errors.h"
+#include "trees/imagevars.h"
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -14,6 +15,8 @@ static uint32_t *interrows, *interbackups;
 constexpr int MOSTOPEN = 16;         // fields of a cell
 static int *openlists;               // by number of open fields, foldcells each
 static uint32_t *openfilters;
+
+[[maybe_unused]] static const keptwithimage ofimage(ands_on, and_list, nand_list, and_steps, and_filter, interrows, interbackups, openlists, openfilters);
 
 void andmem()
 {

@@ -24,7 +24,7 @@
 #include <cstdio>
 #include <string>
 
-int skip_spr_phase;
+int skip_spr_phase, use_late_plandsch_errmarg;
 bbreaksettings bbreaks = { 1, 1, 0 };
 
 // --- swapping all trees -------------------------------------------------------------------
@@ -83,7 +83,7 @@ bbreakresult runbbreak(double startscore)
             schgettree(mem_tree[i]);
             score = bbreaks.usetbr ? tbrswap(anx, 0, maxtrees) : sprswap(anx, 0, maxtrees);
         } else score = swaptree_in_place(i);
-        if (suboptimal > 0) score = std::min(score, suboptimal_limit - suboptimal);
+        if (suboptimal > 0) score = std::min(score, score_of_limit());
         bool improved = lessthan(score, r.best);
         if (improved) r.best = overall_bestscore = score;
         if (userstop) break;
@@ -153,8 +153,6 @@ static void inters()
     gtnb();
     setinters(1, c == '2');
 }
-static void stratswap() { notyetoption("stratswap"); }
-static void none() {}
 
 static const optrow bbreakopts[] = {
     optstore("tbr", &bbreaks.usetbr, 1, "swap with TBR"),
@@ -172,7 +170,7 @@ static const optrow bbreakopts[] = {
     optcall("nointers", nointers, "clusters use unions only (default); with \":\" only"),
     optcall("inters", inters, "clusters have intersections too; inters 2: cells with most to decide first; with \":\" only"),
     optflag("preproc", &use_prearrangs, "with \"nomulpars\": branches that cost most are clipped first"),
-    optcall("stratswap", stratswap, "(not available yet)"),
+    optflag("stratswap", &use_late_plandsch_errmarg, "landmarks: the margin of error goes through its stages in each swap (no effect on other data)"),
     optend()
 };
 
@@ -188,6 +186,7 @@ void show_bbreak_options()
     joinem("\n     * Mulpars is ", bbreaks.mulpars ? "ON" : "OFF", nullptr);
     joinem(use_safe_unclip ? "\n     * Using safe unclip" : "\n     * Using quick unclip", nullptr);
     if (randomize_clipping_sequence) joinem("\n     * Randomizing clipping sequence", nullptr);
+    if (user_wants_ands) joinem("\n     * Node clusters use union/intersection", nullptr);
     if (use_alt_bit_searches) joinem("\n     * Using 64 bits when possible", nullptr);
     newln();
 }

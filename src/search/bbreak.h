@@ -2,6 +2,7 @@
 #pragma once
 
 extern int skip_spr_phase;       // "mult" swaps its Wagner trees without an SPR pass first; starts at 0
+extern int use_late_plandsch_errmarg;   // swaps of landmarks go through the stages of their margin of error; starts at 0
 
 struct bbreaksettings {
     int usetbr;                  // TBR, else SPR; starts at 1

@@ -5,9 +5,11 @@
 #include "search/evaldata.h"
 #include "search/fits.h"
 #include "search/slowopt.h"
+#include "trees/imagevars.h"
 #include <cassert>
 
 clipstates clipstate;
+[[maybe_unused]] static const keptwithimage ofimage(clipstate);
 
 // ---- Surgery -------------------------------------------------------------------------------
 

@@ -4,6 +4,7 @@
 #include "search/evaldata.h"
 #include "kernel/arena.h"
 #include "kernel/errors.h"
+#include "trees/imagevars.h"
 #include <algorithm>
 #include <cassert>
 #include <cstring>
@@ -23,6 +24,10 @@ static int movessince;                     // moves made since the last partitio
 constexpr int REPARTITION = 20;            // a node that moves stays in its cluster; after so many moves pieces are made anew
 constexpr int CLUSTERROOM = 17;            // nodes a cluster may hold above clustersize
 
+[[maybe_unused]] static const keptwithimage ofimage(clusmat, isinclu, numclusters, maxclustnum, tree_start, nodeisfix, rootlist, deslist,
+    unionrows, unionbackups, members, memberstart, piecesize, pieceof, visit, inclip, clipstamp, ownlists, ownroom, touched, ntouched,
+    movessince);
+
 // A sector is a small tree: clusters of the usual size would be few and loose.
 static int nodesacluster()
 {
@@ -31,7 +36,7 @@ static int nodesacluster()
     return ss_recurse_level ? std::max(LEAST, std::min(size, ntax / SECTORSHARE)) : size;
 }
 
-static int clusternumber()                 // enough for every partition of hinod nodes
+int clusternumber()                 // enough for every partition of hinod nodes
 {
     constexpr int SLACK = 7, MAXDIVISOR = 20, FEWEST = 15;
     int size = nodesacluster(), d = std::clamp(size - SLACK, 1, MAXDIVISOR), m = hinod / d, n = m + m / 5;

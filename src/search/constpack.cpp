@@ -5,10 +5,14 @@
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/errors.h"
+#include "trees/imagevars.h"
+#include "trees/reduce.h"
+#include "trees/pack.h"
 #include "trees/scratch.h"
 #include "trees/treemodel.h"
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cstring>
 #include <functional>
 #include <numeric>
@@ -29,10 +33,20 @@ static bool entered;                         // the sets are those of its pieces
 static bool regionsknown;                    // region is that of the tree being swapped
 
 static int *posgroup;                        // per positive field, the user's number of the constraint
-static grouptree hardconst;                  // of the tree constraint
+static grouptree userconst, perthardconst;   // of the tree constraint: the user's, and one for a part of a search
+grouptree *hardconst = &userconst;           // the one in force
 static int *matched;                         // per node: the group of hardconst that it has, or -1
 static uint8_t *isfix;                       // the same as a byte
 static int *region;                          // per node: the nearest ancestor that has one, or the root
+static struct { int *matched; uint8_t *isfix; int *region, *nodelist; int use_treeconstraints; } ofuser;   // while another is in force
+
+// Of a sector that is about to open.
+static uint32_t *gathered;                   // sets of its terminals, those of constraints that bind in it first
+static int gatheredpos, gatheredneg;         // of each kind
+static int *gatheredtree;                    // groups of the tree constraint in it; null: none
+
+[[maybe_unused]] static const keptwithimage ofimage(use_treeconstraints, numcpos, numcneg, cncpos, cncneg, cpempos, cpemneg, cneginfomsk, rowsize,
+    once, twice, nodelist, clip, entered, regionsknown, posgroup, userconst, perthardconst, hardconst, ofuser, matched, isfix, region);
 
 static uint32_t *set(int node, int which) { return cpempos + (size_t(node) * CONSTSETS + which) * rowsize; }
 
@@ -144,16 +158,16 @@ static bool forbidden(sides neg, sides pos)
 template<class F> static bool anygroup(sides s, F f)
 {
     hiscratch scratch;
-    int *in = zhi<int>(hardconst.slots), *out = zhi<int>(hardconst.slots);
+    int *in = zhi<int>(hardconst->slots), *out = zhi<int>(hardconst->slots);
     for (int t = 0; t < ntax; ++t) {
         int a = s.in[t / 64] >> t % 64 & 1, b = s.out[t / 64] >> t % 64 & 1;
-        for (int n = hardconst.anc[t]; a | b; n = hardconst.anc[n]) {
+        for (int n = hardconst->anc[t]; a | b; n = hardconst->anc[n]) {
             in[n] += a;
             out[n] += b;
             if (n == ntax) break;
         }
     }
-    for (int n = ntax + 1; n < hardconst.slots; ++n)
+    for (int n = ntax + 1; n < hardconst->slots; ++n)
         if (f(in[n], out[n], in[ntax] - in[n], out[ntax] - out[n])) return true;
     return false;
 }
@@ -185,6 +199,17 @@ void chk_constraint_coherence()
     errmsg(incoherence, nullptr);
 }
 
+static void laygroups(const int *tree)
+{
+    makegrouptree(hardconst, tree, ntax, hinod, loram);
+    enteralltaxa(hardconst);
+    for (int n = ntax + 1; n < hardconst->slots; ++n) use_treeconstraints |= hardconst->count[n] <= ntax - 2;
+    if (!use_treeconstraints) return;
+    matched = lo<int>(hinod);
+    region = lo<int>(hinod);
+    isfix = zlo<uint8_t>(hinod);
+}
+
 static void packhardconst()
 {
     use_treeconstraints = 0;
@@ -195,14 +220,8 @@ static void packhardconst()
     prunetaxa(tree, taxact);
     if (tree[outgroup] != nt) reroot(tree, outgroup);
     pack_one_tree(tree);
-    makegrouptree(&hardconst, tree, ntax, hinod, loram);
+    laygroups(tree);
     hiset(mark);
-    for (int t = 0; t < ntax; ++t) entertaxon(&hardconst, t);
-    for (int n = ntax + 1; n < hardconst.slots; ++n) use_treeconstraints |= hardconst.count[n] <= ntax - 2;
-    if (!use_treeconstraints) return;
-    matched = lo<int>(hinod);
-    region = lo<int>(hinod);
-    isfix = zlo<uint8_t>(hinod);
 }
 
 static void writerows(const sides *s, int number, int firstcell, int cells)
@@ -226,13 +245,36 @@ static void negativesbind(int number)            // all of them, as in a complet
     }
 }
 
-void repack_consts()
+static void noconsts()
 {
     numcpos = numcneg = cncpos = cncneg = use_treeconstraints = 0;
     cpempos = cpemneg = cneginfomsk = nullptr;
-    incoherence = nullptr;
     clip = -1;
     negatives_bind = 1;
+}
+
+// Rows for so many constraints of each kind.
+static void layrows(int pos, int neg)
+{
+    numcpos = pos;
+    numcneg = neg;
+    cncpos = (numcpos + PERCELL - 1) / PERCELL;
+    cncneg = (numcneg + PERCELL - 1) / PERCELL;
+    rowsize = cncpos + cncneg;
+    nodelist = lo<int>(hinod + 1);
+    if (!rowsize) return;
+    cpempos = lo<uint32_t>(size_t(hinod) * CONSTSETS * rowsize);
+    once = lo<uint32_t>(rowsize);
+    twice = lo<uint32_t>(rowsize);
+    cneginfomsk = lo<uint32_t>(std::max(1, cncneg));
+    cpemneg = numcneg ? cpempos : nullptr;
+    negativesbind(numcneg);
+}
+
+void repack_consts()
+{
+    noconsts();
+    incoherence = nullptr;
     if (!constraints_in_force()) return;
     posgroup = lo<int>(constnum + 1);
     packhardconst();
@@ -241,20 +283,9 @@ void repack_consts()
     numcpos = readsides(constmat, constnum, pos, posgroup);
     numcneg = readsides(anticonstmat, anticonstnum, neg, nullptr);
     comparesides(pos, neg);
-    cncpos = (numcpos + PERCELL - 1) / PERCELL;
-    cncneg = (numcneg + PERCELL - 1) / PERCELL;
-    rowsize = cncpos + cncneg;
-    nodelist = lo<int>(hinod + 1);
-    if (!rowsize) return;
-    uint32_t *rows = lo<uint32_t>(size_t(hinod) * CONSTSETS * rowsize);
-    once = lo<uint32_t>(rowsize);
-    twice = lo<uint32_t>(rowsize);
-    cneginfomsk = lo<uint32_t>(std::max(1, cncneg));
-    cpempos = rows;
+    layrows(numcpos, numcneg);
     writerows(pos, numcpos, 0, cncpos);
     writerows(neg, numcneg, cncpos, cncneg);
-    negativesbind(numcneg);
-    cpemneg = numcneg ? rows : nullptr;
 }
 
 // --- sets ---------------------------------------------------------------------------------
@@ -272,6 +303,27 @@ static void joinrows(const uint32_t *a, const uint32_t *b, uint32_t *to)
 {
     uint32_t feet;
     for (int i = 0; i < rowsize; ++i) to[i] = join(a[i], b[i], &feet);
+}
+
+// The same where something may have changed: whether it did.
+static bool rejoinrows(const uint32_t *a, const uint32_t *b, uint32_t *to)
+{
+    uint32_t feet, changed = 0;
+    for (int i = 0; i < rowsize; ++i) {
+        uint32_t now = join(a[i], b[i], &feet);
+        changed |= now ^ to[i];
+        to[i] = now;
+    }
+    return changed;
+}
+
+static void countjoin(const uint32_t *a, const uint32_t *b)
+{
+    for (int i = 0; i < rowsize; ++i) {
+        uint32_t feet = emptyfeet(a[i] & b[i]);
+        twice[i] |= once[i] & feet;
+        once[i] |= feet;
+    }
 }
 
 static int listpiece(int top)
@@ -319,11 +371,51 @@ static void makeallsets()
     if (clip >= 0) makesets(clip);
 }
 
+static void copyrow(uint32_t *to, const uint32_t *from) { memcpy(to, from, size_t(rowsize) * sizeof *to); }
+
+// What lies beyond a node, and so its branch set and those of all below it, as far as something changes.
+static void renewbeyond(int top)
+{
+    int n = 0;
+    nodelist[n++] = top;
+    while (n) {
+        int k = nodelist[--n], a = swaptree[k];
+        const uint32_t *sister = set(sis[k], DOWN);
+        uint32_t *beyond = set(k, BEYOND);
+        bool changed = a == ntax ? memcmp(beyond, sister, size_t(rowsize) * sizeof *beyond) != 0 : rejoinrows(sister, set(a, BEYOND), beyond);
+        if (a == ntax) copyrow(beyond, sister);
+        joinrows(set(k, DOWN), beyond, set(k, FINAL));
+        if (!changed || k < ntax) continue;
+        nodelist[n++] = lef[k];
+        nodelist[n++] = rig[k];
+    }
+}
+
+// Terminal t was put on the branch of its sister, when all sets were those of the tree without it.  Groups change in
+// few places, so that this is much less than making them all.
+static void extendsets(int t)
+{
+    int d = sis[t], a = swaptree[t];
+    countjoin(set(t, DOWN), set(d, FINAL));
+    copyrow(set(a, BEYOND), set(d, BEYOND));
+    joinrows(set(d, DOWN), set(t, DOWN), set(a, DOWN));
+    joinrows(set(a, DOWN), set(a, BEYOND), set(a, FINAL));
+    joinrows(set(d, DOWN), set(a, BEYOND), set(t, BEYOND));
+    joinrows(set(t, DOWN), set(t, BEYOND), set(t, FINAL));
+    renewbeyond(d);
+    for (int k = a; k != ntax; k = swaptree[k]) {
+        renewbeyond(sis[k]);
+        int above = swaptree[k];
+        if (above == ntax || !rejoinrows(set(lef[above], DOWN), set(rig[above], DOWN), set(above, DOWN))) break;
+        joinrows(set(above, DOWN), set(above, BEYOND), set(above, FINAL));
+    }
+}
+
 // --- regions of the tree constraint -------------------------------------------------------
 
 void update_treeconstraints(const int *tree, const int *list, int n)
 {
-    matchgroups(&hardconst, tree, list, n, matched);
+    matchgroups(hardconst, tree, list, n, matched);
     for (int i = 0; i < n; ++i) isfix[list[i]] = matched[list[i]] >= 0;
     region[ntax] = ntax;
     for (int i = 0; i < n; ++i) {
@@ -349,7 +441,9 @@ void prepare_constraints(const int *tree)
     nodeisfix = use_treeconstraints ? isfix : nullptr;
     tree_start = -1;
     regionsknown = use_treeconstraints;
-    if (use_treeconstraints) update_treeconstraints(tree, optlist, noptlist);
+    if (!use_treeconstraints) return;
+    enteralltaxa(hardconst);             // a search that adds taxa one by one may have ended before the last
+    update_treeconstraints(tree, optlist, noptlist);
 }
 
 // The places of a clip are those of its region: what hangs from the same fixed node.  When it hangs from
@@ -385,7 +479,87 @@ bool isavalidpos(int root, int dest)
     return true;
 }
 
+// --- a tree constraint for a part of a search ---------------------------------------------
+
+// What is common to two trees is what the second one grew from the first: each group of the one is looked for
+// in the other, so no table of groups is needed.
+void a_tight_strict(const int *const pair[2], int *result)
+{
+    hiscratch scratch;
+    grouptree g;
+    int *list = hi<int>(hinod), *match = hi<int>(hinod), *number = hi<int>(hinod), *lower = hi<int>(hinod);
+    uint8_t *common = zhi<uint8_t>(hinod);
+    makegrouptree(&g, pair[0], ntax, hinod, hiram);
+    for (int t = 0; t < ntax; ++t) entertaxon(&g, t);
+    binmksis(pair[1]);
+    int n = binoptlist(list);
+    matchgroups(&g, pair[1], list, n, match);
+    for (int i = 0; i < n; ++i)
+        if (match[list[i]] >= 0) common[match[list[i]]] = 1;
+    binmksis(pair[0]);
+    n = binoptlist(list);
+    std::fill(result, result + hinod, 0);
+    int next = ntax + 1;
+    for (int i = 0; i < n; ++i) {
+        int k = list[i], up = k == ntax ? ntax : lower[pair[0][k]];
+        lower[k] = up;
+        if (k == ntax || !common[k]) continue;
+        number[k] = next++;
+        result[number[k]] = up;
+        lower[k] = number[k];
+    }
+    for (int t = 0; t < ntax; ++t) result[t] = lower[pair[0][t]];
+    result[ntax] = next;
+}
+
+temporary_constraint::temporary_constraint(const int *before, const int *after)
+{
+    assert(hardconst == &userconst);
+    const int *const pair[] = { before, after };
+    int *consensus = hi<int>(hinod);
+    a_tight_strict(pair, consensus);
+    makegrouptree(&perthardconst, consensus, ntax, hinod, hiram);
+    for (int t = 0; t < ntax; ++t) entertaxon(&perthardconst, t);
+    ofuser = { matched, isfix, region, nodelist, use_treeconstraints };
+    nodelist = hi<int>(hinod + 1);
+    matched = hi<int>(hinod);
+    region = hi<int>(hinod);
+    isfix = zhi<uint8_t>(hinod);
+    hardconst = &perthardconst;
+    use_treeconstraints = perthardconst.slots > ntax + 1;
+}
+
+temporary_constraint::~temporary_constraint()
+{
+    hardconst = &userconst;
+    matched = ofuser.matched;
+    isfix = ofuser.isfix;
+    region = ofuser.region;
+    nodelist = ofuser.nodelist;
+    use_treeconstraints = ofuser.use_treeconstraints;
+    nodeisfix = nullptr;
+    tree_start = -1;
+    regionsknown = false;
+}
+
 // --- collapsing ---------------------------------------------------------------------------
+
+// A whole tree may be kept while a partial one is growing: all taxa count for the while of that.
+namespace {
+struct wholetree {
+    uint8_t *counted = hi<uint8_t>(size_t(ntax));
+    wholetree()
+    {
+        memcpy(counted, hardconst->entered, size_t(ntax));
+        enteralltaxa(hardconst);
+    }
+    ~wholetree()
+    {
+        for (int t = 0; t < ntax; ++t)
+            if (!counted[t]) leavetaxon(hardconst, t);
+    }
+};
+}
 
 // Of the branches that can hold the step of a constraint, one must stand: the one nearest to the
 // terminals when the rule left none.
@@ -395,7 +569,8 @@ void constcollapser(const int *tree, int *support)
     hiscratch scratch;
     if (use_treeconstraints) {
         int *match = hi<int>(hinod);
-        matchgroups(&hardconst, tree, optlist, noptlist, match);
+        wholetree all;
+        matchgroups(hardconst, tree, optlist, noptlist, match);
         for (int i = 0; i < noptlist; ++i)
             if (match[optlist[i]] >= 0) support[optlist[i]] = 1;
     }
@@ -461,21 +636,20 @@ void start_constrained_wagner(const int *taxa, int n)
 {
     if (!constrained()) return;
     negatives_bind = 1;
-    regionsknown = false;
+    regionsknown = entered = false;
     if (cpempos) {
         cnegsets = zhi<uint32_t>(cncneg + 1);
         cnegsinglesets = zhi<uint32_t>(cncneg + 1);
         for (int i = 0; i < n; ++i) countstates(taxa[i], true);
     }
     if (!use_treeconstraints) return;
-    leavealltaxa(&hardconst);
-    for (int i = 0; i < n; ++i) entertaxon(&hardconst, taxa[i]);
+    leavealltaxa(hardconst);
+    for (int i = 0; i < n; ++i) entertaxon(hardconst, taxa[i]);
 }
 
-void enter_taxon(int t)
+void enter_taxon(int t)               // the sets of the tree so far serve for all taxa
 {
     clip = t;
-    entered = false;
     if (cpemneg) countstates(t, false);
 }
 
@@ -483,19 +657,19 @@ int legal_nodes(int t, int *list, int *top)
 {
     int n = 0;
     noptlist = binoptlist(optlist);
-    matchgroups(&hardconst, swaptree, optlist, noptlist, matched, 1);     // with t one more is left out
-    int home = hardconst.anc[t];
-    while (!hardconst.count[home]) home = hardconst.anc[home];
+    matchgroups(hardconst, swaptree, optlist, noptlist, matched, 1);     // with t one more is left out
+    int home = hardconst->anc[t];
+    while (!hardconst->count[home]) home = hardconst->anc[home];
     // the top of the part of the tree that has the taxa of that group placed so far
     int u = 0;
-    while (!hardconst.entered[hardconst.terminal[u]] || smallestgroup(&hardconst, std::min(u, hardconst.rank[t]), std::max(u, hardconst.rank[t])) != home) ++u;
-    int at = hardconst.terminal[u];
-    while (at != ntax && (at < ntax ? 1 : hardconst.held[at]) < hardconst.count[home]) at = swaptree[at];
+    while (!hardconst->entered[hardconst->terminal[u]] || smallestgroup(hardconst, std::min(u, hardconst->rank[t]), std::max(u, hardconst->rank[t])) != home) ++u;
+    int at = hardconst->terminal[u];
+    while (at != ntax && (at < ntax ? 1 : hardconst->held[at]) < hardconst->count[home]) at = swaptree[at];
     *top = at == ntax ? sis[0] : at;
     // what has a group to which t does not belong is entered no further
     auto closed = [&](int k) {
         if (k < ntax) return true;
-        return matched[k] >= 0 && smallestgroup(&hardconst, std::min(hardconst.rank[t], hardconst.first[k]), std::max(hardconst.rank[t], hardconst.last[k])) != matched[k];
+        return matched[k] >= 0 && smallestgroup(hardconst, std::min(hardconst->rank[t], hardconst->first[k]), std::max(hardconst->rank[t], hardconst->last[k])) != matched[k];
     };
     if (!closed(*top)) list[n++] = *top;
     for (int i = 0; i < n; ++i)
@@ -507,9 +681,9 @@ int legal_nodes(int t, int *list, int *top)
 void settle_taxon(int t)
 {
     clip = -1;
-    entered = false;
+    if (entered) extendsets(t);
     if (cpemneg) countstates(t, true);
-    if (use_treeconstraints) entertaxon(&hardconst, t);
+    if (use_treeconstraints) entertaxon(hardconst, t);
 }
 
 bool whole_tree_ok()
@@ -524,6 +698,123 @@ bool whole_tree_ok()
     for (int i = 0; i < cncneg; ++i)
         if (cneginfomsk[i] & ~twice[cncpos + i]) return false;
     return true;
+}
+
+// --- sectors --------------------------------------------------------------------------------
+
+// First-pass sets of the whole tree, and per cell the fields that have a step outside the sector.
+static void setsofwhole(const constsector &s, uint32_t *beyond, uint32_t *stepsoutside)
+{
+    int n = listpiece(ntax);
+    uint8_t *counted = zhi<uint8_t>(hinod);          // in the sector, or on the path to it
+    for (int i = 0; i < s.ninner; ++i) counted[s.inner[i]] = 1;
+    for (int i = 0; i < s.npath; ++i) counted[s.path[i]] = 1;
+    for (int i = n - 1; i >= 0; --i) {
+        int k = nodelist[i];
+        const uint32_t *a = set(lef[k], DOWN), *b = set(rig[k], DOWN);
+        for (int c = 0; c < rowsize; ++c) {
+            uint32_t feet;
+            set(k, DOWN)[c] = join(a[c], b[c], &feet);
+            if (!counted[k]) stepsoutside[c] |= feet;
+        }
+    }
+    std::copy_n(set(0, DOWN), rowsize, beyond);
+    for (int i = s.npath - 2; i >= 0; --i) {
+        const uint32_t *sister = set(sis[i ? s.path[i - 1] : s.base], DOWN);
+        for (int c = 0; c < rowsize; ++c) {
+            uint32_t feet;
+            beyond[c] = join(beyond[c], sister[c], &feet);
+            stepsoutside[c] |= feet;
+        }
+    }
+}
+
+// Copies the fields for which two terminals lack each state (any tree does as well for the others).  A negative
+// constraint with a step outside has another one in the sector, or it would be violated.
+static int takefields(const uint32_t *rows, const uint32_t *without, int nterminals, int first, int fields,
+                      uint32_t *to, int from)
+{
+    int kept = 0;
+    for (int k = 0; k < fields; ++k) {
+        int c = first + k / PERCELL, bit = k % PERCELL * 2;
+        if (without && without[c] >> bit & 1) continue;
+        uint32_t lackonce = 0, lacktwice = 0;
+        for (int t = 0; t < nterminals; ++t) {
+            uint32_t lacks = ~(rows[size_t(t) * rowsize + c] >> bit) & FLOATS;
+            lacktwice |= lackonce & lacks;
+            lackonce |= lacks;
+        }
+        if (lacktwice != FLOATS) continue;
+        int toc = from + kept / PERCELL, tobit = kept % PERCELL * 2;
+        for (int t = 0; t < nterminals; ++t) {
+            uint32_t field = rows[size_t(t) * rowsize + c] >> bit & FLOATS;
+            to[size_t(t) * rowsize + toc] &= ~((FLOATS & ~field) << tobit);
+        }
+        ++kept;
+    }
+    return kept;
+}
+
+// The reduced tree, with those nodes only that have a group.
+static int *groupsof(const constsector &s)
+{
+    int n = listpiece(ntax), *tree = hi<int>(2 * s.nterminals), *number = hi<int>(2 * s.nterminals), any = 0;
+    matchgroups(hardconst, s.whole, nodelist, n, matched);
+    int next = s.nterminals;
+    for (int i = 0; i <= s.ninner; ++i) {            // the root, the base, others breadth first
+        int k = s.nterminals + i, node = i ? s.inner[i - 1] : -1;
+        bool stands = i < 1 || matched[node] >= 0;
+        any += i > 1 && stands;
+        number[k] = stands ? next++ : number[s.reduced[k]];
+        if (stands) tree[number[k]] = i ? number[s.reduced[k]] : 0;
+    }
+    for (int t = 0; t < s.nterminals; ++t) tree[t] = number[s.reduced[t]];
+    tree[s.nterminals] = next;
+    return any ? tree : nullptr;
+}
+
+void gather_consts(const constsector &s)
+{
+    gatheredpos = gatheredneg = 0;
+    gatheredtree = nullptr;
+    if (!constrained()) return;
+    if (use_treeconstraints) gatheredtree = groupsof(s);
+    if (!cpempos) return;
+    uint32_t *beyond = hi<uint32_t>(rowsize), *stepsoutside = zhi<uint32_t>(rowsize);
+    uint32_t *rows = hi<uint32_t>(size_t(s.nterminals) * rowsize);
+    setsofwhole(s, beyond, stepsoutside);
+    std::copy_n(beyond, rowsize, rows);
+    for (int t = 1; t < s.nterminals; ++t) std::copy_n(set(s.terminals[t], DOWN), rowsize, rows + size_t(t) * rowsize);
+    gathered = hi<uint32_t>(size_t(s.nterminals) * rowsize);
+    std::fill(gathered, gathered + size_t(s.nterminals) * rowsize, ~0u);
+    gatheredpos = takefields(rows, nullptr, s.nterminals, 0, numcpos, gathered, 0);
+    gatheredneg = takefields(rows, stepsoutside, s.nterminals, cncpos, numcneg, gathered, cncpos);
+}
+
+size_t const_bytes(int terminals)
+{
+    if (!constrained()) return 0;
+    size_t nodes = 2 * size_t(terminals), levels = size_t(std::bit_width(unsigned(terminals)));
+    return nodes * (size_t(CONSTSETS) * (cpempos ? rowsize : 0) + 16 + levels) * sizeof(int) + 1024;
+}
+
+void reduce_consts()
+{
+    const int wasrow = rowsize, negfrom = cncpos;
+    noconsts();
+    hardconst = &userconst;
+    if (gatheredtree) laygroups(gatheredtree);
+    if (!gatheredpos && !gatheredneg) {
+        rowsize = 0;
+        nodelist = lo<int>(hinod + 1);
+        return;
+    }
+    layrows(gatheredpos, gatheredneg);
+    for (int t = 0; t < ntax; ++t) {
+        const uint32_t *from = gathered + size_t(t) * wasrow;
+        std::copy_n(from, cncpos, set(t, DOWN));
+        std::copy_n(from + negfrom, cncneg, set(t, DOWN) + cncpos);
+    }
 }
 
 // --- exact searches -----------------------------------------------------------------------
@@ -564,10 +855,10 @@ void enter_in_order(int k)
 
 void settle_in_order(int k)
 {
-    if (use_treeconstraints) entertaxon(&hardconst, entryorder[k]);
+    if (use_treeconstraints) entertaxon(hardconst, entryorder[k]);
 }
 
 void leave_in_order(int k)
 {
-    if (use_treeconstraints) leavetaxon(&hardconst, entryorder[k]);
+    if (use_treeconstraints) leavetaxon(hardconst, entryorder[k]);
 }

@@ -17,6 +17,8 @@
 //         enter_clip(x, s);             // s its sister, before the clip or after
 //         ... isavalidpos(root, dest) for places within the bound
 #pragma once
+#include "search/grouptree.h"
+#include "trees/scratch.h"
 #include <cstdint>
 
 extern int use_treeconstraints;          // a tree constraint is in force in this search
@@ -25,17 +27,49 @@ extern int cncpos, cncneg;               // cells
 extern uint32_t *cpempos, *cpemneg;      // rows of the sets; null: no constraints of the kind
 extern uint32_t *cneginfomsk;            // per cell of cncneg: fields in use (that bind, while a tree grows)
 
+extern grouptree *hardconst;             // its groups (packed numbers; may lack taxa); good while use_treeconstraints
+
 inline bool constrained()                { return cpempos || cpemneg || use_treeconstraints; }
 
 void repack_consts();                    // by final_search_mem: from the user's constraints, when they are in force
 // Stops with a message when no tree can fulfil them, as far as pairs of groups tell.
 void chk_constraint_coherence();
 
+// ---- Sectors ----
+// A constraint that any arrangement of the sector fulfils does not bind in it; one that does has no step outside.
+// Groups of the tree constraint are nodes of the sector, or concern it not.
+struct constsector {
+    const int *whole;                    // the tree, its links in lef, rig, sis
+    const int *terminals;                // of the reduced data -> nodes; the first (the outside) is not looked at
+    int nterminals;
+    const int *inner;                    // nodes of the sector, breadth first from its base
+    int ninner;
+    const int *reduced;                  // the reduced tree: nodes after its root in the order of inner
+    const int *path;                     // from the ancestor of the base to the root
+    int npath, base;
+};
+void gather_consts(const constsector &s);// before the image is replaced; what it gathers is at the high end of the arena
+void reduce_consts();                    // by reduced_search_mem, from what was gathered
+size_t const_bytes(int terminals);       // that it takes at most
+
 void prepare_constraints(const int *tree);
 void update_treeconstraints(const int *tree, const int *list, int n);   // regions and nodeisfix of a tree, internal nodes as listed
 bool clip_is_fixed(int x);               // no place and no root but its own
 void enter_clip(int x, int s);
 bool isavalidpos(int root, int dest);    // root: of the clip entered, -1 as it is rooted
+
+// ---- For a part of a search ----
+// Strict consensus of two binary trees in packed numbers; the result has hinod entries, and polytomies.
+void a_tight_strict(const int *const pair[2], int *result);
+// While it stands, moves keep the groups that two trees share (and so those of the user's tree constraint, which both
+// fulfil).  Nothing may be packed meanwhile.
+struct temporary_constraint {
+    hiscratch memory;
+    temporary_constraint(const int *before, const int *after);
+    ~temporary_constraint();
+    temporary_constraint(const temporary_constraint &) = delete;
+    temporary_constraint &operator=(const temporary_constraint &) = delete;
+};
 
 // After a collapsing rule, on the tree just optimized: nodes that the constraints demand stand.
 void constcollapser(const int *tree, int *support);

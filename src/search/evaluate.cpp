@@ -3,6 +3,7 @@
 #include "search/fits.h"
 #include "search/fitsets.h"
 #include "search/slowopt.h"
+#include "trees/imagevars.h"
 #include <cmath>
 
 int *swaptree;
@@ -22,11 +23,15 @@ static_assert(int(WT_UNIT) == KW_UNIT && int(WT_CELL) == KW_CELL && int(WT_FIELD
 // within itself is not known to the cells.
 static int scankind;
 
+[[maybe_unused]] static const keptwithimage ofimage(swaptree, second_stage, score_checker, pair_checker, double_score_checker, double_pair_checker,
+    scankind);
+
 static long wholebound()
 {
     double bound = movebound + clipslack;
     long limit = bound >= NOBOUND ? NOLIMIT : bound < 0 ? -1 : scankind == WT_FIT ? fitbound(bound) : long(bound);
     if (fitsets) renewslopes(limit);
+    if (scankind == WT_FIT) renewcosts();
     return limit;
 }
 

@@ -1,9 +1,12 @@
 // Counts and fits of the fields of cells.
 #include "search/fits.h"
+#include "search/costbytes.h"
 #include "search/evaldata.h"
 #include "search/fitsets.h"
 #include "search/slowopt.h"
 #include "kernel/arena.h"
+#include "trees/imagevars.h"
+#include "trees/reduce.h"
 #include <bit>
 #include <cassert>
 #include <cstring>
@@ -13,6 +16,7 @@ static uint32_t *counts;
 static int64_t *nextcosts;
 static const int64_t **tables;      // fit of the field by its count; null where there is no field
 static int *taken, ntaken;          // places whose step was taken out
+static int *disjointplaces;         // scratch of eachdisjoint
 
 // Of members of sets; null without sets.
 static int *placeset;               // set of the field; 0 = none
@@ -20,6 +24,8 @@ static const double **homs;         // weighted homoplasy by count
 static double *nexthoms;            // of the next step
 static double *basfit;              // shares of the fit of the set, before the clip
 static int *setplaces, *setstart;   // places by set: set s has setplaces[setstart[s]..setstart[s + 1] - 1]
+
+[[maybe_unused]] static const keptwithimage ofimage(counts, nextcosts, tables, taken, ntaken, disjointplaces, placeset, homs, nexthoms, basfit, setplaces, setstart);
 
 static double homof(int c, const fieldrec &r, int n)
 {
@@ -57,10 +63,8 @@ static void laytables()
     hiset(mark);
 }
 
-// Those of sets: one function serves all members, so a table is of homoplasy.
-static void laysets(size_t places)
+static void layplaces(size_t places)
 {
-    struct homtable { uint32_t weight, cost; int offset; const double *homs; };
     placeset = nullptr;
     if (!fitsets) return;
     placeset = zlo<int>(places);
@@ -69,6 +73,27 @@ static void laysets(size_t places)
     basfit = zlo<double>(places);
     setstart = zlo<int>(size_t(fitsets) + 2);
     setplaces = lo<int>(size_t(non_sankoff_chars) + 1);
+}
+
+static void sortplaces()                // by set
+{
+    char *mark = himark();
+    for (int i = 0; i < foldcells * 16; ++i)
+        if (placeset[i]) ++setstart[placeset[i] + 1];
+    for (int s = 1; s <= fitsets; ++s) setstart[s + 1] += setstart[s];
+    int *next = hi<int>(size_t(fitsets) + 2);
+    std::copy(setstart, setstart + fitsets + 2, next);
+    for (int i = 0; i < foldcells * 16; ++i)
+        if (placeset[i]) setplaces[next[placeset[i]]++] = i;
+    hiset(mark);
+}
+
+// Those of sets: one function serves all members, so a table is of homoplasy.
+static void laysets(size_t places)
+{
+    struct homtable { uint32_t weight, cost; int offset; const double *homs; };
+    layplaces(places);
+    if (!fitsets) return;
     char *mark = himark();
     homtable *known = hi<homtable>(non_sankoff_chars + 1);
     int n = 0;
@@ -76,7 +101,6 @@ static void laysets(size_t places)
     for (int i = 0; i < foldcells * 16; ++i) {
         const fieldrec *r = placerecords[i] < 0 ? nullptr : indcc + placerecords[i];
         if (!r || !(placeset[i] = setofcode(r->setcode))) continue;
-        ++setstart[placeset[i] + 1];
         int offset = int(r->basesteps) - int(r->minsteps), at = 0;
         bool own = charcodes[r->character].sankoff;            // may have a unit of its own
         auto same = [&](const homtable &t) { return t.weight == r->weight && t.cost == r->stepcost && t.offset == offset; };
@@ -90,26 +114,46 @@ static void laysets(size_t places)
         setroom(placeset[i], homs[i][most] - homs[i][most - 1]);
     }
     hiset(mark);
-    for (int s = 1; s <= fitsets; ++s) setstart[s + 1] += setstart[s];
-    int *next = hi<int>(size_t(fitsets) + 2);
-    std::copy(setstart, setstart + fitsets + 2, next);
-    for (int i = 0; i < foldcells * 16; ++i)
-        if (placeset[i]) setplaces[next[placeset[i]]++] = i;
-    hiset(mark);
+    sortplaces();
 }
 
-void fitmem()
+// A field goes on counting from the steps that it has elsewhere, in the table that it had.
+static void inherit(const reduction &r, const int64_t *const *oldtables, const int *oldsets, const double *const *oldhoms, size_t places)
+{
+    layplaces(places);
+    for (int i = 0; i < foldcells * 16; ++i) {
+        int from = r.source[i];
+        tables[i] = nullptr;
+        if (from < 0) continue;
+        if (fitsets && (placeset[i] = oldsets[from])) {
+            const fieldrec &f = indcc[placerecords[i]];
+            homs[i] = oldhoms[from] + r.offset[i];
+            setroom(placeset[i], f.weight * f.stepcost);      // in the unit of a matrix, less
+        } else tables[i] = oldtables[from] + r.offset[i];
+    }
+    if (fitsets) sortplaces();
+}
+
+void fitmem(const reduction *reduced)
 {
     ntaken = 0;
     fitsetmem();
+    costbytemem();
     if (!dopiwe) return;
     size_t places = size_t(rowcells) * 16;
+    const int64_t **oldtables = tables;
+    const int *oldsets = placeset;
+    const double **oldhoms = homs;
     counts = zlo<uint32_t>(places);
     nextcosts = zlo<int64_t>(places);
     tables = lo<const int64_t *>(places);
     taken = lo<int>(places);
-    laytables();
-    laysets(places);
+    disjointplaces = lo<int>(places);
+    if (reduced) inherit(*reduced, oldtables, oldsets, oldhoms, places);
+    else {
+        laytables();
+        laysets(places);
+    }
     ed.fieldsteps = counts;
     ed.fieldfits = nextcosts;
 }
@@ -121,20 +165,37 @@ void clearcounts()
     memset(counts, 0, size_t(rowcells) * 16 * sizeof *counts);
 }
 
+const uint32_t *stepcounts() { return counts; }
+
+void setcounts(const uint32_t *to)
+{
+    ntaken = 0;
+    memcpy(counts, to, size_t(rowcells) * 16 * sizeof *counts);
+}
+
 static bool inset(int place) { return placeset && placeset[place]; }
+
+static void putcost(int place, int64_t cost)
+{
+    costsum += cost - nextcosts[place];
+    nextcosts[place] = cost;
+    putcostbyte(place, cost);
+}
 
 static void setcost(int place)
 {
     if (inset(place)) {
         nexthoms[place] = homs[place][counts[place] + 1] - homs[place][counts[place]];
-        nextcosts[place] = int64_t(setslope(placeset[place]) * nexthoms[place]);
-    } else nextcosts[place] = tables[place][counts[place] + 1] - tables[place][counts[place]];
+        putcost(place, int64_t(setslope(placeset[place]) * nexthoms[place]));
+    } else putcost(place, tables[place][counts[place] + 1] - tables[place][counts[place]]);
 }
+
+void renewcosts() { renewcostbytes(nextcosts); }
 
 void resetsetcosts(int set)
 {
     double slope = setslope(set);
-    for (int i = setstart[set]; i < setstart[set + 1]; ++i) nextcosts[setplaces[i]] = int64_t(slope * nexthoms[setplaces[i]]);
+    for (int i = setstart[set]; i < setstart[set + 1]; ++i) putcost(setplaces[i], int64_t(slope * nexthoms[setplaces[i]]));
 }
 
 double placefit(int place) { return inset(place) ? 0 : double(nextcosts[place]) / FITUNIT; }
@@ -158,7 +219,13 @@ template<class F> static void eachempty(uint32_t x, int c, F f)
 
 template<class F> static void eachdisjoint(const uint32_t *a, const uint32_t *b, F f)
 {
-    for (int c = 0; c < foldcells; ++c) eachempty(a[c] & b[c], c, f);
+    int n = kernel->disjoint(&ed, a, b, disjointplaces);
+    for (int i = 0; i < n; ++i) f(disjointplaces[i]);
+}
+
+void countjoin(const uint32_t *a, const uint32_t *b, uint32_t *steps)
+{
+    eachdisjoint(a, b, [=](int place) { ++steps[place]; });
 }
 
 long takeoutsteps(const uint32_t *clip, const uint32_t *home)
@@ -173,6 +240,28 @@ long takeoutsteps(const uint32_t *clip, const uint32_t *home)
         taken[ntaken++] = place;
     });
     return sum;
+}
+
+long fitchange(const int *changes)
+{
+    long sum = 0;
+    for (int i = 0; i < foldcells * 16; ++i) {
+        if (!changes[i]) continue;
+        uint32_t before = counts[i], after = before + changes[i];
+        if (inset(i)) addtomove(placeset[i], homs[i][after] - homs[i][before]);
+        else sum += tables[i][after] - tables[i][before];
+    }
+    return sum;
+}
+
+void settlechange(const int *changes)
+{
+    for (int i = 0; i < foldcells * 16; ++i) {
+        if (!changes[i]) continue;
+        uint32_t before = counts[i];
+        counts[i] += changes[i];
+        if (inset(i)) changeset(placeset[i], homs[i][counts[i]] - homs[i][before]);
+    }
 }
 
 static void addstep(int place)

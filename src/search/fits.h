@@ -28,15 +28,26 @@ inline void compareshares(double before, double after, double *plus, double *min
     if (after < before - SAME) *minus += before - after;
 }
 
-void fitmem();                    // by final_search_mem
+struct reduction;
+void fitmem(const reduction *reduced);   // by final_search_mem; reduced: how the image was made from the one before; else null
 void clearcounts();               // before a first pass, which counts
 long totalfit();                  // after it: costs of next steps, and the fit of the tree, of what lies in cells and in no set
+// Steps of the fields on the tree, 16 places a cell.
+const uint32_t *stepcounts();
+void setcounts(const uint32_t *to);      // totalfit must follow
+void countjoin(const uint32_t *a, const uint32_t *b, uint32_t *steps);   // adds the steps between two first-pass sets
 // Of the clip at its original place, from rows of both: takes the steps between them out of the counts; returns their
 // fit but for sets.
 long takeoutsteps(const uint32_t *clip, const uint32_t *home);
 void putbacksteps();              // the clip stays where it was
 void addsteps(const uint32_t *clip, const uint32_t *dest);   // it goes here
+void renewcosts();                // before checks: bytes of the costs that suit them
 double placefit(int place);       // of one more step of the field there; 0 for members of sets
+
+// Of an exchange that adds changes[place] steps to each field: what the fit of those in no set grows by; what it
+// adds to sets goes to addtomove, after beginmove of the caller.
+long fitchange(const int *changes);
+void settlechange(const int *changes);           // it is made: counts, and homoplasy of sets
 
 void resetsetcosts(int set);                     // of its fields, from its slope
 void setscores(int a, int b, int kind);          // double_score_checker with sets

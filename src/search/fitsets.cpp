@@ -2,6 +2,8 @@
 #include "search/fitsets.h"
 #include "search/fits.h"
 #include "kernel/arena.h"
+#include "trees/imagevars.h"
+#include "trees/reduce.h"
 #include <algorithm>
 #include <cmath>
 
@@ -13,26 +15,46 @@ static long total, kepttotal;     // of all sets
 static bool settled;              // fits and total follow homoplasy
 static double *room;              // most that one step of each member in cells adds
 static double *slopes;
-static double *added;             // by the move
-static int *touched, ntouched;    // sets with something added
+double *movehoms;
+int *movesets, nmovesets;
 static bool iskept;
+// Fits that were asked for last: moves add few different amounts, and a rounded quotient takes long.
+constexpr int REMEMBERED = 4;     // of each set
+static double *knownhoms;
+static long *knownfits;
 static bool stale;                // homoplasy changed since slopes were last looked at
 static long slopebound;           // bound that they are for
+static double *bases;             // homoplasy that is not in the image
+
+[[maybe_unused]] static const keptwithimage ofimage(fitsets, homoplasy, kept, fits, keptfits, total, kepttotal, settled, room, slopes, movehoms,
+    movesets, nmovesets, knownhoms, knownfits, iskept, stale, slopebound, bases);
 
 void fitsetmem()
 {
     fitsets = dopiwe && xdopiwe_numpacksets ? xdopiwe_numsets : 0;
-    ntouched = 0;
+    nmovesets = 0;
     iskept = false;
     if (!fitsets) return;
     size_t n = size_t(fitsets) + 1;
-    for (double **list : { &homoplasy, &kept, &room, &slopes, &added }) *list = zlo<double>(n);
+    for (double **list : { &homoplasy, &kept, &room, &slopes, &movehoms }) *list = zlo<double>(n);
     fits = zlo<long>(n);
     keptfits = zlo<long>(n);
     settled = false;
-    touched = lo<int>(n);
+    movesets = lo<int>(n + 1);
+    knownhoms = lo<double>(n * REMEMBERED);
+    knownfits = lo<long>(n * REMEMBERED);
+    std::fill(knownhoms, knownhoms + n * REMEMBERED, -1.0);
+    bases = zlo<double>(n);
+    for (int s = 1; s <= fitsets && !data_are_reduced; ++s) bases[s] = xdopiwe_setlist[s].base;
     stale = true;
     slopebound = 0;
+}
+
+const double *sethomoplasy() { return homoplasy; }
+
+void rebase_sets(const double *whole)
+{
+    for (int s = 1; s <= fitsets; ++s) bases[s] += whole[s] - homoplasy[s];
 }
 
 void setroom(int set, double h) { room[set] += h; }
@@ -42,7 +64,7 @@ void setroom(int set, double h) { room[set] += h; }
 void clearsets()
 {
     iskept = false;
-    for (int s = 1; s <= fitsets; ++s) homoplasy[s] = xdopiwe_setlist[s].base;
+    for (int s = 1; s <= fitsets; ++s) homoplasy[s] = bases[s];
     stale = true;
     settled = false;
 }
@@ -58,12 +80,22 @@ static double ratio(int set, double h) { return h > 0 ? wtset_fit(set, h) / h : 
 double setratio(int set)               { return ratio(set, homoplasy[set]); }
 double keptratio(int set)              { return ratio(set, kept[set]); }
 
+static long fitat(int set, double h)
+{
+    int at = set * REMEMBERED + int(h) % REMEMBERED;
+    if (knownhoms[at] != h) {
+        knownhoms[at] = h;
+        knownfits[at] = infitunits(wtset_fit(set, h));
+    }
+    return knownfits[at];
+}
+
 long settlesets()
 {
     if (settled) return total;
     settled = true;
     total = 0;
-    for (int s = 1; s <= fitsets; ++s) total += fits[s] = infitunits(wtset_fit(s, homoplasy[s]));
+    for (int s = 1; s <= fitsets; ++s) total += fits[s] = fitat(s, homoplasy[s]);
     return total;
 }
 
@@ -121,7 +153,7 @@ double setslope(int set) { return slopes[set]; }
 // Slopes are kept while they are valid and nearly the best, since a new one means new costs of all its fields.
 void renewslopes(long bound)
 {
-    constexpr double SAFE = 0.99, GOODENOUGH = 0.97;
+    constexpr double SAFE = 0.999, GOODENOUGH = 0.97;
     constexpr int MUCHLESS = 2;
     if (!stale && bound <= slopebound && bound >= slopebound / MUCHLESS) return;
     double limit = double(bound) / FITUNIT;
@@ -141,27 +173,20 @@ void renewslopes(long bound)
 
 // --- A move ---
 
-void beginmove()
+void leavemove(int set)
 {
-    while (ntouched) added[touched[--ntouched]] = 0;
+    --nmovesets;
+    std::remove(movesets, movesets + nmovesets + 1, set);
 }
 
-void addtomove(int set, double h)
-{
-    if (h == 0) return;
-    if (added[set] == 0) touched[ntouched++] = set;
-    added[set] += h;
-    if (added[set] == 0) --ntouched, std::remove(touched, touched + ntouched + 1, set);
-}
-
-double moveratio(int set) { return ratio(set, std::max(0.0, homoplasy[set] + added[set])); }
+double moveratio(int set) { return ratio(set, std::max(0.0, homoplasy[set] + movehoms[set])); }
 
 long movecost()
 {
     long sum = 0;
-    for (int i = 0; i < ntouched; ++i) {
-        int s = touched[i];
-        sum += infitunits(wtset_fit(s, std::max(0.0, homoplasy[s] + added[s]))) - fits[s];
+    for (int i = 0; i < nmovesets; ++i) {
+        int s = movesets[i];
+        sum += fitat(s, std::max(0.0, homoplasy[s] + movehoms[s])) - fits[s];
     }
     return sum;
 }

@@ -22,6 +22,11 @@ void fitsetmem();                 // by fitmem
 inline int setofcode(uint32_t setcode) { return setcode >> 28 == 3 ? int(setcode & 0xfffffff) : 0; }
 void setroom(int set, double h);  // while the image is laid out: a member can add as much, in one step of a field
 
+// Reduced data, of which a first tree was scored: what is not in the image makes the homoplasy of sets as given, for the
+// same tree.
+void rebase_sets(const double *whole);
+const double *sethomoplasy();             // per set, on the tree
+
 // On the tree, or on the two parts of it while there is a clip.
 void clearsets();                         // what the members left out of the image have
 void changeset(int set, double by);
@@ -39,7 +44,20 @@ double setslope(int set);                 // FITUNITs for each unit of homoplasy
 double setsaving(int set, double h);      // fit that h less of homoplasy saves; with more homoplasy it would be less
 
 // What a move adds, set by set.
-void beginmove();
-void addtomove(int set, double h);
+extern double *movehoms;                  // per set
+extern int *movesets, nmovesets;          // those with something
+void leavemove(int set);                  // it came back to nothing
+inline void beginmove()
+{
+    while (nmovesets) movehoms[movesets[--nmovesets]] = 0;
+}
+inline void addtomove(int set, double h)       // no branch that sets taken at random would decide
+{
+    double was = movehoms[set];
+    movesets[nmovesets] = set;
+    nmovesets += (was == 0) & (h != 0);
+    movehoms[set] = was + h;
+    if (was + h == 0 && h != 0) leavemove(set);
+}
 double moveratio(int set);                // F / H with it
 long movecost();                          // of all of it, in FITUNITs

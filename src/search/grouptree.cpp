@@ -109,6 +109,11 @@ static void settaxon(grouptree *g, int t, bool counts)
 void entertaxon(grouptree *g, int t) { settaxon(g, t, true); }
 void leavetaxon(grouptree *g, int t) { settaxon(g, t, false); }
 
+void enteralltaxa(grouptree *g)
+{
+    for (int t = 0; t < g->taxa; ++t) entertaxon(g, t);
+}
+
 int smallestgroup(const grouptree *g, int rank1, int rank2)
 {
     if (rank1 == rank2) return g->terminal[rank1];

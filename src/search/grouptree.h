@@ -31,6 +31,7 @@ void makegrouptree(grouptree *g, const int *anc, int taxa, int nodes, void *(*ta
 void entertaxon(grouptree *g, int t);         // it counts from now on; taxa that the tree lacks never do
 void leavetaxon(grouptree *g, int t);         // and no more
 void leavealltaxa(grouptree *g);
+void enteralltaxa(grouptree *g);
 int  smallestgroup(const grouptree *g, int rank1, int rank2);
 // match[n]: the smallest group of g with the same taxa as node n, if it says anything (two taxa or more, and
 // leftout or more elsewhere), else -1.  list: the n internal nodes of the tree, each before its descendants.

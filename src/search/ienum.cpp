@@ -4,7 +4,8 @@
 // makes a tree better, so a partial tree beyond the limit is given up with all that would grow from
 // it.  So is one that no longer can fulfil the constraints.  The limit comes from swapping a first tree,
 // and is met the sooner the more the first taxa of the sequence differ.  A first round looks only for the
-// best score; a second keeps the trees.
+// best score; a second keeps the trees; where worse ones are wanted too they come in a third, so that it is
+// for them that there may be no room.
 #include "search/ienum.h"
 #include "search/constpack.h"
 #include "search/constraints.h"
@@ -332,7 +333,8 @@ ienumresult implicit_enumeration(bool useadmins, bool sample)
     if (!userstop) enumerate(&e, e.result.best - leastgain());
     if (!userstop) {
         e.keeping = true;
-        enumerate(&e, e.result.best + suboptimal);
+        enumerate(&e, e.result.best);
+        if (suboptimal > 0 && !e.stop) enumerate(&e, e.result.best + suboptimal);
     }
     if (!trees_in_mem && legal(anx)) full_store_tree(anx, 0, &e.result.best);       // interrupted before any
     loset(mark);

@@ -22,13 +22,16 @@ double overall_bestscore = -1;
 
 constexpr double SAMESCORE = 1e-8;     // fractional scores closer than this are one score
 constexpr double LAXLIMIT = 1e-6;      // what a limit gets for the errors of adding up fractions
+constexpr double FITMARGIN = 0.001;    // how far beyond the limit a search goes under implied weights
 
 void treecopy(const int *from, int *to)          { memcpy(to, from, sizeof(int) * hinod); }
 void just_store_tree(const int *tree, int slot)  { treecopy(tree, mem_tree[slot]); }
 
 bool same_score(double a, double b) { return fabs(a - b) <= (num_cont || dopiwe ? SAMESCORE : 0); }
 
-void set_suboptimal_limit(double score) { suboptimal_limit = score + suboptimal; }
+static double limitfrom(double score)           { return score + suboptimal + (dopiwe ? FITMARGIN : 0); }
+void set_suboptimal_limit(double score)         { suboptimal_limit = limitfrom(score); }
+double score_of_limit()                         { return suboptimal_limit - limitfrom(0); }
 
 // --- canonical form -----------------------------------------------------------------------
 
@@ -165,6 +168,15 @@ int full_store_tree(const int *tree, int slot, double *score_out)
     return link_if_new(slot, score);
 }
 
+double force_store_tree(const int *tree, int slot)
+{
+    double score = copyandscore(tree, slot);
+    linkrecord(slot, score, canonize(mem_tree[slot]));
+    memset(treegroup[slot], 0, treegroupcells * sizeof(uint32_t));
+    trees_in_mem = slot + 1;
+    return score;
+}
+
 int check_if_nutree(const int *tree, int slot)
 {
     double score = copyandscore(tree, slot);
@@ -235,12 +247,14 @@ static void killrepeated()
     }
 }
 
+static double laxity() { return num_cont || dopiwe ? LAXLIMIT : 0; }
+
 double clean_mem_trees(const char *text, double excess)
 {
     char line[64];
     snprintf(line, sizeof line, "Checking %s trees...", text);
     double best = NOSCORE;
-    double lax = excess + (num_cont ? LAXLIMIT : 0);
+    double lax = excess + laxity();
     changed_sets_elsewhere();
     for (int t = 0; t < trees_in_mem; ++t) {
         dildit(t, trees_in_mem, line);
@@ -266,7 +280,7 @@ double clean_mem_trees(const char *text, double excess)
 
 void quick_clean_mem_trees(double best)
 {
-    drop_longer_than(0, best + suboptimal + (num_cont ? LAXLIMIT : 0));
+    drop_longer_than(0, best + suboptimal);
     killrepeated();
     compress();
 }
@@ -274,6 +288,7 @@ void quick_clean_mem_trees(double best)
 void drop_longer_than(int first, double limit)
 {
     bool any = false;
+    limit += laxity();
     for (int t = first; t < trees_in_mem; ++t)
         if (t != now_being_swapped && treechk[t].score > limit) {
             treechk[t].bucket = TREE_DEAD;
@@ -289,7 +304,7 @@ void reorganize_treechklist(int first, double score)
         rebuild_treechklist();
         return;
     }
-    suboptimal_limit = std::min(suboptimal_limit, score + suboptimal);
+    suboptimal_limit = std::min(suboptimal_limit, limitfrom(score));
     drop_longer_than(first, suboptimal_limit);
 }
 

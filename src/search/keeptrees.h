@@ -24,6 +24,7 @@ bool same_score(double a, double b);              // exactly for plain steps, el
 // equal tree is kept already: then returns 0 and nothing changes.  score_out, when given, takes
 // the score either way.  Optimizes a tree of its own.
 int full_store_tree(const int *tree, int slot, double *score_out = nullptr);
+double force_store_tree(const int *tree, int slot);   // the same, be an equal tree kept or not; returns the score
 int check_if_nutree(const int *tree, int slot);   // 1 for a tree not kept yet; does not link it (slot is scratch)
 int link_if_new(int slot, double score);          // the tree in slot, not canonical yet, just optimized when collapse_level: the core of full_store_tree
 int replace_kept_tree(const int *tree, int slot, double score);   // in place of the tree in slot; 0 when it equals another (nothing changes)
@@ -40,7 +41,10 @@ void quick_clean_mem_trees(double best);           // the same from the stored s
 // beyond the (lowered) limit, but for the tree being swapped.
 void reorganize_treechklist(int first, double score);
 void drop_longer_than(int first, double limit);    // of the trees from first on
+// Trees beyond suboptimal_limit are not kept by a running search.  Under implied weights it lies a little beyond
+// suboptimal; what is too long goes when trees are cleaned.
 void set_suboptimal_limit(double score);
+double score_of_limit();                           // the score that suboptimal_limit stands for
 
 extern int now_being_swapped;      // tree of the buffer being swapped while suboptimal is in use; -1 = none (start)
 extern double overall_bestscore;   // best score of the running search; -1 or 1e10 = no tree yet

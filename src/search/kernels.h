@@ -35,6 +35,11 @@ struct evaldata {
     // point, so that sums do not depend on their order; and its steps on the tree.
     const int64_t *fieldfits;
     uint32_t *fieldsteps;
+    // Weights or costs of fields rounded down to bytes (costbytes.h); null: there are none.
+    const uint32_t *fieldbytes;   // four rows: row p has the bytes of the fields with top bits 2p + 1, 2p + 9, .. of the cell
+    int byteshift;                // a byte counts 1 << byteshift
+    int twobits;                  // cells before it may have 2-bit fields; those of wider fields need rows 1 and 3 only
+    int *fieldchanges;            // what an exchange of subtrees adds to fieldsteps; null while there is none
     uint32_t *walk;               // per node three rows: first-pass set, union of the descendants, final set
     uint32_t *branch;             // per node its branch set
     int ntax;                     // terminals are below; the root is ntax
@@ -62,6 +67,8 @@ struct kernelset {
     // First place i >= from whose row base + list[i] * row is within bound of the set, its count in *steps; n if none.
     int (*scan[KERNELWEIGHTS])(const evaldata *d, const uint32_t *set, const uint32_t *base, const int *list,
                                int from, int n, long bound, long *steps);
+    // Places, as in fieldwts, of the fields in which a and b are disjoint, in ascending order; returns how many.
+    int (*disjoint)(const evaldata *d, const uint32_t *a, const uint32_t *b, int *places);
     // First pass of nodes list[n - 1] .. list[0]; weighted steps.  With implied weights 0: steps are
     // added to fieldsteps.
     long (*down[KERNELWEIGHTS])(const evaldata *d, const int *list, int n);
@@ -73,8 +80,19 @@ struct kernelset {
     void (*afterjoin)(evaldata *d, int a);
     // First-pass sets from node top up to x, whose final sets are cleared.
     void (*redopath)(const evaldata *d, int top, int x);
+    // The first-pass set of a node with these two below it.
+    void (*joinrow)(const evaldata *d, uint32_t *to, const uint32_t *a, const uint32_t *b);
+    // First-pass sets of nodes list[0] .. list[n - 1], each after its descendants; behind the first `sure` ones no further than
+    // to one whose set comes out as it was.  Returns how many were made.
+    int (*renew)(const evaldata *d, const int *list, int n, int sure);
     void (*restore)(evaldata *d);                  // puts back what the log holds
     void (*orrow)(const evaldata *d, uint32_t *to, const uint32_t *from);   // to |= from
+    // What it adds to the weighted steps above node n when its first-pass set becomes the row, sets being those
+    // of the first pass; TOOMANY when above bound.  With implied weights 0: changes go to fieldchanges.
+    long (*above[KERNELWEIGHTS])(const evaldata *d, int n, const uint32_t *row, long bound);
+    void (*setabove)(const evaldata *d, int n, const uint32_t *row);       // makes it so
+    // Adds by to fieldchanges of the fields in which a and b are disjoint.
+    void (*tally)(const evaldata *d, const uint32_t *a, const uint32_t *b, int by);
 };
 
 extern const kernelset basekernels;

@@ -23,13 +23,27 @@ inline uint32_t countbits(vec e)
     return uint32_t(_mm_popcnt_u64(uint64_t(_mm_cvtsi128_si64(x))) + _mm_popcnt_u64(uint64_t(_mm_extract_epi64(x, 1))));
 }
 
-inline vec countcells(vec e)
+inline __m256i countbytes(__m256i x)
 {
     const __m256i nibbles = _mm256_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4,
                                              0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);
-    __m256i x = (__m256i) e, mask = _mm256_set1_epi8(15);
-    __m256i bytes = _mm256_add_epi8(_mm256_shuffle_epi8(nibbles, _mm256_and_si256(x, mask)),
-                                    _mm256_shuffle_epi8(nibbles, _mm256_and_si256(_mm256_srli_epi32(x, 4), mask)));
+    __m256i mask = _mm256_set1_epi8(15);
+    return _mm256_add_epi8(_mm256_shuffle_epi8(nibbles, _mm256_and_si256(x, mask)),
+                           _mm256_shuffle_epi8(nibbles, _mm256_and_si256(_mm256_srli_epi32(x, 4), mask)));
+}
+
+// The same of four vectors at once.
+inline uint32_t countfour(vec a, vec b, vec c, vec d)
+{
+    __m256i bytes = _mm256_add_epi8(countbytes((__m256i) (a | b >> 1)), countbytes((__m256i) (c | d >> 1)));
+    __m256i n = _mm256_sad_epu8(bytes, _mm256_setzero_si256());
+    __m128i x = _mm_add_epi64(_mm256_castsi256_si128(n), _mm256_extracti128_si256(n, 1));
+    return uint32_t(_mm_cvtsi128_si64(x) + _mm_extract_epi64(x, 1));
+}
+
+inline vec countcells(vec e)
+{
+    __m256i bytes = countbytes((__m256i) e);
     return (vec) _mm256_madd_epi16(_mm256_maddubs_epi16(bytes, _mm256_set1_epi8(1)), _mm256_set1_epi16(1));
 }
 
@@ -39,6 +53,17 @@ inline uint32_t sumcells(vec v)
     x = _mm_add_epi32(x, _mm_shuffle_epi32(x, 0x4e));
     x = _mm_add_epi32(x, _mm_shuffle_epi32(x, 0xb1));
     return uint32_t(_mm_cvtsi128_si32(x));
+}
+
+// A bit for each byte: its top bit.
+inline uint64_t bytemask(vec x) { return uint32_t(_mm256_movemask_epi8((__m256i) x)); }
+
+// Bytes of w where the byte of x has its top bit, added up in pairs of cells, the sum in the first.
+inline vec addbytes(vec x, vec w)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    __m256i marked = _mm256_cmpgt_epi8(zero, (__m256i) x);
+    return (vec) _mm256_sad_epu8(_mm256_and_si256(marked, (__m256i) w), zero);
 }
 
 inline vec tofeet(vec e, vec shift)

@@ -29,6 +29,15 @@ inline uint32_t countbits(vec e)
     return uint32_t(_mm_cvtsi128_si64(y) + _mm_extract_epi64(y, 1));
 }
 
+// The same of four vectors at once.
+inline uint32_t countfour(vec a, vec b, vec c, vec d)
+{
+    vec n = (vec) _mm512_popcnt_epi64((__m512i) (a | b >> 1)) + (vec) _mm512_popcnt_epi64((__m512i) (c | d >> 1));
+    __m256i x = (__m256i) (lower(n) + upper(n));
+    __m128i y = _mm_add_epi64(_mm256_castsi256_si128(x), _mm256_extracti128_si256(x, 1));
+    return uint32_t(_mm_cvtsi128_si64(y) + _mm_extract_epi64(y, 1));
+}
+
 inline vec countcells(vec e)
 {
     return (vec) _mm512_popcnt_epi32((__m512i) e);
@@ -41,6 +50,16 @@ inline uint32_t sumcells(vec v)
     x = _mm_add_epi32(x, _mm_shuffle_epi32(x, 0x4e));
     x = _mm_add_epi32(x, _mm_shuffle_epi32(x, 0xb1));
     return uint32_t(_mm_cvtsi128_si32(x));
+}
+
+// A bit for each byte: its top bit.
+inline uint64_t bytemask(vec x) { return _mm512_movepi8_mask((__m512i) x); }
+
+// Bytes of w where the byte of x has its top bit, added up in pairs of cells, the sum in the first.
+inline vec addbytes(vec x, vec w)
+{
+    __m512i marked = _mm512_maskz_mov_epi8(_mm512_movepi8_mask((__m512i) x), (__m512i) w);
+    return (vec) _mm512_sad_epu8(marked, _mm512_setzero_si512());
 }
 
 inline vec tofeet(vec e, vec shift)

@@ -25,6 +25,20 @@ inline uint32_t countbits(vec e)
     return uint32_t(x * 0x0101010101010101 >> 56);
 }
 
+inline vec countnibbles(vec x)
+{
+    x -= x >> 1 & 0x55555555;
+    return (x & 0x33333333) + (x >> 2 & 0x33333333);
+}
+
+// The same of four vectors at once.
+inline uint32_t countfour(vec a, vec b, vec c, vec d)
+{
+    vec x = countnibbles(a | b >> 1) + countnibbles(c | d >> 1);       // up to 8 a nibble, 128 a half
+    halves h = (halves) ((x & 0x0f0f0f0f) + (x >> 4 & 0x0f0f0f0f));
+    return uint32_t((h[0] * 0x0101010101010101 >> 56) + (h[1] * 0x0101010101010101 >> 56));
+}
+
 inline vec countcells(vec e)
 {
     e >>= 1;                                           // one bit a pair
@@ -37,6 +51,23 @@ inline vec countcells(vec e)
 inline uint32_t sumcells(vec x)
 {
     return x[0] + x[1] + x[2] + x[3];
+}
+
+// A bit for each byte: its top bit.
+inline uint64_t bytemask(vec x)
+{
+    constexpr uint64_t GATHER = 0x0002040810204081;              // top bits of eight bytes to the highest byte
+    halves h = (halves) (x & 0x80808080);
+    return h[0] * GATHER >> 56 | h[1] * GATHER >> 56 << 8;
+}
+
+// Bytes of w where the byte of x has its top bit, added up in each cell.
+inline vec addbytes(vec x, vec w)
+{
+    typedef int8_t bytes __attribute__((vector_size(N * 4)));
+    vec marked = (vec) ((bytes) x < 0) & w;
+    vec y = (marked & 0x00ff00ff) + (marked >> 8 & 0x00ff00ff);
+    return (y & 0xffff) + (y >> 16);
 }
 
 // From the top bit of each field to its foot.  Without a shift by a different amount in each cell,

@@ -1,5 +1,6 @@
 // search/kernels_body.h: the text of the kernels, included once in each kernel file, inside its
-// unnamed namespace, after N, vec, loosevec, anybit, countbits, countcells, sumcells and tofeet.
+// unnamed namespace, after N, vec, loosevec, anybit, countbits, countfour, countcells, sumcells, bytemask,
+// addbytes and tofeet.
 //
 // Fields of all widths go through one loop, because the test for an empty field needs only a mask
 // of all bits but the top one of each field, and that mask is read from a row beside the sets:
@@ -42,51 +43,134 @@ inline vec wholefields(vec tops, vec shift)
     return tops | (tops - tofeet(tops, shift));
 }
 
-// Sum of what the marked fields have in a table of 16 places a cell; part of it when that is above the limit.
-template<class T> inline long lookup(const T *table, vec tops, int c, long limit)
+// Sum of what the marked fields have in a table of 16 places a cell.
+template<class T> inline long lookup(const evaldata *d, const T *table, vec tops, int c)
 {
-    typedef uint64_t words __attribute__((vector_size(N * 4)));
-    if (!anybit(tops)) return 0;
-    words w = (words) tops;
-    long sum = 0;
-    for (int i = 0; i < N / 2 && sum <= limit; ++i) {
-        const T *at = table + (size_t(c) + 2 * i) * 16;
-        for (uint64_t left = w[i]; left; left &= left - 1) sum += long(at[__builtin_ctzll(left) >> 1]);
-    }
-    return sum;
+    // Few loops, since it is their ends that take long: a top bit 2p + 1 of byte j of the cells has place 4j + p.
+    const T *first = table + size_t(c) * 16;
+    long total = 0;
+    auto add = [&](uint64_t left, const T *at) {
+        for (; left; left &= left - 1) total += long(at[4 * __builtin_ctzll(left)]);
+    };
+    add(bytemask(tops), first + 3);
+    add(bytemask(tops << 4), first + 1);
+    if (c >= d->twobits) return total;
+    add(bytemask(tops << 2), first + 2);
+    add(bytemask(tops << 6), first);
+    return total;
 }
 
-template<int W> inline long weigh(const evaldata *d, vec tops, int c, long limit = NOLIMIT)
+template<int W> inline long weigh(const evaldata *d, vec tops, int c)
 {
     if constexpr (W == KW_UNIT) return countbits(tops);
     else if constexpr (W == KW_CELL) return sumcells(countcells(tops) * load(d->cellwts + c));
-    else if constexpr (W == KW_FIELD) return lookup(d->fieldwts, tops, c, limit);
-    else return lookup(d->fieldfits, tops, c, limit);
+    else if constexpr (W == KW_FIELD) return lookup(d, d->fieldwts, tops, c);
+    else return lookup(d, d->fieldfits, tops, c);
+}
+
+// ---- Costs in bytes ------------------------------------------------------------------------
+// Looking up the cost of each marked field takes longer than all the rest, so what is above the bound is
+// told first by sums of bytes, which are never too high:
+//
+//     tops                 x....... | ....x... | x...x...      (x: a field is empty)
+//     its bytes, row 3     ff         00         ff            & costs of the fields with top bit 7
+//     tops << 4, row 1     00         ff         ff            & those with top bit 3
+
+inline vec bytesmarked(vec tops, const uint32_t *bytes, size_t row, bool twobits)
+{
+    vec sum = addbytes(tops, load(bytes + 3 * row)) + addbytes(tops << 4, load(bytes + row));
+    if (twobits) sum += addbytes(tops << 2, load(bytes + 2 * row)) + addbytes(tops << 6, load(bytes));
+    return sum;
+}
+
+template<int W> constexpr bool hasbytes = W == KW_FIELD || W == KW_FIT;
+
+// ---- Rows ----------------------------------------------------------------------------------
+// Adding up the lanes of a vector takes as long as finding the empty fields, so with unit weights it is done, and the
+// bound asked, once for BLOCK vectors where there are as many.
+constexpr int BLOCK = 4, BLOCKCELLS = BLOCK * N;
+
+inline int blocksend(int from, int cells)        // rows have whole vectors, not whole blocks
+{
+    int vectors = (cells - from + N - 1) / N;
+    return from + vectors / BLOCK * BLOCKCELLS;
+}
+
+// Weight of the fields marked from cell c on, and n; some sum above the bound when that is above it.
+template<int W, class F> inline long weighrow(const evaldata *d, F tops, int c, long n, long bound)
+{
+    const int cells = d->cells;
+    if constexpr (W == KW_UNIT)
+        for (int end = blocksend(c, cells); c < end; c += BLOCKCELLS)
+            if ((n += countfour(tops(c), tops(c + N), tops(c + 2 * N), tops(c + 3 * N))) > bound) return n;
+    for (; c < cells; c += N)
+        if ((n += weigh<W>(d, tops(c), c)) > bound) return n;
+    return n;
+}
+
+// The same in bytes; the limit is in bytes too.
+template<class F> inline long byterow(const evaldata *d, F tops, int c, long n, long limit)
+{
+    const int cells = d->cells;
+    for (; c < cells; c += N) {
+        n += sumcells(bytesmarked(tops(c), d->fieldbytes + c, d->row, c < d->twobits));
+        if (n > limit) return n;
+    }
+    return n;
+}
+
+inline bool usebytes(const evaldata *d, long bound) { return d->fieldbytes && bound < NOLIMIT; }
+
+template<int W, class F> inline long checkrow(const evaldata *d, F tops, long bound)
+{
+    if (bound < 0) return TOOMANY;
+    if constexpr (hasbytes<W>) {
+        long limit = bound >> d->byteshift;
+        if (usebytes(d, bound) && byterow(d, tops, 0, 0, limit) > limit) return TOOMANY;
+    }
+    long n = weighrow<W>(d, tops, 0, 0, bound);
+    return n > bound ? TOOMANY : n;
 }
 
 template<int W> long check(const evaldata *d, const uint32_t *a, const uint32_t *b, long bound)
 {
-    long n = 0;
-    if (bound < 0) return TOOMANY;
-    for (int c = 0; c < d->cells; c += N) {
-        n += weigh<W>(d, topsempty(load(a + c) & load(b + c), load(d->low + c)), c, bound - n);
-        if (n > bound) return TOOMANY;
-    }
-    return n;
+    return checkrow<W>(d, [=](int c) { return topsempty(load(a + c) & load(b + c), load(d->low + c)); }, bound);
 }
 
 template<int W> long pair(const evaldata *d, const uint32_t *s, const uint32_t *a, const uint32_t *b, long bound)
 {
-    long n = 0;
-    if (bound < 0) return TOOMANY;
-    for (int c = 0; c < d->cells; c += N) {
-        n += weigh<W>(d, topsempty((load(a + c) | load(b + c)) & load(s + c), load(d->low + c)), c, bound - n);
-        if (n > bound) return TOOMANY;
+    return checkrow<W>(d, [=](int c) { return topsempty((load(a + c) | load(b + c)) & load(s + c), load(d->low + c)); }, bound);
+}
+
+// Most rows fail in their first vector: its part of the set stays in registers.  With costs in bytes, what they
+// let pass is looked up.
+template<int W, bool BYTES> int scanrows(const evaldata *d, const uint32_t *set, const uint32_t *base, const int *list,
+                                         int from, int n, long bound, long *steps)
+{
+    const vec first = load(set), firstlow = load(d->low);
+    const size_t row = d->row;
+    const long limit = BYTES ? bound >> d->byteshift : bound;
+    for (int i = from; i < n; ++i) {
+        const uint32_t *p = base + list[i] * row;
+        auto tops = [=](int c) { return topsempty(load(set + c) & load(p + c), load(d->low + c)); };
+        vec firsttops = topsempty(first & load(p), firstlow);
+        long sum;
+        if constexpr (BYTES) {
+            sum = sumcells(bytesmarked(firsttops, d->fieldbytes, row, 0 < d->twobits));
+            if (sum > limit || byterow(d, tops, N, sum, limit) > limit) continue;
+            sum = weighrow<W>(d, tops, 0, 0, bound);
+        } else {
+            sum = weigh<W>(d, firsttops, 0);
+            if (sum > bound) continue;
+            sum = weighrow<W>(d, tops, N, sum, bound);
+        }
+        if (sum > bound) continue;
+        *steps = sum;
+        return i;
     }
     return n;
 }
 
-// Most rows fail in their first vector: its part of the set stays in registers.
 template<int W> int scan(const evaldata *d, const uint32_t *set, const uint32_t *base, const int *list,
                          int from, int n, long bound, long *steps)
 {
@@ -95,20 +179,21 @@ template<int W> int scan(const evaldata *d, const uint32_t *set, const uint32_t 
         *steps = 0;
         return from;
     }
-    const vec first = load(set), firstlow = load(d->low);
-    const size_t row = d->row;
-    const int cells = d->cells;
-    for (int i = from; i < n; ++i) {
-        const uint32_t *p = base + list[i] * row;
-        long sum = weigh<W>(d, topsempty(first & load(p), firstlow), 0, bound);
-        if (sum > bound) continue;
-        for (int c = N; c < cells; c += N) {
-            sum += weigh<W>(d, topsempty(load(set + c) & load(p + c), load(d->low + c)), c, bound - sum);
-            if (sum > bound) break;
-        }
-        if (sum > bound) continue;
-        *steps = sum;
-        return i;
+    if constexpr (hasbytes<W>)
+        if (usebytes(d, bound)) return scanrows<W, true>(d, set, base, list, from, n, bound, steps);
+    return scanrows<W, false>(d, set, base, list, from, n, bound, steps);
+}
+
+int disjoint(const evaldata *d, const uint32_t *a, const uint32_t *b, int *places)
+{
+    typedef uint64_t words __attribute__((vector_size(N * 4)));
+    int n = 0;
+    for (int c = 0; c < d->cells; c += N) {
+        vec tops = topsempty(load(a + c) & load(b + c), load(d->low + c));
+        if (!anybit(tops)) continue;
+        words w = (words) tops;
+        for (int i = 0; i < N / 2; ++i)
+            for (uint64_t left = w[i]; left; left &= left - 1) places[n++] = (c + 2 * i) * 16 + (__builtin_ctzll(left) >> 1);
     }
     return n;
 }
@@ -377,6 +462,30 @@ void redopath(const evaldata *d, int top, int x)
     }
 }
 
+void joinrow(const evaldata *d, uint32_t *to, const uint32_t *a, const uint32_t *b)
+{
+    for (int c = 0; c < d->cells; c += N)
+        store(to + c, firstpass(load(a + c), load(b + c), load(d->low + c), load(d->shift + c)).dn);
+}
+
+int renew(const evaldata *d, const int *list, int n, int sure)
+{
+    const size_t row = d->row;
+    for (int i = 0; i < n; ++i) {
+        uint32_t *to = d->walk + list[i] * 3 * row;
+        const uint32_t *a = d->walk + d->lef[list[i]] * 3 * row, *b = d->walk + d->rig[list[i]] * 3 * row;
+        vec differs = {};
+        for (int c = 0; c < d->cells; c += N) {
+            firstsets f = firstpass(load(a + c), load(b + c), load(d->low + c), load(d->shift + c));
+            differs |= load(to + c) ^ f.dn;
+            store(to + c, f.dn);
+            store(to + row + c, f.either);
+        }
+        if (i >= sure && !anybit(differs)) return i + 1;
+    }
+    return n;
+}
+
 void restore(evaldata *d)
 {
     for (int i = 0; i < d->nlog; ++i) store(d->log[i].where, load(d->log[i].old));
@@ -388,12 +497,90 @@ void orrow(const evaldata *d, uint32_t *to, const uint32_t *from)
     for (int c = 0; c < d->cells; c += N) store(to + c, load(to + c) | load(from + c));
 }
 
+// ---- Subtrees exchanged ---------------------------------------------------------------------
+// A subtree replaced by one of the same taxa changes few cells of its set, and on the way to the root most
+// of these come out as they were after a few nodes.
+
+inline int sisterof(const evaldata *d, int n)
+{
+    int a = d->anc[n];
+    return d->lef[a] == n ? d->rig[a] : d->lef[a];
+}
+
+inline void changefields(const evaldata *d, vec tops, int c, int by)
+{
+    typedef uint64_t words __attribute__((vector_size(N * 4)));
+    if (!anybit(tops)) return;
+    words w = (words) tops;
+    for (int i = 0; i < N / 2; ++i) {
+        int *changes = d->fieldchanges + (size_t(c) + 2 * i) * 16;
+        for (uint64_t left = w[i]; left; left &= left - 1) changes[__builtin_ctzll(left) >> 1] += by;
+    }
+}
+
+// A field whose set changes adds one step at most, or saves one: what is still to come can save no more.
+template<int W> long above(const evaldata *d, int n, const uint32_t *row, long bound)
+{
+    const size_t width = d->row;
+    const uint32_t *old = d->walk + n * 3 * width;
+    long sum = 0, open = 0;
+    if constexpr (W != KW_FIT) {
+        for (int c = 0; c < d->cells; c += N) {
+            vec x = load(row + c) ^ load(old + c);
+            if (anybit(x)) open += weigh<W>(d, topsfilled(x, load(d->low + c)), c);
+        }
+        if (-open > bound) return TOOMANY;
+    }
+    for (int c = 0; c < d->cells; c += N) {
+        vec now = load(row + c), was = load(old + c), low = load(d->low + c), shift = load(d->shift + c);
+        if (!anybit(now ^ was)) continue;
+        if constexpr (W != KW_FIT) open -= weigh<W>(d, topsfilled(now ^ was, low), c);
+        for (int m = n; m != d->ntax; ) {
+            vec beside = load(d->walk + sisterof(d, m) * 3 * width + c);
+            firstsets f = firstpass(now, beside, low, shift);
+            vec before = topsempty(was & beside, low);
+            if constexpr (W == KW_FIT) {
+                changefields(d, f.tops & ~before, c, 1);
+                changefields(d, before & ~f.tops, c, -1);
+            } else sum += weigh<W>(d, f.tops & ~before, c) - weigh<W>(d, before & ~f.tops, c);
+            m = d->anc[m];
+            now = f.dn;
+            was = load(d->walk + m * 3 * width + c);
+            if (!anybit(now ^ was)) break;
+        }
+        if (sum - open > bound) return TOOMANY;
+    }
+    return sum;
+}
+
+void setabove(const evaldata *d, int n, const uint32_t *row)
+{
+    const size_t width = d->row;
+    for (int c = 0; c < d->cells; c += N) {
+        vec now = load(row + c), low = load(d->low + c), shift = load(d->shift + c);
+        for (int m = n; ; ) {
+            uint32_t *to = d->walk + m * 3 * width + c;
+            if (!anybit(now ^ load(to))) break;
+            store(to, now);
+            if (m == d->ntax) break;
+            now = firstpass(now, load(d->walk + sisterof(d, m) * 3 * width + c), low, shift).dn;
+            m = d->anc[m];
+        }
+    }
+}
+
+void tally(const evaldata *d, const uint32_t *a, const uint32_t *b, int by)
+{
+    for (int c = 0; c < d->cells; c += N) changefields(d, topsempty(load(a + c) & load(b + c), load(d->low + c)), c, by);
+}
+
 constexpr kernelset makekernels(const char *name)
 {
     return { name, N,
              { check<KW_UNIT>, check<KW_CELL>, check<KW_FIELD>, check<KW_FIT> },
              { pair<KW_UNIT>, pair<KW_CELL>, pair<KW_FIELD>, pair<KW_FIT> },
-             { scan<KW_UNIT>, scan<KW_CELL>, scan<KW_FIELD>, scan<KW_FIT> },
+             { scan<KW_UNIT>, scan<KW_CELL>, scan<KW_FIELD>, scan<KW_FIT> }, disjoint,
              { down<KW_UNIT>, down<KW_CELL>, down<KW_FIELD>, down<KW_FIT> },
-             up, afterclip, afterjoin, redopath, restore, orrow };
+             up, afterclip, afterjoin, redopath, joinrow, renew, restore, orrow,
+             { above<KW_UNIT>, above<KW_CELL>, above<KW_FIELD>, above<KW_FIT> }, setabove, tally };
 }

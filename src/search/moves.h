@@ -84,6 +84,7 @@ int scan_clusters(const uint32_t *set, const int *list, int from, int n);   // t
 // Sets swaptree, lef, rig, sis; leaves the internal nodes, root first, in optlist.
 double schoptimize(int *tree, int mode);
 double optimize_for_swap(int *tree);     // mode 3, node sizes, and clusters when clusters_on
+double calculate_tree_fits();            // implied weights: the score, from the counts of steps of the tree
 double partial_schoptimize(int *tree);   // first pass of a tree with only some of the terminals (absent ones have ancestor 0)
 extern int *optlist, noptlist;           // internal nodes of the last optimization, root first
 void fill_node_sizes();                  // tnodsize, cladsz and optlist from the links as they stand (nothing clipped)
@@ -149,6 +150,10 @@ extern goodmove *gooddest;         // hinod entries, for one clip at a time
 
 // ---- Set-up -------------------------------------------------------------------------------
 void final_search_mem();           // everything above on top of a new image; called through after_pack
+struct reduction;
+void reduced_search_mem(const reduction *reduced);   // the same on reduced data, made from the image that stood before
+size_t search_bytes();             // what it takes at most, but for constraints, from the sizes of an image
+int  clusternumber();              // clusters that there is room for
 // At the start of a swap and after each accepted improvement.
 void set_move_slack(int mulpars, int buffer_full, double score);
 extern double suboptimal, relative_suboptimal, suboptimal_limit;   // start at 0, 0, 1e10

@@ -1,8 +1,10 @@
 #include "search/mult.h"
+#include "search/addseqopts.h"
 #include "search/bbreak.h"
 #include "search/keeptrees.h"
 #include "search/limited.h"
 #include "search/moves.h"
+#include "search/ratchet.h"
 #include "search/rseed.h"
 #include "search/setup.h"
 #include "search/spr.h"
@@ -28,7 +30,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-multsettings mults = { 10, 10, MULT_TBR, 0 };
+multsettings mults = { 10, 10, MULT_TBR, 0, 0, 0 };
 
 // --- one replication ----------------------------------------------------------------------
 
@@ -57,8 +59,22 @@ static double swapmany(int first, double score)
     return score;
 }
 
+// The swapped tree walks on; what the walks find goes to the room of the replication.
+static double perturb(int first, int seed)
+{
+    if (!userstop) runswapper(first, 0);
+    double score = 0, best = overall_bestscore;      // the walks tell of their own
+    int cycles;
+    full_store_tree(anx, first, &score);
+    set_suboptimal_limit(score);
+    if (mults.ratchet && !userstop) score = std::min(score, ratatree(anx, unsigned(seed), first, &cycles, 0));
+    if (mults.drift && !userstop) score = std::min(score, dftree(anx, unsigned(seed), first, &cycles, 0));
+    overall_bestscore = best;
+    return score;
+}
+
 // From the Wagner tree in anx; its trees go to the buffer from first on.
-static double replicate(int first)
+static double replicate(int first, int seed)
 {
     double score = 0;
     if (mults.swapper == MULT_NONE) {
@@ -69,6 +85,7 @@ static double replicate(int first)
         curalg = ALG_SPR;
         score = sprswap(anx, first, 0);
     }
+    if (mults.ratchet || mults.drift) return perturb(first, seed);
     if (mults.hold == 1 && (mults.swapper == MULT_TBR || skip_spr_phase)) {
         // a tree that is kept already was swapped by the replication that found it
         if (!userstop && check_if_nutree(anx, first)) runswapper(first, 0);
@@ -126,7 +143,7 @@ multresult runmult(int replications)
         ranseed = -1;
         suboptimal_limit = NOSCORE;
         maxtrees = std::min(first + mults.hold, realmaxtrees);
-        double score = replicate(first);
+        double score = replicate(first, seeds[rep]);
         r.overflowed |= mults.hold > 1 && bufferfull();
         maxtrees = realmaxtrees;
         if (!userstop) ++r.completed;
@@ -148,49 +165,6 @@ static void readreplic()
     mults.replic = int(n);
 }
 
-static void none() {}
-template<const char *const *word> static void later() { notyetoption(*word); }
-#define LATER(w) static const char *const w##_word = #w
-LATER(ratchet); LATER(drift);
-#undef LATER
-
-// --- addition sequences
-
-static int taxatotry()                // a number, or all taxa
-{
-    long n = isdigit(peep()) ? gtnu() : ALLTAXA;
-    return int(std::min<long>(n, ALLTAXA));
-}
-
-static void chooseby(int how)
-{
-    selected_addseqs = taxatotry();
-    use_minimum_addseq = how;
-    informative_addseqs = 0;
-}
-
-static void cas() { chooseby(ADD_CLOSEST); }
-static void fas() { chooseby(ADD_FARTHEST); }
-static void sas() { chooseby(ADD_SPREAD); }
-static void ras() { selected_addseqs = informative_addseqs = 0; }
-static void ias()
-{
-    ras();
-    informative_addseqs = taxatotry();
-}
-
-static const char *sequencetext()
-{
-    static const char *const names[] = { "sas: widest range of costs", "cas: least cost", "fas: highest cost" };
-    static char text[128];
-    int n = selected_addseqs ? selected_addseqs : informative_addseqs;
-    const char *what = selected_addseqs ? names[use_minimum_addseq] : "ias: most informative";
-    if (!n) return "random addition sequence";
-    if (n >= ALLTAXA) snprintf(text, sizeof text, "addition sequence by %s of all taxa", what);
-    else snprintf(text, sizeof text, "addition sequence by %s of %i taxa", what, n);
-    return text;
-}
-
 static const optrow multopts[] = {
     optcall("replic", readreplic, "N: random addition sequences (0 to 100000, default 10)"),
     optnumber("hold", &mults.hold, 1, INT_MAX, "trees kept of each sequence"),
@@ -204,12 +178,12 @@ static const optrow multopts[] = {
     optcall("fas", fas, "N: add next the taxon of highest cost, of N (all) at random"),
     optcall("sas", sas, "N: add next the taxon with most between its best and worst place, of N (all)"),
     optcall("ias", ias, "N: add next the taxon that makes most characters informative, of N (all)"),
-    optcall("noratchet", none, "no ratchet (default)"),
-    optcall("nodrift", none, "no drifting (default)"),
+    optstore("noratchet", &mults.ratchet, 0, "no ratchet (default)"),
+    optstore("nodrift", &mults.drift, 0, "no drifting (default)"),
     optnumber("wclus", &cluster_wagner, 0, INT_MAX, "N: after N taxa, Wagner trees try branches by clusters; 0 = never"),
     optstore("nowclus", &cluster_wagner, 0, "Wagner trees without clusters (default)"),
-    optcall("ratchet", later<&ratchet_word>, "(not available yet)"),
-    optcall("drift", later<&drift_word>, "(not available yet)"),
+    optstore("ratchet", &mults.ratchet, 1, "each tree, once swapped, goes through the cycles of \"ratchet\""),
+    optstore("drift", &mults.drift, 1, "each tree, once swapped, goes through the cycles of \"drift\""),
     optend()
 };
 
@@ -222,6 +196,8 @@ void show_mult_options()
         "     * %s\n"
         "     * %s", mults.replic, mults.hold, swappers[mults.swapper],
         mults.keepall ? "keep the trees of all replications" : "keep only the best trees", sequencetext());
+    if (mults.ratchet) myp("     * ratchet on each swapped tree");
+    if (mults.drift) myp("     * drifting from each swapped tree");
     if (cluster_wagner) myp("     * Wagner trees with node-clusters after %i taxa", cluster_wagner);
 }
 

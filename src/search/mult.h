@@ -6,6 +6,7 @@ struct multsettings {
     int hold;                // trees kept of each; starts at 10
     int swapper;             // MULT_TBR, MULT_SPR or MULT_NONE
     int keepall;             // trees of worse replications stay too; starts at 0
+    int ratchet, drift;      // each tree goes through a ratchet, or drifts; start at 0
 };
 enum { MULT_NONE, MULT_SPR, MULT_TBR };
 extern multsettings mults;

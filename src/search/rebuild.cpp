@@ -30,9 +30,7 @@ rebuildsettings rebuild_settings = { 10, 20 };
 
 // --- a cycle ------------------------------------------------------------------------------
 
-// Without the n taxa of the list.  Nodes with one descendant left go too, and the others are numbered
-// without gaps; terminal 0 and two more stay.
-static void takeout(int *tree, const int *list, int n)
+void takeout(int *tree, const int *list, int n)
 {
     char *mark = himark();
     int *old = hi<int>(hinod), *left = zhi<int>(hinod), *number = hi<int>(hinod);

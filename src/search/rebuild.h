@@ -13,4 +13,7 @@ constexpr int MAXREBUILDS = 100000;
 // buffer from first on, as far as there is room.  Returns the best score; *done: cycles completed.
 double rebuild_tree(int *tree, int first, int cycles, int *done);
 void do_the_rebuild(int *tree);      // one cycle, without swapping: takes random taxa out and puts them back
+// Without the n taxa of the list.  Nodes with one descendant left go too, and the others are numbered
+// without gaps; terminal 0 and two more stay.
+void takeout(int *tree, const int *list, int n);
 void show_rebuild_settings();

@@ -17,6 +17,12 @@ static unsigned seedstep;
 
 int get_slopy_seeds() { return int(seedstep); }
 
+int nextseed(const int *seeds, int n)
+{
+    if (seedstep) return int((unsigned(seeds[n - 1]) + seedstep) & INT_MAX);
+    return chkseed(seeds, n, rand());
+}
+
 static int readnumber(long otherwise)
 {
     if (!isdigit(peep())) return int(otherwise);

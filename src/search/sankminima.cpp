@@ -93,7 +93,7 @@ static int searchminima(std::vector<int32_t> *minima)
         if (tobesearched(c)) todo.push_back(c);
     userstate saved;
     silent = 7;
-    mults = { SEQUENCES, 1, MULT_TBR, 0 };
+    mults = { SEQUENCES, 1, MULT_TBR, 0, 0, 0 };
     int n = 0;
     for (int c : todo) {
         if (userstop) break;

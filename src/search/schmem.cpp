@@ -3,13 +3,21 @@
 #include "search/constpack.h"
 #include "search/evaldata.h"
 #include "search/fits.h"
+#include "search/fitsets.h"
+#include "search/sectdata.h"
 #include "search/slowopt.h"
 #include "kernel/arena.h"
+#include "trees/imagevars.h"
+#include "trees/packlist.h"
+#include "trees/reduce.h"
 #include <initializer_list>
 
 evaldata ed;
 int *cladsz, *tnodsize, *reoplist, *distoroot, *tmptbuf, *bufnodsize, *nodsuprt, *tmpsuprt, *xrandseq;
 goodmove *gooddest;
+
+[[maybe_unused]] static const keptwithimage ofimage(ed, cladsz, tnodsize, reoplist, distoroot, tmptbuf, bufnodsize, nodsuprt,
+    tmpsuprt, xrandseq, gooddest);
 
 #ifdef ZEL_TINY
 constexpr int logsize(int) { return 6; }         // most clips overflow it
@@ -17,7 +25,7 @@ constexpr int logsize(int) { return 6; }         // most clips overflow it
 constexpr int logsize(int nodes) { return 4 * nodes + 1024; }
 #endif
 
-void final_search_mem()
+void reduced_search_mem(const reduction *reduced)
 {
     static_assert(ROWALIGN == WIDESTVECTOR);
     ed = {};
@@ -38,17 +46,38 @@ void final_search_mem()
     ed.path = lo<int>(hinod + 2);
     ed.stack = reoplist;
     gooddest = zlo<goodmove>(hinod + 2);
-    nodsuprt = zlo<int>(nodz);
-    tmpsuprt = zlo<int>(nodz);
+    nodsuprt = zlo<int>(reduced ? hinod + 2 : nodz);
+    tmpsuprt = zlo<int>(reduced ? hinod + 2 : nodz);
     xrandseq = zlo<int>(ntax + 1);
     ed.maxlog = logsize(hinod);
     ed.log = lo<savedblock>(ed.maxlog);
     layclusters();
     andmem();
-    fitmem();
+    fitmem(reduced);
     slowmem();
-    repack_consts();
+    if (reduced) reduce_consts();
+    else repack_consts();
     set_score_checkers();
+}
+
+void final_search_mem()
+{
+    reduced_search_mem(nullptr);
+    sectormem();
+}
+
+size_t search_bytes()
+{
+    size_t nodes = size_t(hinod) + 2, row = size_t(rowlength(char_cells)), ups = size_t(sankrow) + 2 * size_t(controw);
+    size_t down = 2 * size_t(sankrow + controw), slow = size_t(nsank + num_cont), clusters = size_t(clusternumber());
+    size_t bytes = nodes * (40 * sizeof(int) + sizeof(goodmove)) + size_t(logsize(hinod)) * sizeof(savedblock);
+    bytes += clusters * (row * 4 * sizeof(uint32_t) + sizeof(clusrec) + 48 * sizeof(int)) + row * 40 * sizeof(uint32_t);
+    if (dopiwe) bytes += row * 16 * (9 * sizeof(int64_t)) + size_t(fitsets + 2) * 9 * sizeof(double);
+    if (packweightkind() >= WT_FIELD) bytes += row * 4 * sizeof(uint32_t);
+    bytes += nodes * (2 * ups + down + 2 * size_t(controw) + slow) * sizeof(int) + nodes * (2 * size_t(nsank) + 1) * 2 * sizeof(char *);
+    bytes += 2 * clusters * (ups + 1) * sizeof(int) + slow * 16 * sizeof(double);
+    constexpr size_t ALIGNING = 4096;
+    return bytes + ALIGNING;
 }
 
 [[maybe_unused]] static const bool filled = (after_pack = final_search_mem, true);

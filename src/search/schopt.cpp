@@ -3,9 +3,11 @@
 #include "search/fits.h"
 #include "search/fitsets.h"
 #include "search/slowopt.h"
+#include "trees/imagevars.h"
 #include <cassert>
 
 int *optlist, noptlist;
+[[maybe_unused]] static const keptwithimage ofimage(optlist, noptlist);
 
 static void looktree(int *tree)
 {
@@ -16,13 +18,25 @@ static void looktree(int *tree)
     noptlist = binoptlist(optlist);
 }
 
+static double withslow(double score, double slow)
+{
+    score += step_lag + slow + continuous_step_lag;
+    return fitsets ? score + double(settlesets()) / FITUNIT : score;
+}
+
 static double firstpass()
 {
     if (dopiwe) clearcounts();
     long steps = kernel->down[packweightkind()](&ed, optlist, noptlist);
     double score = dopiwe ? double(totalfit()) / FITUNIT : double(steps);
-    score += step_lag + slowfirstpass() + continuous_step_lag;
-    return fitsets ? score + double(settlesets()) / FITUNIT : score;
+    return withslow(score, slowfirstpass());
+}
+
+double calculate_tree_fits()
+{
+    clearsets();
+    double score = double(totalfit()) / FITUNIT;
+    return withslow(score, slowtotalfit());
 }
 
 double schoptimize(int *tree, int mode)

@@ -4,6 +4,8 @@
 #include "search/keeptrees.h"
 #include "search/moves.h"
 #include "search/schcollapse.h"
+#include "search/sectdata.h"
+#include "search/sectrec.h"
 #include "search/status.h"
 #include "data/lists.h"
 #include "data/matrix.h"
@@ -14,9 +16,12 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/progress.h"
 #include "kernel/random.h"
 #include "trees/collapse.h"
 #include "trees/implied.h"
+#include "trees/lightopt.h"
+#include "trees/scratch.h"
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -24,13 +29,20 @@
 int xmulting, autoxmulting, perturbating, emulating_tradrat;
 
 // The commands that search; a new one is a row.
-// starts_from_trees: from the best trees in memory.  dropstrees: the buffer is emptied first.
-struct searchrow { handler command; bool starts_from_trees, dropstrees; };
+// starts_from_trees: from the best trees in memory.  dropstrees: the buffer is emptied first.  asis: from each
+// tree in memory, whatever its score.
+struct searchrow { handler command; bool starts_from_trees, dropstrees, asis = false; };
 static const searchrow searches[] = {
     { bbreakcom, true,  false },
     { multcom,   false, false },       // adds to what is in memory
     { ienumcom,  false, true },
     { rebuildcom, true, false },
+    { ratchetcom, true, false },
+    { driftcom,  true,  false },
+    { xmultcom,  false, false },
+    { sectschcom, false, false, true },
+    { pinon_fijocom, false, false, true },
+    { tfusecom,  false, false, true },
 };
 
 // --- trees fit for a search ---------------------------------------------------------------
@@ -148,10 +160,13 @@ static void refuse_exact()
 void precheck(handler command, int nextchar, int mode)
 {
     if (!datatag) return;
+    ban_commands_from_ss_recursion(command);
     const searchrow *row = std::find_if(std::begin(searches), std::end(searches),
                                         [&](const searchrow &r) { return r.command == command; });
-    if (row == std::end(searches) || (nextchar ? nextchar : peep()) == ':') return;
-    clear_rearrangs();
+    if (row == std::end(searches)) return;
+    int c = nextchar ? nextchar : peep();
+    if (c == ':' || (c == '/' && command == tfusecom)) return;
+    if (!ss_recurse_level) clear_rearrangs();
     no_reports_yet = 1;
     xmulting = autoxmulting = perturbating = emulating_tradrat = 0;
     current_replication = -1;
@@ -163,11 +178,16 @@ void precheck(handler command, int nextchar, int mode)
     if (row->command == ienumcom) refuse_exact();
     if (row->dropstrees) droptrees(0);
     chk_tree_status();
+    if (reduced_data_were_left) wipetag(&schtag);
+    reduced_data_were_left = 0;
     schpack();
     chk_constraint_coherence();
     chk_suboptimal();
     doing_a_search = 1;
-    overall_bestscore = clean_mem_trees("existing", row->starts_from_trees ? suboptimal : NOSCORE);
+    if (row->asis) {
+        empty_treechklist();
+        overall_bestscore = -1;
+    } else overall_bestscore = clean_mem_trees("existing", row->starts_from_trees ? suboptimal : NOSCORE);
 }
 
 // A tree kept by a search says itself which of its branches the rule collapses.
@@ -188,6 +208,7 @@ static void unpack_condensed()
 
 void end_of_search()
 {
+    debuf_reduced_data(1);
     bool searching = doing_a_search;
     doing_a_search = clusters_on = swapcollapse = 0;
     now_being_swapped = -1;
@@ -200,7 +221,6 @@ void end_of_search()
     if (condense_at_end) unpack_condensed();
     condense_at_end = false;
     unpack_trees();
-    for (int t = 0; t < trees_in_mem; ++t) reset_nodz(mem_tree[t]);
     recalctree = 1;
     ntax = realntax;
 }
@@ -213,15 +233,41 @@ void schgettree(const int *tree)
 
 static void group_found_trees(const char *name)
 {
+    if (jaking) return;                   // trees of a replication go again
     int g = new_auto_treegroup(name);
     if (g < 0) return;
     for (int t = 0; t < trees_in_mem; ++t) add_to_treegroup(t, g);
 }
 
+// Swapping each tree, or several trees for one: more than marks tell.  It is no part of the search.
+static void condense_by_rule()
+{
+    struct countsguard {
+        unsigned long small = numrearrangs, big = bigrearrangs, accepted = acceprearrangs;
+        ~countsguard() { numrearrangs = small, bigrearrangs = big, acceprearrangs = accepted; }
+    } counts;
+    unpack_trees();
+    recalctree = 1;
+    if (collapse_level == COLL_RULE4) {           // is no search, but may be interrupted as one
+        int was = doing_a_search;
+        doing_a_search = 0;
+        optmem();
+        doing_a_search = was;
+    }
+    condense_found_trees();
+    erdil();
+}
+
 void settle_found_trees(const char *name)
 {
     group_found_trees(name);
-    condense_at_end = autocollapse_searches && collapse_level;
+    if (!autocollapse_searches || !collapse_level) return;
+    if (collapse_level <= COLL_RULE1) {
+        hiscratch scratch;
+        hi<int>(4 * size_t(nodz));          // what condensing takes, asked for where the lack of it is an error like others
+        condense_at_end = true;
+    }
+    else if (!userstop) condense_by_rule();
 }
 
 void notyetoption(const char *what) { myerr("\"%s\" is not available yet", what); }

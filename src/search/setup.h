@@ -6,7 +6,9 @@
 // user left them.  precheck and end_of_search themselves are declared in kernel/below.h.
 #pragma once
 
-extern int xmulting, autoxmulting, perturbating, emulating_tradrat;   // the searches that come with them set these; start at 0
+extern int xmulting, autoxmulting;         // the searches that come with them set these; start at 0
+extern int perturbating;          // swapping under weights that are not the true ones; starts at 0
+extern int emulating_tradrat;     // and to completion; starts at 0
 
 void chk_tree_status();           // the four checks, on trees in user numbers
 void chk_tree_composition();

@@ -4,6 +4,7 @@
 #include "search/fits.h"
 #include "search/fitsets.h"
 #include "kernel/arena.h"
+#include "trees/imagevars.h"
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -32,6 +33,10 @@ static double *placecosts;               // of slowplace
 // What a clip overwrites.
 static struct { int *where, n; } *changes;
 static int nchanges, *oldvalues, nold;
+
+[[maybe_unused]] static const keptwithimage ofimage(clipslack, stopslack, gains, uprow, outrows, branchings, destclus, rootclus, nodestamp, deststamp,
+    rootstamp, serial, way, sums, scratch, pairrow, clipnode, steps, fits, takensteps, taken, sets, tried, setgains, finalsets, finalranges,
+    placecosts, changes, nchanges, oldvalues, nold);
 
 static int *outside(int n)  { return outrows + size_t(n) * uprow; }
 static int *branching(int n) { return branchings + size_t(n) * uprow; }
@@ -139,6 +144,16 @@ static long fitat(int i, long n)
     return sets[i] ? 0 : infitunits(weightof(i) * charfit(characterof(i), homof(i, n)));
 }
 
+double slowtotalfit()
+{
+    long sum = 0;
+    for (int i = 0; i < nsank + num_cont && have_unpacked; ++i) {
+        sum += fits[i] = fitat(i, steps[i]);
+        if (sets[i]) changeset(sets[i], sethom(i, steps[i]));
+    }
+    return double(sum) / FITUNIT;
+}
+
 double slowfirstpass()
 {
     if (!have_unpacked) return 0;
@@ -160,14 +175,7 @@ double slowfirstpass()
         for (int c = 0; c < num_cont; ++c) steps[nsank + c] += apart(slowrange(l), slowrange(r), c);
         joinranges(slowrange(l), slowrange(r), slowrange(n));
     }
-    if (dopiwe) {
-        long sum = 0;
-        for (int i = 0; i < nsank + num_cont; ++i) {
-            sum += fits[i] = fitat(i, steps[i]);
-            if (sets[i]) changeset(sets[i], sethom(i, steps[i]));
-        }
-        return double(sum) / FITUNIT;
-    }
+    if (dopiwe) return slowtotalfit();
     long whole = 0, thousandths = 0;
     for (int k = 0; k < nsank; ++k) {
         indcc[sankfields[k].record].steps = uint32_t(steps[k]);
@@ -215,6 +223,75 @@ static void redoupward(int n, bool logging)
         for (int m = n; m != ntax && recost(m, sankfields[k], logging); ) m = swaptree[m];
     if (num_cont)
         for (int m = n; m != ntax && rerange(m, logging); ) m = swaptree[m];
+}
+
+// ---- Sectors -------------------------------------------------------------------------------------
+
+const long *slowsteps() { return steps; }
+
+void slowsetsteps(const long *elsewhere, const long *here)
+{
+    for (int i = 0; i < nsank + num_cont; ++i) steps[i] = elsewhere[i] + here[i];
+}
+
+static void lessleastcost(const sankfield &f, int *costs)
+{
+    int least = *std::min_element(costs, costs + f.states);
+    for (int s = 0; s < f.lanes; ++s) costs[s] = std::min(costs[s] - least, NOSTATE);
+}
+
+void slowbeyond(const int *path, int n, int base, int *row)
+{
+    if (!have_unpacked) return;
+    int *edge = row + sankrow, *range = row + 2 * sankrow;
+    memcpy(row, slowcosts(0), slowrow * sizeof(int));
+    for (int k = 0; k < nsank; ++k) {
+        const sankfield &f = sankfields[k];
+        for (int s = 0; s < f.states; ++s)
+            if (!(f.rootstates >> s & 1)) edge[f.at + s] = NOSTATE;
+        lessleastcost(f, edge + f.at);
+    }
+    for (int i = n - 2; i >= 0; --i) {
+        int sister = sis[i ? path[i - 1] : base];
+        for (int k = 0; k < nsank; ++k) {
+            const sankfield &f = sankfields[k];
+            mincosts(f, f.from, edge + f.at, sums);
+            for (int s = 0; s < f.lanes; ++s) edge[f.at + s] = sums[s] + slowedge(sister)[f.at + s];
+            lessleastcost(f, edge + f.at);
+        }
+        joinranges(range, slowrange(sister), range);
+    }
+    memcpy(row, edge, sankrow * sizeof(int));
+}
+
+void slowjoinsteps(const int *a, const int *b, long *count)
+{
+    const int *lows = a + 2 * sankrow, *otherlows = b + 2 * sankrow;
+    for (int k = 0; k < nsank; ++k) count[k] += joincosts(sankfields[k], a + sankrow + sankfields[k].at, b + sankrow + sankfields[k].at, sums);
+    for (int c = 0; c < num_cont; ++c) count[nsank + c] += apart(lows, otherlows, c);
+}
+
+int slowrenew(const int *list, int n, int sure)
+{
+    if (!have_unpacked) return 0;
+    clipnode = -1;
+    ++serial;
+    for (int i = 0; i < n; ++i) {
+        bool differs = false;
+        for (int k = 0; k < nsank; ++k) {
+            const sankfield &f = sankfields[k];
+            if (list[i] != ntax) {
+                differs |= recost(list[i], f, false);
+                continue;
+            }
+            int *costs = slowcosts(ntax) + f.at;
+            joincosts(f, slowedge(lef[ntax]) + f.at, slowedge(rig[ntax]) + f.at, costs);
+            if (f.rootstates != ~0u) bindroot(f, costs);
+        }
+        differs |= rerange(list[i], false);
+        if (i >= sure && !differs) return i + 1;
+    }
+    return n;
 }
 
 void slowafterclip(int s, int x)
@@ -273,6 +350,89 @@ void slowclippath(int top, int x)
         rerange(n, false);
         if (n == x) return;
     }
+}
+
+// ---- Subtrees exchanged --------------------------------------------------------------------------------
+
+int slowentries() { return have_unpacked ? nsank + num_cont : 0; }
+
+void slowjoin(const int *a, const int *b, int sign, long *list)
+{
+    if (!have_unpacked) return;
+    for (int k = 0; k < nsank; ++k) {
+        int at = sankrow + sankfields[k].at;
+        list[k] += sign * joincosts(sankfields[k], a + at, b + at, sums);
+    }
+    for (int c = 0; c < num_cont; ++c) list[nsank + c] += sign * apart(a + 2 * sankrow, b + 2 * sankrow, c);
+}
+
+static int fieldabove(const sankfield &f, int n, const int *edge)
+{
+    int added = 0, *now = pairrow;
+    const int *was = slowedge(n) + f.at;
+    if (!memcmp(edge, was, f.lanes * sizeof(int))) return 0;
+    memcpy(now, edge, f.lanes * sizeof(int));
+    for (int m = n; ; m = swaptree[m], was = slowedge(m) + f.at) {
+        const int *beside = slowedge(sis[m]) + f.at;
+        added += joincosts(f, now, beside, sums) - joincosts(f, was, beside, scratch);
+        if (swaptree[m] == ntax) return f.rootstates == ~0u ? added : added + bindroot(f, sums) - bindroot(f, scratch);
+        if (!memcmp(sums, slowcosts(swaptree[m]) + f.at, f.lanes * sizeof(int))) return added;
+        mincosts(f, f.to, sums, now);
+    }
+}
+
+static int rangeabove(int c, int n, int low, int high)
+{
+    int added = 0;
+    const int up = controw;
+    for (int m = n; m != ntax; m = swaptree[m]) {
+        const int *was = slowrange(m), *beside = slowrange(sis[m]);
+        if (low == was[c] && high == was[c + up]) break;
+        added += std::max(0, std::max(low - beside[c + up], beside[c] - high)) - apart(was, beside, c);
+        int from = std::max(low, beside[c]), to = std::min(high, beside[c + up]);
+        low = std::min(from, to);
+        high = std::max(from, to);
+    }
+    return added;
+}
+
+void slowabove(int n, const int *row, long *list)
+{
+    if (!have_unpacked) return;
+    const int *lows = row + 2 * sankrow;
+    for (int k = 0; k < nsank; ++k) list[k] += fieldabove(sankfields[k], n, row + sankrow + sankfields[k].at);
+    for (int c = 0; c < num_cont; ++c) list[nsank + c] += rangeabove(c, n, lows[c], lows[c + controw]);
+}
+
+void slowsetabove(int n, const int *row)
+{
+    if (!have_unpacked) return;
+    memcpy(slowcosts(n), row, slowrow * sizeof(int));
+    redoupward(swaptree[n], false);
+}
+
+long slowweighted(const long *list)
+{
+    long sum = 0;
+    for (int k = 0; k < slowentries(); ++k)
+        sum += list[k] * (k < nsank ? 1000L * indcc[sankfields[k].record].weight : long(contweights[k - nsank]));
+    return sum;
+}
+
+long slowfitchange(const long *list)
+{
+    long sum = 0;
+    for (int i = 0; i < slowentries(); ++i) {
+        if (!list[i]) continue;
+        if (sets[i]) addtomove(sets[i], sethom(i, steps[i] + list[i]) - sethom(i, steps[i]));
+        else sum += fitat(i, steps[i] + list[i]) - fits[i];
+    }
+    return sum;
+}
+
+void slowsettlechange(const long *list)
+{
+    if (have_unpacked) changesteps(list, 1);
 }
 
 // ---- Seen from a branch ----------------------------------------------------------------------------
@@ -534,13 +694,8 @@ void slowpairs(int c, int a, int b)
 
 static long addedtosets(const int *root, const int *dest)
 {
-    long sum = 0;
-    for (int i = 0; i < nsank + num_cont; ++i) {
-        long n = tried[i] = addedsteps(i, root, dest);
-        if (sets[i]) addtomove(sets[i], sethom(i, steps[i] + n) - sethom(i, steps[i]));
-        else if (n) sum += fitat(i, steps[i] + n) - fits[i];
-    }
-    return sum;
+    for (int i = 0; i < nsank + num_cont; ++i) tried[i] = addedsteps(i, root, dest);
+    return slowfitchange(tried);
 }
 
 long slowadded(int a, int b, int kind)

@@ -29,6 +29,13 @@ void slowpairs(int c, int a, int b);             // double_pair_checker
 void slowscores(int a, int b, int kind);         // double_score_checker
 enum place { ORIGINAL, ELSEWHERE };
 const double *slowplace(int root, int dest, place which);   // weighted cost of each field, then each continuous character, at a place; a list for each kind of place
+// Of sectors.  Steps: per step matrix, then per continuous character in thousandths.
+double slowtotalfit();            // implied weights: fits from the steps of the tree; their part of the score
+const long *slowsteps();          // implied weights: on the tree
+void slowsetsteps(const long *elsewhere, const long *here);
+void slowbeyond(const int *path, int n, int base, int *row);   // a row as slowcosts has: all that lies beyond base, which hangs from path[0]; the path ends at the root
+void slowjoinsteps(const int *a, const int *b, long *count);   // adds the steps where two rows join
+int  slowrenew(const int *list, int n, int sure);   // as kernelset::renew
 // As takeoutsteps and its kin of fits.h do for cells; nothing without implied weights.
 long slowtakeout(int root, int s);
 void slowaddsteps(int root, int dest);
@@ -36,6 +43,16 @@ void slowaddsteps(int root, int dest);
 long slowadded(int a, int b, int kind);
 long slowpairadded(int c, int a, int b);
 void slowshares(double *plus, double *minus);    // as do_post_clip_fits does for cells, of the move asked for last
+// ---- Subtrees exchanged: rows of first-pass sets as in the image, the tree being the one last optimized.  Steps are a
+// list, per field and then per continuous character in thousandths.
+int  slowentries();               // of such a list
+void slowjoin(const int *a, const int *b, int sign, long *steps);         // adds the steps between two sisters
+void slowabove(int n, const int *row, long *steps);                       // adds what the row in place of n's adds above n
+void slowsetabove(int n, const int *row);
+long slowweighted(const long *steps);                                     // weighted, in thousandths
+long slowfitchange(const long *steps);                                    // as fitchange of fits.h
+void slowsettlechange(const long *steps);
+
 void findclipslack();             // after the clip was scored at its original place
 
 // Final and first-pass states, for collapsing: of all internal nodes of the tree last optimized.

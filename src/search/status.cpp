@@ -4,16 +4,20 @@
 #include "search/constraints.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
+#include "search/setup.h"
 #include "kernel/driver.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
+#include "kernel/shell.h"
 #include "kernel/silence.h"
 #include "kernel/window.h"
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 int curalg, current_replication = -1, replications_wanted, current_treenum, no_reports_yet = 1;
 unsigned long numrearrangs, bigrearrangs, acceprearrangs;
+double polling_interval = 1;
 
 static const char *const algnames[STAGES] = { "RAS", "SPR", "TBR", "SECT", "DRIFT", "RATCH", "FUSE", "PFIJO", "HYBR", "IENUM", "REBLD" };
 
@@ -53,7 +57,8 @@ static std::string statusline(double score)
 {
     char head[128], tail[128], percent[16];
     const char *alg = algnames[curalg];
-    std::string scored = scoretext(score), best = scoretext(overall_bestscore);
+    bool false_weights = perturbating || emulating_tradrat;
+    std::string scored = false_weights ? "" : scoretext(score), best = scoretext(overall_bestscore);
     if (current_replication >= 0) {
         snprintf(percent, sizeof percent, "%i%%", 100 * current_replication / std::max(1, replications_wanted));
         snprintf(head, sizeof head, "\r%-5i %-5s %6i of %-6i %-11s", current_replication, alg, current_replication,
@@ -68,18 +73,20 @@ static std::string statusline(double score)
 
 static void writeheader()
 {
-    window.progressline("Repl. Algor.     Tree        Score       Best Score   Time      Repl. Algor.    \n");
+    std::string cycles = strcmp(current_command, "ratchet") ? "Repl." : "Iter.";
+    window.progressline((cycles + " Algor.     Tree        Score       Best Score   Time      Repl. Algor.    \n").c_str());
     no_reports_yet = 0;
 }
 
 void report_search_status(double score)
 {
+    keep_window_alive();
     static double last_look = -1;
-    if (!lapsed_over(last_look, mytimeout ? 0 : 1)) return;
+    if (!lapsed_over(last_look, mytimeout ? 0 : polling_interval)) return;
     last_look = now();
     if (mytimeout && timeisout()) return;
     static double last_poll = -1;
-    if (!lapsed_over(last_poll, 1)) return;
+    if (!lapsed_over(last_poll, polling_interval)) return;
     last_poll = now();
     intrupt(1);
     if (!report_status || jaking || iamslave) return;

@@ -25,7 +25,8 @@ void show_numrearrangs();                 // "Total rearrangements examined: N."
 
 std::string scoretext(double score);      // "(none)" for no score, decimals only where scores have them
 
-// Polls for the stop keys and the time limit, and renews the status line at most once a second.
+extern double polling_interval;           // seconds; negative: at every call; starts at 1
+// Polls for the stop keys and the time limit, and renews the status line, at most once an interval.
 void report_search_status(double score);
 // One status line for the log, when so many replications (or trees) are to be recorded.
 void record_search_status(int every, int done, double score);

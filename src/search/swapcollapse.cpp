@@ -165,5 +165,4 @@ void prepare_swap_collapse()
     wipetag(&opttag);
     schpack();
     unpack_trees();
-    for (int t = 0; t < trees_in_mem; ++t) reset_nodz(mem_tree[t]);
 }

@@ -37,9 +37,9 @@ double netnitlen(int *tree, int a, int b, int c)
     return length;
 }
 
-void fix_outgroup(int *tree)
+void hang_from(int *tree, int t)
 {
-    int up = tree[0], above = ntax, last = 0;
+    int up = tree[t], above = ntax, last = t;
     if (up == ntax) return;
     int other = -1;                          // the terminal that hangs from the root now
     for (int n = 0; n < hinod; ++n)
@@ -50,9 +50,11 @@ void fix_outgroup(int *tree)
         above = last = up;
         up = next;
     }
-    tree[0] = ntax;
+    tree[t] = ntax;
     tree[other] = last;
 }
+
+void fix_outgroup(int *tree) { hang_from(tree, 0); }
 
 // Terminals 0 and r trade places for the while of a build.
 struct strayoutgroup {
@@ -243,18 +245,24 @@ static bool build(int *tree)
 }
 
 // A sequence may run into a place where no taxon can go although there are trees; another one may not.
-static void buildconstrained(int *tree, int seed)
+static bool buildconstrained(int *tree, int seed)
 {
     constexpr int ATTEMPTS = 100;
     for (int i = 0; !build(tree); ++i) {
-        if (i == ATTEMPTS) errmsg("Sorry, cannot build a tree with specified constraints", nullptr);
+        if (i == ATTEMPTS) return false;
         ranseed = -1;
         randomlist(ntax, ladd, 0, nullptr);
         ranseed = seed;
     }
+    return true;
 }
 
 void wagner(int *tree, int seed)
+{
+    if (!wagner_if_possible(tree, seed)) errmsg("Sorry, cannot build a tree with specified constraints", nullptr);
+}
+
+bool wagner_if_possible(int *tree, int seed)
 {
     refusecombinations();
     ranseed = seed;
@@ -265,12 +273,12 @@ void wagner(int *tree, int seed)
         strayoutgroup outgroup(stray);
         build(tree);
     }
-    if (userstop) return;
-    if (stray) {
+    if (stray && !userstop) {
         std::swap(tree[0], tree[stray]);
         fix_outgroup(tree);
         changed_sets_elsewhere();
     }
+    return true;
 }
 
 void rebuild_wagner(int *tree, const int *list, int n)

@@ -15,9 +15,11 @@ constexpr int ALLTAXA = 1000000000;
 // userstop the tree is partial.  Leaves ranseed at seed.  Fails when no tree fulfilling the
 // constraints was found.
 void wagner(int *tree, int seed);
+bool wagner_if_possible(int *tree, int seed);     // the same; false in place of the failure
 void netnit(int *tree, int a, int b, int c);      // the network of three terminals: a next to the root; its sets are optimized
 double netnitlen(int *tree, int a, int b, int c); // the same, returns its length
-void fix_outgroup(int *tree);                     // hangs the tree from terminal 0, in place
+void hang_from(int *tree, int t);                 // roots on terminal t, in place; one terminal hangs from the root before and after
+void fix_outgroup(int *tree);                     // on terminal 0
 
 // Partial trees: terminals that are not in the tree have ancestor 0, its internal nodes are numbered
 // without gaps, tree[ntax] is the first free one.  Terminal 0 and two more are in it.

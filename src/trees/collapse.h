@@ -37,5 +37,9 @@ int expand_by_rule_4(const int *tree, bool (*keep)(const int *tree));
 // condenses by the rule in force.
 void condensation(int keep_constrained);
 
+// All trees in memory, just found by a search, by the rule in force, which prepare_collapsing (or the search) has
+// prepared; those that become the same are one.
+void condense_found_trees();
+
 // Constraints: takes the marks of demanded groups away; null while none can be defined.
 extern void (*mark_constnodz_to_keep)(const int *tree, int *marks);

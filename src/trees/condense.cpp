@@ -179,8 +179,16 @@ static bool keepexpanded(const int *tree)
     return true;
 }
 
+// Where there is no room for all, or no time, those that were first.
+static bool keepwhatfits(const int *tree)
+{
+    if (srctree < 0 && userstop) return false;
+    if (srctree < 0 && trees_in_mem >= maxtrees) return find_equal_tree(tree, trees_in_mem) >= 0;
+    return keepexpanded(tree);
+}
+
 // False when all its trees are in memory at other places.  changed: it did not stay as it is, alone.
-static bool expandtree(int t, bool *changed)
+static bool expandtree(int t, bool (*keeptree)(const int *tree), bool *changed)
 {
     char *here = lomark();
     int *original = lo<int>(nodz), had = trees_in_mem;
@@ -188,14 +196,14 @@ static bool expandtree(int t, bool *changed)
     mem_tree[t][nt] = -mem_tree[t][nt];           // equals no tree while it is being replaced
     struct putback { int *count; ~putback() { if (*count < 0) *count = -*count; } } guard{ &mem_tree[t][nt] };
     srctree = t;
-    expand_by_rule_4(original, keepexpanded);
+    expand_by_rule_4(original, keeptree);
     bool placed = srctree < 0;
     *changed = !placed || trees_in_mem > had || !std::equal(original, original + original[nt], mem_tree[t]);
     loset(here);
     return placed;
 }
 
-static int expandtrees(const uint8_t *list, int before)
+static int expandtrees(const uint8_t *list, int before, bool (*keeptree)(const int *tree))
 {
     int done = 0, condensed = 0, todo = countlist(list, before);
     uint8_t *keep = zlo<uint8_t>(maxtrees);
@@ -203,8 +211,9 @@ static int expandtrees(const uint8_t *list, int before)
     for (int t = before - 1; t >= 0; --t) {
         if (list[t] != LISTED) continue;
         dildit(done++, todo, "Condensing");
+        if (userstop) break;
         bool changed;
-        if (!expandtree(t, &changed)) keep[t] = 0;
+        if (!expandtree(t, keeptree, &changed)) keep[t] = 0;
         condensed += changed;
     }
     effect_tree_choice(keep);
@@ -235,6 +244,28 @@ static int countdistinct()
     return n;
 }
 
+static void droprepeated()
+{
+    int *first = lo<int>(trees_in_mem);
+    uint8_t *keep = lo<uint8_t>(trees_in_mem);
+    first_equal_trees(first);
+    for (int t = 0; t < trees_in_mem; ++t) keep[t] = first[t] == t ? LISTED : 0;
+    effect_tree_choice(keep);
+}
+
+// The expansive rule knows no constraints: under them the trees stay as they are.
+void condense_found_trees()
+{
+    char *here = lomark();
+    uint8_t *all = lo<uint8_t>(maxtrees);
+    std::fill(all, all + maxtrees, LISTED);
+    if (current_collapsing_rule() != COLL_RULE4) {
+        condensetrees(all, nullptr, consttag != 0);
+        droprepeated();
+    } else if (!consttag) expandtrees(all, trees_in_mem, keepwhatfits);
+    loset(here);
+}
+
 void condensation(int keep_constrained)
 {
     int rule = current_collapsing_rule();
@@ -251,7 +282,7 @@ void condensation(int keep_constrained)
         if (excluded)
             myerr("Cannot condense excluding taxa under rule 4\n(But condensing first and then pruning is equivalent!)");
         if (keep_constrained) myerr("Sorry, cannot use expansive rule 4 together with constraints");
-        condensed = expandtrees(list, before);
+        condensed = expandtrees(list, before, keepexpanded);
     }
     else if (rule) condensed = condensetrees(list, excluded, keep_constrained);
     if (keep_constrained) spewem("Note: retained all constrained groups (even if unsupported)", nullptr);

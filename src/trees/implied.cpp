@@ -20,8 +20,8 @@ int multik_equalize, *xdopiwe_isinset_user, xdopiwe_numsets, xdopiwe_numpacksets
 wtset *xdopiwe_setlist;
 double *multik_givenk;
 static bool functionlost;           // a function of the user went with the data it was for
-static double *fitmin;            // per character: its minimum over the active taxa
-static uint32_t *fitstates;       // per character: the states of the active taxa
+double *fitmin;
+uint32_t *fitstates;
 
 constexpr int MAXBASE = 100;      // of charrec::internal_steps
 

@@ -62,6 +62,8 @@ int    max_homoplasy();                 // extra steps that a character, or a th
 // Scoring a tree at report time: start_fits; add_field_fit for each field of a packed character, or
 // charfit_value for a whole one; put_wtsets_in_charcodes; sum_of_fits.
 void   set_fit_minima();                // of each character, over the active taxa; called by optmem
+extern double *fitmin;                  // what it finds, per character: minima, and
+extern uint32_t *fitstates;             // the states of the active taxa
 double minimum_for_fit(int c);
 uint32_t states_for_fit(int c);         // of the active taxa: thresholds beyond them are no part of a score
 void   start_fits();                    // clears the fit of all characters, and sets

@@ -1,6 +1,7 @@
 // The packed image as a whole: when it is built, the numbering of its taxa, and trees going over to
 // that numbering and back.
 #include "trees/pack.h"
+#include "trees/imagevars.h"
 #include "trees/implied.h"
 #include "trees/packlist.h"
 #include "trees/treebuf.h"
@@ -30,6 +31,10 @@ double step_lag, continuous_step_lag;
 int *gotopack, *backfrompack, trees_are_packed, mem_slack_for_sectors;
 void (*after_pack)();
 
+[[maybe_unused]] static const keptwithimage ofimage(nc2, nc4, nc8, nc2cells, nc4cells, nc8cells, nc16, nc32, ncsan16, ncsan32,
+    type32shift, san16shift, san32shift, char_cells, foldcells, rowcells, num_packed_chars, non_sankoff_chars, totnc, have_unpacked,
+    hinod, uniform_weights, store_individual_weights, num_cont, step_lag, continuous_step_lag);
+
 weightkind packweightkind()
 {
     return dopiwe ? WT_FIT : uniform_weights ? WT_UNIT : store_individual_weights ? WT_FIELD : WT_CELL;
@@ -42,12 +47,22 @@ void exchange_terminals(int t, int u)
     std::swap_ranges(slowcosts(t), slowcosts(t) + slowrow, slowcosts(u));
 }
 
+// Room for renumbering a tree, nodz entries each.  It is there while the image is, since trees must come back to user
+// numbers when memory has run out.
+static int *renumbered, *realnumber;
+
+// Reduced data leave these alone; other data, while the image waits, do not.
+[[maybe_unused]] static const keptwithimage ofnumbers(renumbered, realnumber, gotopack, backfrompack, true_num_cont);
+
 // Terminal 0 is the outgroup, the other active taxa follow in ascending order; what is not in the
 // image maps to the numbers that it does not use.
 static void numbertaxa()
 {
-    gotopack = lo<int>(nodz);
-    backfrompack = lo<int>(nodz);
+    int *to = lo<int>(nodz), *back = lo<int>(nodz), *room = lo<int>(nodz), *more = lo<int>(nodz);
+    gotopack = to;                  // not before there is memory for all: the image before may still be needed
+    backfrompack = back;
+    renumbered = room;
+    realnumber = more;
     int first = outgroup, t = 0;
     while (first < nt && !taxact[first]) ++first;
     auto give = [&t](int real) { gotopack[real] = t; backfrompack[t++] = real; };
@@ -121,15 +136,14 @@ void schpack()
 // Renumbers a tree by a map; the entries of the two roots hold node counts.
 static void renumber(int *anc, const int *map, int oldroot, int newroot)
 {
-    char *mark = himark();
-    int *now = zhi<int>(nodz), used = anc[oldroot] & NODEBITS;
+    int used = anc[oldroot] & NODEBITS;
+    std::fill(renumbered, renumbered + nodz, 0);
     for (int n = 0; n < used; ++n) {
         int a = anc[n] & NODEBITS;
-        if (n != oldroot && a) now[map[n]] = map[a];
+        if (n != oldroot && a) renumbered[map[n]] = map[a];
     }
-    now[newroot] = used - oldroot + newroot;
-    memcpy(anc, now, nodz * sizeof(int));
-    hiset(mark);
+    renumbered[newroot] = used - oldroot + newroot;
+    memcpy(anc, renumbered, nodz * sizeof(int));
 }
 
 void pack_one_tree(int *anc)
@@ -149,10 +163,25 @@ void pack_trees()
     trees_are_packed = 1;
 }
 
+// Internal nodes get numbers as reset_nodz gives them: as terminals meet them on their way to the root.
+static void unpack_canonically(int *tree)
+{
+    int next = nt;
+    std::fill(realnumber, realnumber + nodz, -1);
+    realnumber[realntax] = next++;
+    for (int t = 0; t < realntax; ++t) realnumber[t] = backfrompack[t];
+    for (int real = 0; real < nt; ++real) {
+        int t = gotopack[real];
+        if (t >= realntax || !(tree[t] & NODEBITS)) continue;
+        for (int n = tree[t] & NODEBITS; realnumber[n] < 0; n = tree[n] & NODEBITS) realnumber[n] = next++;
+    }
+    renumber(tree, realnumber, realntax, nt);
+}
+
 void unpack_trees()
 {
     if (!trees_are_packed) return;
-    for (int t = 0; t < trees_in_mem; ++t) unpack_one_tree(mem_tree[t]);
+    for (int t = 0; t < trees_in_mem; ++t) unpack_canonically(mem_tree[t]);
     trees_are_packed = 0;
 }
 

@@ -144,7 +144,7 @@ void schpack();                  // the door of searches: packs unless the image
 extern void (*after_pack)();     // search memory and checkers on top of a new image; filled by the search folder
 
 void pack_trees();               // all trees in memory to packed numbers; sets trees_are_packed
-void unpack_trees();             // and back; collapsed marks are cleared
+void unpack_trees();             // and back, in canonical numbers; collapsed marks are cleared.  Takes no memory
 void pack_one_tree(int *anc);
 void unpack_one_tree(int *anc);
 

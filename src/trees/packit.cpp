@@ -3,6 +3,7 @@
 #include "data/costs.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "trees/imagevars.h"
 #include "trees/implied.h"
 #include <algorithm>
 #include <bit>
@@ -12,10 +13,12 @@ uint32_t *globwts, *fieldwts, *celllow, *cellshift, *walkrows, *branchrows;
 int *placerecords;
 fieldrec *indcc;
 
+[[maybe_unused]] static const keptwithimage ofimage(globwts, fieldwts, celllow, cellshift, walkrows, branchrows, placerecords, indcc);
+
 // Cells and records of a class begin behind those of the classes before it.
 static int firstcell[FIELDCLASSES + 1], firstrec[FIELDCLASSES + 1];
 
-static void setbounds()
+void setbounds()
 {
     const int cells[FIELDCLASSES] = { nc2cells, nc4cells, nc8cells, (nc16 + 1) / 2, nc32, (ncsan16 + 1) / 2, ncsan32 };
     for (int c = 0; c < FIELDCLASSES; ++c) {
@@ -33,7 +36,7 @@ static void setbounds()
 
 // Rows are an odd multiple of the widest vector: with an even one the first cells of all nodes, which
 // is what most checks read, would share a fraction of the cache.
-static int rowlength(int cells)
+int rowlength(int cells)
 {
     int vectors = (cells + ROWALIGN - 1) / ROWALIGN;
     if (vectors < 2) return ROWALIGN;
@@ -47,9 +50,9 @@ static uint32_t *alignedrows(size_t cells)
     return reinterpret_cast<uint32_t *>(p + (LINE - uintptr_t(p) % LINE) % LINE);
 }
 
-static void layrows()
+void layrows(int slack)
 {
-    int cells = char_cells + char_cells * mem_slack_for_sectors / 100;
+    int cells = char_cells + char_cells * slack / 100;
     rowcells = rowlength(cells);
     size_t row = rowcells;
     walkrows = alignedrows(hinod * 3 * row);
@@ -70,7 +73,7 @@ static void layrows()
         celllow[c] = fieldclasses[cls].low;
         cellshift[c] = uint32_t(fieldclasses[cls].topshift);
     }
-    indcc = zlo<fieldrec>(size_t(totnc) + size_t(totnc) * mem_slack_for_sectors / 100);
+    indcc = zlo<fieldrec>(size_t(totnc) + size_t(totnc) * slack / 100);
     for (int i = 0; i < totnc; ++i) indcc[i].character = -1;
 }
 
@@ -137,6 +140,14 @@ static uint32_t informativepart(uint32_t x, int c, int *dropped)
 // Cells of step matrices hold every state everywhere, as padding does: vectors of folded cells may reach into them.
 static bool ismatrix(const packrec &p) { return p.cls == SANKCLASS || p.cls == SANKCLASS16; }
 
+fieldrec &enterfield(const packrec &p, int cellno, int bit, int rec)
+{
+    size_t place = size_t(cellno) * 16 + (bit + fieldclasses[p.cls].topshift) / 2;
+    globwts[cellno] = fieldwts[place] = indcc[rec].weight = uint32_t(p.weight);
+    placerecords[place] = rec;
+    return indcc[rec];
+}
+
 // Writes one record of the list into all terminals, its first field at place `bit` of `cell`, with
 // field record `rec`.
 static void pressem(const packrec &p, int cellno, int bit, int rec)
@@ -166,22 +177,18 @@ static void pressem(const packrec &p, int cellno, int bit, int rec)
             at = 0;
             ++c;
         }
-        fieldrec &record = indcc[rec + i];
+        fieldrec &record = enterfield(p, c, at, rec + i);
         record.character = p.character;
-        record.weight = uint32_t(p.weight);
         record.basesteps = uint32_t(r.internal_steps);
         record.stepcost = p.divisor ? uint32_t(p.divisor) : 1;
         record.minsteps = p.divisor ? uint32_t(r.minsteps) : isbinary ? 1 : uint32_t(std::max(0, r.minsteps - dropped));
         record.setcode = setcodeof(p.character);
         if (!record.setcode && ismatrix(p)) record.setcode = uint32_t(r.aux_unit);
-        globwts[c] = uint32_t(p.weight);
-        fieldwts[size_t(c) * 16 + (at + f.topshift) / 2] = uint32_t(p.weight);
-        placerecords[size_t(c) * 16 + (at + f.topshift) / 2] = rec + i;
     }
 }
 
 // A cell holds one weight only.
-static void placebyweight()
+static void placebyweight(fieldwriter write)
 {
     for (int cls = 0; cls < CELLCLASSES; ++cls) {
         int field = 0, per = fieldclasses[cls].percell;
@@ -189,7 +196,7 @@ static void placebyweight()
         for (int *wt = w.weights; wt < w.weights_end; ++wt) {
             for (packrec *p = packlist; p < packlist_end; ++p) {
                 if (p->cls != cls || p->weight != *wt) continue;
-                pressem(*p, firstcell[cls] + field / per, field % per * fieldclasses[cls].bits, firstrec[cls] + field);
+                write(*p, firstcell[cls] + field / per, field % per * fieldclasses[cls].bits, firstrec[cls] + field);
                 field += p->nfields * p->repeat;
             }
             field = (field + per - 1) / per * per;
@@ -197,30 +204,40 @@ static void placebyweight()
     }
 }
 
-static void placeinorder(int fromclass)
+static void placeinorder(int fromclass, fieldwriter write)
 {
     int field[FIELDCLASSES] = {};
     for (packrec *p = packlist; p < packlist_end; ++p) {
         if (p->cls < fromclass) continue;
         const fieldclass &f = fieldclasses[p->cls];
         int &n = field[p->cls];
-        pressem(*p, firstcell[p->cls] + n / f.percell, n % f.percell * f.bits, firstrec[p->cls] + n);
+        write(*p, firstcell[p->cls] + n / f.percell, n % f.percell * f.bits, firstrec[p->cls] + n);
         n += p->nfields * p->repeat;
     }
 }
 
-void packit(bool bywt)
+void placefields(bool bywt, fieldwriter write)
 {
-    setbounds();
-    layrows();
-    if (bywt) placebyweight();
-    placeinorder(bywt ? CELLCLASSES : 0);
-    laysankoff();
+    if (bywt) placebyweight(write);
+    placeinorder(bywt ? CELLCLASSES : 0, write);
+}
+
+void endofpacking()
+{
     for (int t = 0; t < ntax; ++t) memcpy(branchset(t), dnset(t), rowcells * sizeof(uint32_t));
     nc2 = nc2cells;
     nc4 = nc2 + nc4cells;
     nc8 = nc4 + nc8cells;
     have_unpacked = nsank + num_cont;
+}
+
+void packit(bool bywt)
+{
+    setbounds();
+    layrows(mem_slack_for_sectors);
+    placefields(bywt, pressem);
+    laysankoff();
+    endofpacking();
     if (dopiwe) {                                 // steps that no tree can change are no homoplasy
         step_lag = constantfit;
         continuous_step_lag = 0;

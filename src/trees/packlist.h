@@ -36,3 +36,13 @@ void countcells();                      // cells of a state set from the counter
 int  islikefitch(int c);                // the common cost when a step matrix behaves as unordered states, else 0
 void laysankoff();                      // step matrices and continuous characters (slowpack.cpp), after the records
 void packit(bool bywt);                 // lays out cells and fills the terminals
+
+// Steps of it, for reduced data.
+void setbounds();                       // cells and records of each class, from the counters
+void layrows(int slack);                // rows of all nodes, tables by cell and records, with so many per cent more cells
+using fieldwriter = void (*)(const packrec &p, int cell, int bit, int rec);
+void placefields(bool bywt, fieldwriter write);   // the place of each record of the list: of its first field
+fieldrec &enterfield(const packrec &p, int cell, int bit, int rec);   // tables by cell, and the weight of the record
+int  rowlength(int cells);
+int  wholelanes(int n);
+void endofpacking();                    // branch sets of terminals, cumulative bounds

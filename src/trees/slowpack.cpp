@@ -1,6 +1,7 @@
 // The characters of the packed image that cells cannot hold: costs of step matrices, ranges of
 // continuous characters.
 #include "trees/packlist.h"
+#include "trees/imagevars.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include <algorithm>
@@ -11,7 +12,9 @@ contrec *contcodes;
 const int *contweights;
 int nsank, sankrow, controw, slowrow, asymmetric_fields, *slowrows;
 
-static int wholelanes(int n) { return (n + LANES - 1) / LANES * LANES; }
+[[maybe_unused]] static const keptwithimage ofimage(sankfields, contcodes, contweights, nsank, sankrow, controw, slowrow, asymmetric_fields, slowrows);
+
+int wholelanes(int n) { return (n + LANES - 1) / LANES * LANES; }
 
 typedef int lanes __attribute__((vector_size(LANES * sizeof(int))));
 

@@ -6,6 +6,7 @@
 
 extern FILE *treefile;           // null = none open
 extern int   tsavemode;          // 1 parenthetical, 0 compact
+const char *give_treefile_name();   // as given by the user; "" when none is open
 
 // Reading.
 bool leatre(int *anc);           // reads one parenthetical tree from the stream up to '*' or ';'; false when there is none

@@ -194,6 +194,8 @@ static bool closetreefile(const char *ending)
     return safeclose(&out);
 }
 
+const char *give_treefile_name() { return treefile ? out.name.c_str() : ""; }
+
 void close_treefile_at_exit()
 {
     if (treefile) closetreefile(";\nproc/;\n");

@@ -1,6 +1,7 @@
 // Addition sequences against plain stepwise addition: the tree of the first k taxa is what the final
 // tree shows of them, so every step can be done again, one tree at a time.
 #include "searchtest.h"
+#include "slowtest.h"
 #include "kernel/random.h"
 #include "search/wagner.h"
 
@@ -269,4 +270,80 @@ TEST(AdditionSequence, CompletesPartialTrees)
         EXPECT_EQ(groupsof(restricted(whole, in)), groupsof(part));
     }
     ranseed = 1;
+}
+
+// The same under any weights.  Every taxon has a twin, so that no state is left out of the image.
+static void leastofanyweight(unsigned seed)
+{
+    std::mt19937 rng(seed);
+    for (const mixed::kind &k : mixed::kinds)
+        for (int trial = 0; trial < atmost(6); ++trial) {
+            SCOPED_TRACE(k.what);
+            mixed::data d = mixed::random(rng, 10, 8, k);
+            d.m.taxactive.assign(10, 1);
+            for (int t = 5; t < 10; ++t) {
+                d.m.cells[size_t(t)] = d.m.cells[size_t(t - 5)];
+                for (auto &values : d.cont) values[size_t(t)] = values[size_t(t - 5)];
+            }
+            zelrun("mxram 32;");
+            zelrun("procedure " + writefile("sequence.xread", mixed::readtext(d)) + ";" + mixed::moresettings);
+            ASSERT_FALSE(zelfailed());
+            if (dopiwe) set_fit_minima();
+            auto score = [&](const plain::tree &t) { return dopiwe ? mixed::fits(d, t) : mixed::length(d, t); };
+            sequencefor clusters(0, 0, 0, trial % 3 == 2 ? 4 : 0);
+            std::vector<int> sequence;
+            plain::tree whole;
+            {
+                searchframe frame(multcom);
+                xrandom_addseq = trial % 3 == 1;
+                wagner(anx, trial + 1);
+                xrandom_addseq = 0;
+                sequence.assign(ladd, ladd + ntax);
+                whole = plain::fromstored(anx, nt);
+            }
+            uint64_t in = uint64_t(1) << sequence[0] | uint64_t(1) << sequence[1] | uint64_t(1) << sequence[2];
+            for (size_t n = 3; n < sequence.size(); ++n) {
+                plain::tree before = restricted(whole, in);
+                in |= uint64_t(1) << sequence[n];
+                double placed = score(restricted(whole, in));
+                for (int b = 1; b < before.nodes(); ++b) {
+                    if (b == before.taxa || before.anc[b] == plain::tree::NONE) continue;
+                    plain::tree u = before;
+                    u.anc.push_back(u.anc[b]);
+                    u.anc[b] = u.anc[sequence[n]] = u.nodes() - 1;
+                    ASSERT_GE(score(u), placed - 1e-7) << "trial " << trial << ", taxon " << n << " of " << plain::text(whole);
+                }
+            }
+        }
+    ranseed = 1;
+}
+
+TEST(AdditionSequence, PutsEveryTaxonWhereStepMatricesAndContinuousCharactersCostLeast) { leastofanyweight(511); }
+TEST(AdditionSequence, PutsEveryTaxonWhereItCostsLeastUnderImpliedWeights) { mixed::weighting w; leastofanyweight(512); }
+TEST(AdditionSequence, PutsEveryTaxonWhereItCostsLeastUnderSetsOfWeights)
+{
+    mixed::weighting w;
+    mixed::moresettings = "xpiwe[=3;";
+    leastofanyweight(513);
+    mixed::moresettings.clear();
+    zelrun("xpiwe-;");
+}
+
+TEST(AdditionSequence, OfManyTaxaStopsWithAPartialTree)
+{
+    std::mt19937 rng(514);
+    use(plain::randommatrix(rng, 200, 10));
+    searchframe frame(multcom);
+    for (int clusters : { 0, 20 }) {
+        sequencefor settings(0, 0, 0, clusters);
+        wagner(anx, 1);
+        std::vector<int> whole(anx, anx + hinod);
+        userstop = 1;
+        wagner(anx, 1);
+        EXPECT_LT(anx[ntax], hinod);
+        EXPECT_EQ(clusters_on, 0);
+        userstop = 0;
+        wagner(anx, 1);
+        EXPECT_EQ(std::vector<int>(anx, anx + hinod), whole);
+    }
 }

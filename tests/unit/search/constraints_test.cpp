@@ -1,4 +1,5 @@
 #include "searchtest.h"
+#include "slowtest.h"
 #include "kernel/below.h"
 #include "kernel/errors.h"
 #include "search/constpack.h"
@@ -232,6 +233,18 @@ TEST(Constraints, AreTakenFromTheGroupsOfATree)
     zelrun("force];keep 0;");
 }
 
+TEST(Constraints, FromATreeInMemoryNeedOneOfThoseThereAre)
+{
+    use(plain::blankmatrix(5, 1));
+    zelrun("tread (0 (1 2) 3 4) * (0 1 (2 3) 4);");
+    for (const char *force : { "force = &2;", "force / &7;", "force : &x;" }) {
+        std::string said = zelrun(force);
+        EXPECT_TRUE(zelfailed());
+        EXPECT_NE(said.find("& must be followed by a tree number ( 0 - 1 )"), std::string::npos) << said;
+    }
+    zelrun("keep 0;");
+}
+
 TEST(Constraints, KeepTheBranchesThatTheyDemandWhenTreesAreCondensed)
 {
     use(plain::blankmatrix(8, 1));
@@ -288,11 +301,9 @@ static std::set<std::vector<uint64_t>> shapesof(const std::vector<plain::tree> &
     return s;
 }
 
-static void searchagainstfilter(std::mt19937 &rng, int taxa, const plain::mix &kind, const std::string &settings, const constraintset &c)
+// On the data in memory.
+static void searchagainstfilter(int taxa, const std::string &settings, const constraintset &c)
 {
-    plain::data m = plain::randommatrix(rng, taxa, 15, kind);
-    m.taxactive.assign(taxa, 1);
-    use(m);
     zelrun("hold 20000;" + settings + forcetext(c, taxa));
     ASSERT_FALSE(zelfailed());
     std::vector<plain::tree> legal = legaltrees(taxa, c);
@@ -311,6 +322,14 @@ static void searchagainstfilter(std::mt19937 &rng, int taxa, const plain::mix &k
     usetrees(legal);
     zelrun("best;");
     EXPECT_EQ(shapesof(allkept()), found) << what;
+}
+
+static void searchagainstfilter(std::mt19937 &rng, int taxa, const plain::mix &kind, const std::string &settings, const constraintset &c)
+{
+    plain::data m = plain::randommatrix(rng, taxa, 15, kind);
+    m.taxactive.assign(taxa, 1);
+    use(m);
+    searchagainstfilter(taxa, settings, c);
 }
 
 TEST(ConstrainedSearch, FindsTheBestOfAllTreesThatFulfilTheConstraints)
@@ -336,6 +355,27 @@ TEST(ConstrainedSearch, WorksWithStepMatrices)
         searchagainstfilter(rng, 6, { 8, 4, 10 }, trial % 2 ? "costs 0.5 = 0>1 2 0>2 3 1>2 1 1>0 1;" : "costs 0.7 = 0>1 2 1>0 2 0>2 3 2>0 3;", c);
     }
     zelrun("force];mult:replic 10 hold 10;hold 100;");
+}
+
+TEST(ConstrainedSearch, WorksWithContinuousCharacters)
+{
+    std::mt19937 rng(414);
+    rulefor plainly(nocollapse);
+    for (const char *settings : { "piwe-;", "piwe=3;" })
+        for (const mixed::kind &k : mixed::kinds) {
+            if (!k.conts) continue;
+            for (int trial = 0; trial < atmost(3); ++trial) {
+                SCOPED_TRACE(k.what);
+                mixed::data d = mixed::random(rng, 6, 8, k);
+                d.m.taxactive.assign(6, 1);
+                zelrun("mxram 32;");
+                zelrun(settings + ("procedure " + writefile("constrained.xread", mixed::readtext(d))) + ";");
+                ASSERT_FALSE(zelfailed());
+                constraintset c = randomconstraints(rng, 6, 1 + trial % 2, trial % 2, trial % 3 == 2, trial % 2 * 20);
+                searchagainstfilter(6, "", c);
+            }
+        }
+    zelrun("piwe-;force];mult:replic 10 hold 10;hold 100;");
 }
 
 // Of data that tell nothing all legal trees are optimal.  With a group for each branch there is one tree, and
@@ -447,6 +487,105 @@ TEST(ConstrainedSearch, KeepsExactlyTheLegalTreesOfAnIsland)
     zelrun("force];bbreak:tbr;hold 100;");
 }
 
+// All legal trees within the limit that legal moves within it reach from an optimal tree, and no others.
+TEST(ConstrainedSearch, KeepsExactlyTheLegalSuboptimalTreesOfAnIsland)
+{
+    std::mt19937 rng(415);
+    rulefor plainly(nocollapse);
+    size_t trees = 0;
+    for (int trial = 0; trial < atmost(18); ++trial) {
+        int taxa = trial % 6 == 5 ? 7 : 6, excess = 1 + trial % 3;
+        plain::data m = plain::randommatrix(rng, taxa, 10, { 8, 2 + trial % 3, 10 });
+        m.taxactive.assign(taxa, 1);
+        use(m);
+        constraintset c = randomconstraints(rng, taxa, trial % 3, trial / 2 % 3, trial % 4 == 3, trial % 2 * 15);
+        if (c.groups.empty() && c.treetext.empty()) continue;
+        zelrun("hold 11000; subopt 0;" + forcetext(c, taxa) + "ienum;");
+        if (zelfailed() || !trees_in_mem) continue;
+        plain::tree start = kept(0);
+        long limit = plain::length(m, start) + excess;
+        usetrees({ start });
+        bool tbr = trial & 1;
+        zelrun("subopt " + std::to_string(excess) + (tbr ? ";bbreak=tbr;" : ";bbreak=spr;"));
+        ASSERT_FALSE(zelfailed());
+        std::set<std::vector<uint64_t>> island{ plain::shape(start) };
+        std::vector<plain::tree> open{ start };
+        while (!open.empty()) {
+            plain::tree t = open.back();
+            open.pop_back();
+            neighbours(t, tbr, [&](const plain::tree &u) {
+                if (plain::length(m, u) <= limit && fulfils(u, c) && island.insert(plain::shape(u)).second) open.push_back(u);
+            });
+        }
+        EXPECT_EQ(shapesof(allkept()), island) << forcetext(c, taxa);
+        trees += island.size();
+    }
+    EXPECT_GT(trees, 30u);
+    zelrun("force];subopt 0;bbreak:tbr;hold 100;");
+}
+
+TEST(ConstrainedSearch, WithLimitedMovesEndsWhereNoLegalMoveWithinTheLimitIsBetter)
+{
+    std::mt19937 rng(416);
+    int swaps = 0;
+    for (int trial = 0; trial < atmost(60); ++trial) {
+        int taxa = 8 + trial % 3, limit = 1 + trial % 3;
+        plain::data m = plain::randommatrix(rng, taxa, 12, { 8, 4, 10 });
+        m.taxactive.assign(taxa, 1);
+        use(m);
+        constraintset c = randomconstraints(rng, taxa, trial % 3, trial / 2 % 2, trial % 4 == 1, trial % 2 * 15);
+        if (c.groups.empty() && c.treetext.empty()) continue;
+        plain::tree start;
+        int tries = 0;
+        do start = plain::randomtree(rng, taxa); while (!fulfils(start, c) && ++tries < 5000);
+        if (tries == 5000) continue;
+        zelrun(forcetext(c, taxa) + "bbreak:limit " + std::to_string(limit) + ";");
+        usetrees({ start });
+        bool tbr = trial & 1;
+        std::string said = zelrun(tbr ? "bbreak=tbr nomulpars;" : "bbreak=spr nomulpars;");
+        ASSERT_FALSE(zelfailed()) << said;
+        EXPECT_NE(said.find("Constraints enforced during search."), std::string::npos) << said;
+        plain::tree end = kept(0);
+        EXPECT_TRUE(fulfils(end, c)) << forcetext(c, taxa);
+        long best = plain::length(m, end);
+        neighbours(end, tbr, [&](const plain::tree &u) {
+            if (fulfils(u, c)) { EXPECT_GE(plain::length(m, u), best) << forcetext(c, taxa) << plain::text(end) << plain::text(u); }
+        }, limit);
+        ++swaps;
+    }
+    EXPECT_GT(swaps, 10);
+    zelrun("force];bbreak:tbr mulpars nolimit;");
+}
+
+TEST(ConstrainedSearch, WithLimitedMovesKeepsTheLegalTreesOfAnIsland)
+{
+    std::mt19937 rng(417);
+    rulefor plainly(nocollapse);
+    for (int trial = 0; trial < atmost(18); ++trial) {
+        int taxa = 6, limit = 1 + trial % 2;
+        use(plain::blankmatrix(taxa, 4));
+        constraintset c = randomconstraints(rng, taxa, trial % 3, trial % 2, trial % 3 == 0, trial % 2 * 15);
+        if (c.groups.empty() && c.treetext.empty()) continue;
+        std::vector<plain::tree> legal = legaltrees(taxa, c);
+        if (legal.empty()) continue;
+        zelrun("hold 1100;" + forcetext(c, taxa) + "bbreak:limit " + std::to_string(limit) + ";");
+        plain::tree start = legal[size_t(plain::below(rng, int(legal.size())))];
+        usetrees({ start });
+        zelrun("bbreak=tbr;");
+        std::set<std::vector<uint64_t>> island{ plain::shape(start) };
+        std::vector<plain::tree> open{ start };
+        while (!open.empty()) {
+            plain::tree t = open.back();
+            open.pop_back();
+            neighbours(t, true, [&](const plain::tree &u) {
+                if (fulfils(u, c) && island.insert(plain::shape(u)).second) open.push_back(u);
+            }, limit);
+        }
+        EXPECT_EQ(shapesof(allkept()), island) << forcetext(c, taxa);
+    }
+    zelrun("force];bbreak:nolimit;hold 100;");
+}
+
 TEST(ConstrainedSearch, KeepsDemandedGroupsWhenTreesAreComparedCollapsed)
 {
     std::mt19937 rng(409);
@@ -456,6 +595,27 @@ TEST(ConstrainedSearch, KeepsDemandedGroupsWhenTreesAreComparedCollapsed)
     zelrun("keep 0;force + [ 1 2 (3) ];mult;");
     EXPECT_EQ(trees_in_mem, 2);                  // {1 2}, or {1 2 3} where 3 goes between
     zelrun("force];mult:replic 10 hold 10;hold 100;");
+}
+
+// Whichever taxon an exact search adds last.
+TEST(ConstrainedSearch, KeepsDemandedGroupsOfTwoTaxaWhenTreesAreFoundExactly)
+{
+    use(plain::blankmatrix(6, 2));
+    zelrun("collapse rule 1 [;");
+    for (int a = 1; a < 6; ++a)
+        for (int b = 1; b < a; ++b) {
+            std::string others, group = "(" + std::to_string(a) + " " + std::to_string(b) + ")";
+            for (int t = 0; t < 6; ++t)
+                if (t != a && t != b) others += std::to_string(t) + " ";
+            zelrun("force = (" + others + group + "); ienum;");
+            ASSERT_FALSE(zelfailed());
+            EXPECT_EQ(trees_in_mem, 1) << group;
+            EXPECT_TRUE(fulfils_constraints(mem_tree[0])) << group;
+            zelrun("bbreak;");
+            EXPECT_EQ(trees_in_mem, 1) << group;
+            EXPECT_TRUE(fulfils_constraints(mem_tree[0])) << group;
+        }
+    zelrun("force ]; collapse ]; keep 0;");
 }
 
 TEST(ConstrainedSearch, FollowsTheOutgroupAndTheActiveTaxa)

@@ -3,11 +3,12 @@
 #include "onecell.h"
 #include "search/kernels.h"
 #include <algorithm>
+#include <numeric>
 
 namespace {
 
 const int widths[] = { 2, 4, 8, 16, 32 };
-constexpr int ROW = 64, NODES = 9, TAXA = 5;
+constexpr int ROW = 128, NODES = 9, TAXA = 5;
 
 // Rows of a tree of five terminals with cells of random classes behind each other.
 //      5 -- 0
@@ -16,12 +17,12 @@ constexpr int ROW = 64, NODES = 9, TAXA = 5;
 //                 `-- 8 -- 3, 4
 struct rows {
     alignas(64) uint32_t walk[NODES * 3 * ROW], branch[NODES * ROW], low[ROW], shift[ROW], cellwts[ROW], fieldwts[ROW * 16];
-    alignas(64) uint32_t unions[4 * ROW];
+    alignas(64) uint32_t unions[4 * ROW], fieldbytes[4 * ROW] = {};
     int bits[ROW], cells = 0;
     int anc[NODES] = { 5, 6, 7, 8, 8, NODES, 5, 6, 7 };
     int lef[NODES] = { -1, -1, -1, -1, -1, 0, 1, 2, 3 }, rig[NODES] = { -1, -1, -1, -1, -1, 6, 7, 8, 4 };
     int path[NODES], stack[NODES], isinclu[NODES] = {}, dirtylist[4], dirty[4] = {}, lowcell[4], hicell[4];
-    savedblock log[400];
+    savedblock log[1200];
     int64_t fieldfits[ROW * 16];
     uint32_t fieldsteps[ROW * 16] = {};
     evaldata d = {};
@@ -52,11 +53,13 @@ struct rows {
             for (int f = 0; f < 16; ++f) fieldwts[c * 16 + f] = kind >= KW_FIELD ? rng() % 9 + 1 : cellwts[c];
             for (int f = 0; f < 16; ++f) fieldfits[c * 16 + f] = fieldwts[c * 16 + f];
         }
+        if (kind >= KW_FIELD && rng() % 2) roundweights(int(rng() % 3));
         for (int t = 0; t < TAXA; ++t)
             for (c = 0; c < cells; ++c) dn(t)[c] = randomsets(rng, bits[c]);
         for (int n = 0; n < NODES; ++n)
             for (c = 0; c < cells; ++c) branch[n * ROW + c] = randomsets(rng, bits[c]);
         d.cells = cells;
+        d.twobits = int(std::count(bits, bits + ROW, 2));
         d.row = ROW;
         d.low = low;
         d.shift = shift;
@@ -78,7 +81,14 @@ struct rows {
         d.lowcell = lowcell;
         d.hicell = hicell;
         d.log = log;
-        d.maxlog = 400;
+        d.maxlog = 1200;
+    }
+
+    void roundweights(int shift)
+    {
+        for (int i = 0; i < ROW * 16; ++i) fieldbytes[i % 4 * ROW + i / 16] |= fieldwts[i] >> shift << i % 16 / 4 * 8;
+        d.fieldbytes = fieldbytes;
+        d.byteshift = shift;
     }
 
     static uint32_t randomsets(std::mt19937 &rng, int bits)    // no field is empty; some hold every state
@@ -145,7 +155,10 @@ template<class F> void eachkernel(F f)
 template<class F> void eachlength(unsigned seed, F f)
 {
     std::mt19937 rng(seed);
-    for (int cells = 0; cells <= 40; ++cells)
+    std::vector<int> lengths(41);
+    std::iota(lengths.begin(), lengths.end(), 0);
+    lengths.insert(lengths.end(), { 63, 64, 65, 80, 81, 100, ROW });      // whole blocks of the widest vectors, and more
+    for (int cells : lengths)
         for (int kind = 0; kind < KERNELWEIGHTS; ++kind)
             for (int draw = 0; draw < 6; ++draw) {
                 auto r = std::make_unique<rows>(rng, cells, kind);
@@ -225,6 +238,23 @@ TEST(Kernels, AScanFindsWhatChecksOneByOneFind)
             }
             long steps;
             EXPECT_EQ(k.scan[kind](&r.d, r.dn(0), r.branch, list, next, n, bound, &steps), n);
+        });
+    });
+}
+
+TEST(Kernels, PlacesOfDisjointFieldsAreListedInAscendingOrder)
+{
+    eachlength(21, [](std::mt19937 &, rows &r, int) {
+        std::vector<int> expected;
+        for (int c = 0; c < r.cells; ++c) {
+            uint32_t empty = onecell::emptyfields(r.dn(0)[c] & r.dn(1)[c], r.bits[c]);
+            for (int b = 0; b < 32; ++b)
+                if (empty >> b & 1) expected.push_back(c * 16 + (r.bits[c] == 2 ? b + 1 : b) / 2);
+        }
+        eachkernel([&](const kernelset &k) {
+            std::vector<int> places(ROW * 16);
+            places.resize(size_t(k.disjoint(&r.d, r.dn(0), r.dn(1), places.data())));
+            EXPECT_EQ(places, expected);
         });
     });
 }

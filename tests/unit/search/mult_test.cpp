@@ -239,3 +239,32 @@ TEST(Mult, FindsAllThePublishedShortestTrees)
             EXPECT_EQ(trees_in_mem, k.trees) << k.file;
         }
 }
+
+// What the walks find is kept as any replication keeps its trees, and what they change is put back.
+TEST(Mult, PutsEachTreeThroughARatchetOrADriftWhenAsked)
+{
+    std::mt19937 rng(95);
+    zelrun("ratchet:iter 4; drift:iter 4;");
+    for (int trial = 0; trial < atmost(20); ++trial) {
+        plain::data m = plain::randommatrix(rng, 7, 15, { 8, 3, 10, 0, 0, 0, 0, 2, 1 });
+        use(m);
+        plain::shortest best = plain::search(m);
+        const char *how = trial % 3 == 0 ? "ratchet" : trial % 3 == 1 ? "drift" : "ratchet drift";
+        int hold = 1 + trial % 4;
+        std::string said = zelrun(std::string("keep 0; rseed 2; mult=replic 4 hold ") + std::to_string(hold) + " " + how + ";");
+        ASSERT_FALSE(zelfailed()) << said;
+        EXPECT_EQ(bestscore(said.substr(said.rfind("Best score ("))), double(best.length)) << said;
+        EXPECT_GT(trees_in_mem, 0);
+        EXPECT_LE(trees_in_mem, 4 * hold);
+        std::set<std::vector<uint64_t>> shapes;
+        for (const plain::tree &t : allkept()) {
+            EXPECT_EQ(plain::length(m, t), best.length);
+            EXPECT_TRUE(shapes.insert(standinggroups(m, t)).second);
+        }
+        for (int t = 0; t < trees_in_mem; ++t) checktree(mem_tree[t]);
+        EXPECT_EQ(zelrun(std::string("keep 0; rseed 2; mult;")), said) << how;
+        zelrun("mult:noratchet nodrift;");
+        EXPECT_EQ(mults.ratchet + mults.drift, 0);
+    }
+    zelrun("keep 0; rseed 1; mult:replic 10 hold 10; ratchet:iter 50; drift:iter 30;");
+}

@@ -111,3 +111,47 @@ TEST(Searches, CondenseTheTreesTheyFoundWhenAsked)
     EXPECT_GT(condensed, 0);
     zelrun("collapse ]; keep 0; hold 100;");
 }
+
+// The rules that marks on the packed sets cannot tell: what a search condensed is what condensing by the
+// command makes of the same trees.
+TEST(Searches, CondenseByRuleFourAndBySwappingAsTheCommandDoes)
+{
+    std::mt19937 rng(906);
+    int fewer = 0, condensed = 0;
+    for (const char *rule : { "rule 4", "spr", "tbr" })
+        for (auto [first, search] : { std::pair("", "mult=replic 3;"), { "", "ienum;" }, { "mult=replic 2;", "bbreak;" }, { "mult=replic 1;", "rebuild 2;" } })
+            for (int trial = 0; trial < atmost(6); ++trial) {
+                plain::data m = plain::randommatrix(rng, 6 + trial % 3, 8, { 8, 2 + trial % 2, 20 });
+                use(m);
+                std::string start = std::string("keep 0; collapse ] ") + rule + "; rseed 1;" + first;
+                zelrun("hold 1000;" + start + search);
+                int found = trees_in_mem;
+                std::string plainly = zelrun("condense; unique;");
+                ASSERT_FALSE(zelfailed()) << plainly;
+                shapes expected = keptshapes();
+                zelrun(start + "collapse [;" + search);
+                ASSERT_FALSE(zelfailed());
+                EXPECT_EQ(keptshapes(), expected) << rule << " " << search << trial;
+                EXPECT_EQ(size_t(trees_in_mem), expected.size());
+                fewer += trees_in_mem < found;
+                for (const plain::tree &t : allkept()) condensed += t.nodes() < 2 * m.taxa - 1;
+                zelrun("keep 0;");
+            }
+    EXPECT_GT(fewer, 0);
+    EXPECT_GT(condensed, 0);
+    zelrun("collapse ] rule 1; keep 0; hold 100; mult:replic 10;");
+}
+
+TEST(Searches, CondenseByRuleFourAsManyTreesAsThereIsRoomFor)
+{
+    std::mt19937 rng(907);
+    plain::data m = plain::randommatrix(rng, 9, 5, { 8, 2, 40 });
+    use(m);
+    for (int room : { 1, 2, 4 }) {
+        std::string said = zelrun("keep 0; hold " + std::to_string(room) + "; collapse [ rule 4; mult=replic 1 hold 2;");
+        ASSERT_FALSE(zelfailed()) << said;
+        EXPECT_LE(trees_in_mem, room);
+        for (int t = 0; t < trees_in_mem; ++t) checktree(mem_tree[t]);
+    }
+    zelrun("collapse ] rule 1; keep 0; hold 100; mult:replic 10 hold 10;");
+}

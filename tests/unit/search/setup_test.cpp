@@ -1,9 +1,14 @@
 #include "searchtest.h"
+#include "kernel/errors.h"
 #include "search/keeptrees.h"
 #include "search/schcollapse.h"
 #include "search/setup.h"
+#include "search/status.h"
+#include "search/swapper.h"
+#include "search/tbr.h"
 #include "data/lists.h"
 #include "kernel/arena.h"
+#include "kernel/textbuf.h"
 
 static plain::data somedata(int taxa, int seed)
 {
@@ -89,6 +94,153 @@ TEST(SearchSetup, ChangedDataArePackedAnew)
     std::string report = zelrun("mult=replic 20;");
     EXPECT_EQ(bestscore(report), double(plain::search(m).length));
     zelrun("mult:replic 10;");
+}
+
+TEST(SearchSetup, TreesThatDoNotFulfilTheConstraintsAreListedAndDiscarded)
+{
+    use(somedata(6, 85));
+    zelrun("procedure " + writefile("odd.trees", "tread (0 (1 (2 (3 (4 5)))))*(0 (3 (1 (2 (4 5)))));\nprocedure/;\n") + "; force + [ 2 4 5 ];");
+    std::string report = zelrun("bbreak;");
+    EXPECT_NE(report.find("Searches require that pre-existing trees fulfill constraints.\nThe following trees don't fulfill them:\n0"),
+              std::string::npos) << report;
+    EXPECT_NE(report.find("Start swapping from 1 trees"), std::string::npos) << report;
+    EXPECT_NE(report.find("Constraints enforced during search."), std::string::npos) << report;
+    zelrun("force ]; keep 0;");
+}
+
+TEST(SearchSetup, WithoutATreeThatFitsThereIsNothingToSwap)
+{
+    use(somedata(6, 86));
+    std::string report = zelrun("bbreak;");
+    EXPECT_TRUE(zelfailed());
+    EXPECT_NE(report.find("No trees to swap"), std::string::npos) << report;
+    zelrun("procedure " + writefile("odd.trees", "tread (0 (1 (2 (3 4))));\nprocedure/;\n") + ";");
+    report = zelrun("bbreak;");
+    EXPECT_TRUE(zelfailed());
+    EXPECT_NE(report.find("No trees to swap"), std::string::npos) << report;
+}
+
+TEST(SearchSetup, ATreeWithoutTheOutgroupCannotBeRooted)
+{
+    use(somedata(6, 87));
+    zelrun("procedure " + writefile("odd.trees", "tread (1 (2 (3 (4 5))));\nprocedure/;\n") + ";");
+    textcursor seen;
+    std::string said;
+    readnewtext(&seen, &said);
+    said.clear();
+    EXPECT_FALSE(safecall([] { chk_tree_rooting(); }));
+    readnewtext(&seen, &said);
+    EXPECT_NE(said.find("Tree 0 does not include current outgroup (t0) and cannot be rerooted"), std::string::npos) << said;
+    zelrun("keep 0;");
+}
+
+TEST(SearchSetup, ThereIsNoCopyOfTheWorkingTreeOntoItself)
+{
+    use(somedata(6, 88));
+    EXPECT_FALSE(safecall([] { schgettree(anx); }));
+}
+
+TEST(SearchSetup, WarnsOfTreesThatMayNotFit)
+{
+    use(somedata(8, 89));
+    std::string report = zelrun("hold 20; mult=replic 21 wagner;");
+    EXPECT_NE(report.find("Doing 21 wagner trees may fill memory (available treespace is 20)"), std::string::npos) << report;
+    report = zelrun("keep 0; mult=replic 5 hold 5 tbr;");
+    EXPECT_NE(report.find("5 reps. with 5 trees each exceeds available treespace (20)\n"
+                          "Search may have to be interrupted if tree-buffer is filled"), std::string::npos) << report;
+    report = zelrun("keep 0; mult=replic 4 hold 5 tbr;");
+    EXPECT_EQ(report.find("exceeds"), std::string::npos) << report;
+    zelrun("keep 0; hold 100; mult:replic 10 hold 10;");
+}
+
+TEST(SearchSetup, NotesThatTreesOfDifferentLengthMayBeOneOnceCollapsed)
+{
+    use(somedata(8, 90));
+    const char *note = "Note: some trees of different length may become identical if collapsed.\n";
+    for (const char *rule : { "rule 1", "rule 4", "spr" })
+        EXPECT_NE(zelrun(std::string("keep 0; subopt 1; mult=replic 1; collapse ") + rule + "; keep 0; mult;").find(note), std::string::npos) << rule;
+    for (const char *rule : { "none", "rule 3", "amb" })
+        EXPECT_EQ(zelrun(std::string("keep 0; collapse ") + rule + "; mult;").find(note), std::string::npos) << rule;
+    EXPECT_EQ(zelrun("keep 0; subopt 0; collapse rule 1; mult;").find(note), std::string::npos);
+    zelrun("keep 0; mult:replic 10;");
+}
+
+TEST(SearchSetup, FillingOnlyEndsWhenTheBufferIsFull)
+{
+    use(plain::blankmatrix(7, 3));
+    rulefor none(nocollapse);
+    zelrun("hold 10;");
+    std::mt19937 rng(91);
+    usetrees({ plain::randomtree(rng, 7) });
+    std::string report = zelrun("bbreak=fillonly;");
+    EXPECT_EQ(trees_in_mem, 10);
+    EXPECT_NE(report.find("Maxtrees was reached when swapping tree 0.  Didn't swap tree(s) 1-9\n"), std::string::npos) << report;
+    report = zelrun("keep 9; hold 11; bbreak;");
+    EXPECT_NE(report.find("Didn't swap tree(s) 1-10\n"), std::string::npos) << report;
+    zelrun("bbreak:nofillonly; keep 0; hold 100;");
+}
+
+// --- what no swap should ever say ---------------------------------------------------------
+
+static swapping badswap;
+static std::mt19937 badrng(92);
+
+static bool lied;
+static bool lieonce(swapping *sw, int root, int dest)
+{
+    sw->score += !lied;
+    lied = true;
+    return good_place(sw, root, dest);
+}
+
+TEST(InternalChecks, ASwapWhoseScoreIsNotThatOfItsTreeFails)
+{
+    plain::data m = somedata(9, 93);
+    use(m);
+    searchframe frame(bbreakcom);
+    std::vector<int> t = plain::stored(plain::randomtree(badrng, 9));
+    std::copy(t.begin(), t.begin() + hinod, anx);
+    start_swap(&badswap, anx, 0, 0, "TBR");
+    badswap.score += 1;
+    textcursor seen;
+    std::string said;
+    readnewtext(&seen, &said);
+    said.clear();
+    EXPECT_FALSE(safecall([] { end_swap(&badswap); }));
+    readnewtext(&seen, &said);
+    double score = badswap.score - 1;
+    char expected[128];
+    snprintf(expected, sizeof expected, "\nInternal error in TBR calculations, expected %.10f, is %.10f", score + 1, score);
+    EXPECT_NE(said.find(expected), std::string::npos) << said;
+}
+
+TEST(InternalChecks, AMoveThatDoesNotGiveWhatItPromisedIsReported)
+{
+    plain::data m = somedata(12, 94);
+    use(m);
+    textcursor seen;
+    std::string said;
+    {
+        searchframe frame(bbreakcom);
+        std::vector<int> t = plain::stored(plain::randomtree(badrng, 12));
+        std::copy(t.begin(), t.begin() + hinod, anx);
+        clusters_on = use_safe_unclip = 1;
+        start_swap(&badswap, anx, 0, 0, "TBR");
+        badswap.place = lieonce;
+        lied = false;
+        readnewtext(&seen, &said);
+        said.clear();
+        for (int x = 1; x < hinod; ++x) {
+            if (x == ntax) continue;
+            tbr_clip(&badswap, x);
+            if (end_clip(&badswap)) break;
+        }
+        clusters_on = use_safe_unclip = 0;
+    }
+    readnewtext(&seen, &said);
+    EXPECT_NE(said.find("\nOOpps --- tbr, move "), std::string::npos) << said;
+    EXPECT_NE(said.find(" error: -1"), std::string::npos) << said;
+    EXPECT_NE(said.find(", score is " + scoretext(badswap.score)), std::string::npos) << said;
 }
 
 TEST(SearchSetup, TimeIsUp)

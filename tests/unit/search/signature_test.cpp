@@ -30,19 +30,22 @@ static std::string signature()
     double best = 1e10;
     int trees = trees_in_mem;
     for (int t = 0; t < trees_in_mem; ++t) best = std::min(best, packdownpass(mem_tree[t]));
-    return give_numrearrangs() + " rearrangements, length " + std::to_string(long(best)) + ", " + std::to_string(trees) + " trees";
+    return give_numrearrangs() + " rearrangements, " + (dopiwe ? "score " : "length ") + scoretext(best) + ", " + std::to_string(trees) + " trees";
 }
 
 struct run { const char *commands, *expected; };
 
-static void follow(int taxa, int chars, int states, unsigned seed, const char *settings, const std::vector<run> &runs)
+// weighting: commands that come before the data
+static void follow(int taxa, int chars, int states, unsigned seed, const char *settings, const std::vector<run> &runs,
+                   const char *weighting = "")
 {
     for (int k = 0; kernelsets[k]; ++k) {
         ASSERT_TRUE(force_kernels(kernelsets[k]->name));
-        zelrun("mxram 64; nstates 8;");
+        zelrun(std::string("mxram 64; nstates 8;") + weighting);
         zelrun("procedure " + writefile("signature.xread", evolved(taxa, chars, states, seed)) + ";");
         ASSERT_FALSE(zelfailed());
-        zelrun(std::string("hold 200;") + settings);
+        zelrun(std::string("hold 200; bbreak:tbr mulpars nolimit norandclip;") + settings);
+        ASSERT_FALSE(zelfailed());
         for (const run &r : runs) {
             zelrun(r.commands);
             optmem();
@@ -50,7 +53,7 @@ static void follow(int taxa, int chars, int states, unsigned seed, const char *s
         }
     }
     force_kernels("");
-    zelrun("mult:replic 10 hold 10 tbr; bbreak:tbr mulpars; rseed 1; nstates 16;");
+    zelrun("mult:replic 10 hold 10 tbr; bbreak:tbr mulpars nolimit norandclip; rseed 1; nstates 16; piwe -; xpiwe -; force ];");
 }
 
 TEST(Signature, OfTwentyTaxaWithTwoStates)
@@ -82,5 +85,61 @@ TEST(Signature, OfSixtyTaxaWithEightStatesSomeAdditive)
     follow(60, 90, 8, 23, "ccode + 0.30;", {
         { "rseed 9; mult=replic 2 hold 3 tbr;",
           "491886 rearrangements, length 3242, 3 trees" },
+    });
+}
+
+TEST(Signature, UnderConstraints)
+{
+    follow(30, 60, 3, 13, "force + [ 3.9 ] [ 4 5 (6 20) ] [ 21 22 23 ] - [ 10 11 ] [ 26 27 28 ];", {
+        { "rseed 2; mult=replic 3 hold 4 tbr;",
+          "77496 rearrangements, length 462, 12 trees" },
+        { "bbreak=spr mulpars;",
+          "537168 rearrangements, length 462, 200 trees" },
+    });
+    follow(30, 60, 3, 13, "force = (0 1 2 3 4 (5 6 7 8 (9 10 11)) (12 13 14 15) (16 (17 18 19 20)) 21 22 23 24 25 26 27 28 29);", {
+        { "rseed 2; mult=replic 3 hold 4 tbr;",
+          "43130 rearrangements, length 460, 4 trees" },
+    });
+}
+
+TEST(Signature, WithLimitedMoves)
+{
+    follow(40, 70, 4, 17, "bbreak:limit 4;", {
+        { "rseed 4; mult=replic 3 hold 4 tbr;",
+          "37014 rearrangements, length 849, 4 trees" },
+        { "keep 0; rseed 4; bbreak:limit 2; mult=replic 3 hold 2 spr;",
+          "5584 rearrangements, length 859, 2 trees" },
+    });
+}
+
+TEST(Signature, UnderImpliedWeights)
+{
+    follow(30, 60, 3, 19, "ccode /3 0.9 + 10.20;", {
+        { "rseed 6; mult=replic 3 hold 4 tbr;",
+          "119611 rearrangements, score 72.03339, 1 trees" },
+        { "bbreak=spr mulpars;",
+          "2842 rearrangements, score 72.03339, 1 trees" },
+        { "keep 0; rseed 6; bbreak:tbr limit 3; mult=replic 2 hold 2;",
+          "10510 rearrangements, score 72.58028, 1 trees" },
+    }, "piwe=4;");
+}
+
+TEST(Signature, OfWeightingSets)
+{
+    follow(24, 48, 3, 29, "xpiwe[=4;", {
+        { "rseed 8; mult=replic 2 hold 3 tbr;",
+          "38353 rearrangements, score 28.11738, 1 trees" },
+        { "bbreak=tbr mulpars;",
+          "5248 rearrangements, score 28.11738, 1 trees" },
+    }, "piwe=3;");
+}
+
+TEST(Signature, OfStepMatrices)
+{
+    follow(24, 40, 4, 31, "costs 0.15 = 0>1 2 1>0 1 0/2 3 1/2 2 0/3 4 1/3 3 2/3 1; costs 16.20 = 0/1 1 0/2 2 0/3 2 1/2 1 1/3 2 2/3 1;", {
+        { "rseed 3; mult=replic 2 hold 3 tbr;",
+          "32499 rearrangements, length 444, 2 trees" },
+        { "bbreak=tbr mulpars randclip;",
+          "11990 rearrangements, length 444, 2 trees" },
     });
 }

@@ -1,6 +1,9 @@
 #include "searchtest.h"
 #include "search/kernels.h"
+#include "search/spr.h"
 #include "search/status.h"
+#include "search/swapper.h"
+#include "search/tbr.h"
 
 static bool differ(const plain::tree &a, const plain::tree &b) { return plain::shape(a) != plain::shape(b); }
 
@@ -217,4 +220,70 @@ TEST(Swappers, CountTheRearrangementsOfEachClip)
     std::string tbr = zelrun("bbreak=tbr nomulpars;");
     EXPECT_NE(tbr.find("Total rearrangements examined: 36.\n"), std::string::npos) << tbr;
     zelrun("bbreak:mulpars;");
+}
+
+namespace {
+
+std::map<int, std::map<std::pair<int, int>, int>> placed;      // by clip: how often each root and destination came up
+std::map<int, int> sisterof;
+
+bool notewhere(swapping *sw, int root, int dest)
+{
+    ++placed[sw->clip][{ root, dest }];
+    sisterof[sw->clip] = sw->sister;
+    return false;
+}
+
+struct noting {
+    noting() { placed.clear(), swapcollapse = 1, note_place = notewhere; }
+    ~noting() { swapcollapse = 0; }
+};
+
+std::set<int> within(const int *tree, int x)                   // nodes of the subtree of x
+{
+    std::set<int> in;
+    for (int n = 0; n < hinod; ++n)
+        for (int m = n; m != ntax; m = tree[m])
+            if (m == x) in.insert(n);
+    return in;
+}
+
+}  // namespace
+
+// Where nothing costs anything all places are looked at: each branch of what is left but the one that the clip
+// came from, as often as there are places for the root.
+TEST(Swappers, LookAtEveryPlaceOfAClipOnce)
+{
+    std::mt19937 rng(59);
+    for (int trial = 0; trial < atmost(30); ++trial) {
+        int taxa = 5 + trial % 7;
+        use(plain::blankmatrix(taxa, 3));
+        searchframe frame(multcom);
+        std::vector<int> tree = plain::stored(plain::randomtree(rng, taxa));
+        for (bool tbr : { false, true }) {
+            std::copy(tree.begin(), tree.begin() + hinod, anx);
+            noting here;
+            (tbr ? tbrswap : sprswap)(anx, 0, 1);
+            for (auto &[clip, places] : placed) {
+                if (clip == 1) continue;                       // comes up again at the end of the lap
+                std::set<int> out = within(tree.data(), clip), roots{ -1 };
+                int size = int((out.size() + 1) / 2), up = tree[size_t(clip)];
+                if (tbr && size > 2)
+                    for (int n : out)
+                        if (n != clip && tree[size_t(n)] != clip) roots.insert(n);
+                std::map<std::pair<int, int>, int> expected;
+                for (int d = 1; d < hinod; ++d) {
+                    bool top = tree[size_t(d)] == ntax;
+                    if (d == ntax || out.count(d) || d == up || (top && d == clip)) continue;
+                    for (int r : roots)
+                        if (r >= 0 || d != sisterof[clip]) expected[{ r, d }] = 1;
+                }
+                if (up == ntax)
+                    for (int r : roots)
+                        if (r >= 0) expected[{ r, 0 }] = 1;     // only terminal 0 is left
+                EXPECT_EQ(places, expected) << (tbr ? "TBR, clip " : "SPR, clip ") << clip << " of trial " << trial;
+            }
+            EXPECT_GE(placed.size(), size_t(taxa - 1));
+        }
+    }
 }

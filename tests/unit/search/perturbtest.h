@@ -1,0 +1,98 @@
+// perturbtest.h: what the tests of perturbing searches share: what must be as before when they end, and a stop at
+// every point where they ask for one.
+#pragma once
+#include "searchtest.h"
+#include "slowtest.h"
+#include "kernel/random.h"
+#include "kernel/window.h"
+#include "search/constpack.h"
+#include "search/constraints.h"
+#include "search/keeptrees.h"
+#include "search/setup.h"
+#include "search/status.h"
+#include "trees/lightopt.h"
+
+inline double reportscore(int t)                     // of a stored tree, in its own numbers, by the code of reports
+{
+    optmem();
+    return packdownpass(mem_tree[t]);
+}
+
+// What no search may change.
+struct untouched {
+    std::vector<int> weights;
+    int seed = ranseed, room = maxtrees, active = nt;
+    double far = suboptimal, relative = relative_suboptimal;
+    untouched()
+    {
+        for (int c = 0; c < nc; ++c) weights.push_back(charcodes[c].weight);
+    }
+    void check() const
+    {
+        for (int c = 0; c < nc; ++c) ASSERT_EQ(charcodes[c].weight, weights[size_t(c)]) << "character " << c;
+        EXPECT_EQ(ranseed, seed);
+        EXPECT_EQ(maxtrees, room);
+        EXPECT_EQ(nt, active);
+        EXPECT_EQ(suboptimal, far);
+        EXPECT_EQ(relative_suboptimal, relative);
+        EXPECT_FALSE(doing_a_search || clusters_on || perturbating || emulating_tradrat || trees_are_packed || now_being_swapped != -1);
+        EXPECT_EQ(current_replication, -1);
+        for (int t = 0; t < trees_in_mem; ++t) checktree(mem_tree[t]);
+        checkarena();
+    }
+};
+
+// Esc at the poll of this number; how many there were.
+inline int stopatpoll, pollsdone;
+struct stopping {
+    decltype(window.zel_app_window_getKeyPressed) was = window.zel_app_window_getKeyPressed;
+    double interval = polling_interval;
+    explicit stopping(int poll)
+    {
+        stopatpoll = poll;
+        pollsdone = 0;
+        polling_interval = -1;
+        window.zel_app_window_getKeyPressed = [] { return ++pollsdone == stopatpoll ? int(KEY_ESC) : 0; };
+    }
+    ~stopping()
+    {
+        window.zel_app_window_getKeyPressed = was;
+        polling_interval = interval;
+    }
+};
+
+// The search under Esc at each poll in turn, or at some of them when there are many: all is as before, the trees are
+// scored rightly, and the next search runs.
+inline void stopeverywhere(const std::string &before, const std::string &search, int most)
+{
+    zelrun(before);
+    int polls;
+    {
+        stopping never(-1);
+        std::string said = zelrun(search);
+        ASSERT_FALSE(zelfailed()) << said;
+        polls = pollsdone;
+    }
+    ASSERT_GT(polls, 2);
+    for (int i = 1; i <= most; ++i) {
+        int poll = polls <= most ? i : int(1 + long(polls - 1) * (i - 1) / (most - 1));
+        if (poll > polls) break;
+        zelrun(before);
+        untouched same;
+        double start = reportscore(0);
+        std::string said;
+        {
+            stopping here(poll);
+            said = zelrun(search);
+        }
+        SCOPED_TRACE("stopped at poll " + std::to_string(poll));
+        ASSERT_FALSE(zelfailed()) << said;
+        EXPECT_NE(said.find("Search was interrupted...\n"), std::string::npos) << said;
+        same.check();
+        ASSERT_GT(trees_in_mem, 0);
+        EXPECT_LE(reportscore(0), start + 1e-7);
+        for (int t = 1; t < trees_in_mem; ++t) EXPECT_NEAR(reportscore(t), reportscore(0), 1e-7);
+        zelrun("bbreak;");
+        ASSERT_FALSE(zelfailed());
+    }
+}

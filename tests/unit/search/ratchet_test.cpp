@@ -1,0 +1,602 @@
+// The ratchet.
+#include "perturbtest.h"
+#include "search/cycles.h"
+#include "search/fuse.h"
+#include "search/ratchet.h"
+#include "search/setup.h"
+
+namespace {
+
+struct ratsettings {
+    int iters = ratiters, shift = ratshift, equals = ratequals, upper = ratupfact, lower = ratdnfact, hard = rathard;
+    int giveup = ratgiveupperc, freq = ratfusefreq, rounds = ratfuserounds, dump = ratfusedump, trad = dotradrat;
+    double stop = ratstop;
+    ~ratsettings()
+    {
+        ratiters = iters, ratshift = shift, ratequals = equals, ratupfact = upper, ratdnfact = lower, rathard = hard;
+        ratgiveupperc = giveup, ratfusefreq = freq, ratfuserounds = rounds, ratfusedump = dump, dotradrat = trad;
+        ratstop = stop;
+    }
+};
+
+std::vector<int> weightsnow()
+{
+    std::vector<int> w;
+    for (int c = 0; c < nc; ++c) w.push_back(charcodes[c].weight);
+    return w;
+}
+
+// The weights of each packing.
+std::vector<std::vector<int>> packings;
+struct packingsnoted {
+    static inline void (*pass)();
+    packingsnoted()
+    {
+        pass = after_pack;
+        packings.clear();
+        after_pack = [] { packings.push_back(weightsnow()); pass(); };
+    }
+    ~packingsnoted() { after_pack = pass; }
+};
+
+struct change { int zeroed = 0, doubled = 0, kept = 0; };
+change compare(const std::vector<int> &was, const std::vector<int> &is)
+{
+    change d;
+    for (size_t c = 0; c < was.size(); ++c) {
+        d.kept += is[c] == was[c];
+        d.zeroed += was[c] && !is[c];
+        d.doubled += was[c] && is[c] == 2 * was[c];
+    }
+    return d;
+}
+
+}  // namespace
+
+TEST(Ratchet, KeepsTreesOfTheScoreItReportsInEveryWeightKind)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1001);
+    for (size_t k = 0; k < kinds().size(); ++k)
+        for (const char *how : { "iter 4 nofusefreq up 20 down 20", "iter 3 tradrat up 10", "iter 4 equals notradrat down 0",
+                                 "iter 5 down 30 auto 2", "iter 6 fusefreq 3x1 noauto" }) {
+            plain::data m = plain::randommatrix(rng, 8 + int(k) % 4, 15, kinds()[k]);
+            m.taxactive.assign(m.taxa, 1);
+            use(m);
+            plain::tree start = plain::randomtree(rng, m.taxa);
+            usetrees({ start });
+            untouched same;
+            std::string report = zelrun(std::string("ratchet=") + how + ";");
+            ASSERT_FALSE(zelfailed()) << report;
+            same.check();
+            long best = plain::length(m, kept(0));
+            EXPECT_LE(best, plain::length(m, start));
+            std::string expected = "Saved " + std::to_string(trees_in_mem) + " trees of score " + std::to_string(best) + "\n";
+            EXPECT_NE(report.find(expected), std::string::npos) << report << how;
+            for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), best);
+            if (k % 4) continue;
+            neighbours(kept(0), true, [&](const plain::tree &u) { EXPECT_GE(plain::length(m, u), best); });
+        }
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, KeepsTreesOfTheScoreItReportsForEveryKindOfCharacterAndUnderImpliedWeights)
+{
+    ratsettings saved;
+    std::mt19937 rng(1002);
+    zelrun("mxram 32;");
+    for (const char *weighting : { "", "piwe=3;" })
+        for (const mixed::kind &k : mixed::kinds) {
+            SCOPED_TRACE(std::string(k.what) + weighting);
+            mixed::data d = mixed::random(rng, 10, 8, k);
+            d.m.taxactive.assign(d.m.taxa, 1);
+            zelrun(std::string(weighting) + "procedure " + writefile("slow.xread", mixed::readtext(d)) + ";");
+            ASSERT_FALSE(zelfailed());
+            if (dopiwe) set_fit_minima();
+            usetrees({ plain::randomtree(rng, d.m.taxa) });
+            untouched same;
+            double start = reportscore(0);
+            std::string report = zelrun("ratchet=iter 4 up 20 down 20;");
+            ASSERT_FALSE(zelfailed()) << report;
+            ASSERT_EQ(report.find("rror"), std::string::npos) << report;
+            same.check();
+            if (dopiwe) set_fit_minima();
+            for (int t = 0; t < trees_in_mem; ++t) {
+                double score = dopiwe ? mixed::fits(d, kept(t)) : mixed::length(d, kept(t));
+                EXPECT_NEAR(reportscore(t), score, 1e-8);
+                EXPECT_LE(score, start + 1e-8);
+                size_t at = report.find("of score ");
+                ASSERT_NE(at, std::string::npos) << report;
+                EXPECT_NEAR(std::stod(report.substr(at + 9)), score, dopiwe ? 1e-5 : 1e-3);
+            }
+            zelrun("keep 0; piwe-;");
+        }
+}
+
+TEST(Ratchet, HasCyclesOfOriginalLowerAndHigherWeightsInTurn)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1003);
+    use(plain::randommatrix(rng, 8, 200, kinds()[0]));
+    usetrees({ plain::randomtree(rng, 8) });
+    std::vector<int> original = weightsnow();
+    // only what is perturbed is packed anew
+    auto cycles = [&](const std::string &options, const std::string &expected) {
+        zelrun("keep 1;");
+        std::string turns;
+        packingsnoted noted;
+        std::string said = zelrun("ratchet=iter " + std::to_string(expected.size()) + " " + options + ";");
+        ASSERT_FALSE(zelfailed()) << said;
+        for (size_t i = 0; i < packings.size(); ++i) {
+            change d = compare(original, packings[i]);
+            if (!i && d.kept == 200) continue;            // by the search itself, when nothing stands
+            EXPECT_EQ(d.kept + d.zeroed + d.doubled, 200);
+            EXPECT_FALSE(d.zeroed && d.doubled);
+            turns += d.zeroed ? 'd' : d.doubled ? 'u' : '?';
+        }
+        EXPECT_EQ(weightsnow(), original);
+        std::string packed;
+        for (char c : expected)
+            if (c != 'o') packed += c;
+        EXPECT_EQ(turns, packed) << options;
+    };
+    cycles("equals up 30 down 30", "oduoduod");
+    cycles("noequals up 30 down 30", "dudu");
+    cycles("equals up 0 down 30", "odod");
+    cycles("equals up 30 down 0", "ouou");
+    cycles("noequals up 0 down 30", "ddd");
+    cycles("noequals up 30 down 0", "uuu");
+    cycles("equals up 0 down 0", "ooo");
+    EXPECT_EQ(weightsnow(), original);
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, ChangesWeightsWithTheProbabilityGiven)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1004);
+    use(plain::randommatrix(rng, 6, 1000, kinds()[0]));
+    std::vector<int> original = weightsnow();
+    ratequals = 0;
+    for (int percent : { 0, 4, 50, 100 }) {
+        ratupfact = 100;
+        ratdnfact = percent;
+        srand(7);
+        ratwts(1);
+        change d = compare(original, weightsnow());
+        EXPECT_NEAR(percent ? d.zeroed : 0, percent * 10, 60) << percent;
+        for (int c = 0; c < nc; ++c) charcodes[c].weight = original[size_t(c)];
+        ratdnfact = 0;
+        ratupfact = percent;
+        ratwts(2);
+        EXPECT_NEAR(compare(original, weightsnow()).doubled, percent * 10, 60) << percent;
+        for (int c = 0; c < nc; ++c) charcodes[c].weight = original[size_t(c)];
+    }
+}
+
+TEST(Ratchet, DrawsOneNumberForEachCharacterFromTheLast)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1005);
+    use(plain::randommatrix(rng, 6, 50, kinds()[0]));
+    std::vector<int> original = weightsnow(), expected = original;
+    ratupfact = ratdnfact = 30;
+    srand(11);
+    for (int c = nc - 1; c >= 0; --c)
+        if (30 > rand() % 100) expected[size_t(c)] = 0;
+    srand(11);
+    ratwts(1);
+    EXPECT_EQ(weightsnow(), expected);
+    for (int c = 0; c < nc; ++c) charcodes[c].weight = original[size_t(c)];
+    ratwts(0);
+    EXPECT_EQ(weightsnow(), original);
+    ratequals = 0;
+    srand(11);
+    ratwts(0);
+    change d = compare(original, weightsnow());
+    EXPECT_TRUE(d.doubled && !d.zeroed);
+    for (int c = 0; c < nc; ++c) charcodes[c].weight = original[size_t(c)];
+}
+
+TEST(Ratchet, LeavesMembersOfWeightingSetsTheirWeights)
+{
+    ratsettings saved;
+    zelrun("mxram 32;xpiwe-;piwe=3;");
+    std::mt19937 rng(1006);
+    use(plain::randommatrix(rng, 8, 12, kinds()[0]));
+    zelrun("xpiwe[=3;");
+    ASSERT_FALSE(zelfailed());
+    usetrees({ plain::randomtree(rng, 8) });
+    untouched same;
+    std::string said = zelrun("ratchet=iter 4 up 40 down 40;");
+    EXPECT_FALSE(zelfailed()) << said;
+    same.check();
+    zelrun("xpiwe-;piwe-;keep 0;");
+}
+
+TEST(Ratchet, RefusesToDoNothing)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1007);
+    use(plain::randommatrix(rng, 7, 10, kinds()[0]));
+    usetrees({ plain::randomtree(rng, 7) });
+    untouched same;
+    std::string said = zelrun("ratchet=noequals up 0 down 0;");
+    EXPECT_TRUE(zelfailed());
+    EXPECT_NE(said.find("Ratchet must do at least one of equals, up, or down --all three are off!"), std::string::npos) << said;
+    same.check();
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, RepeatsARunFromItsSeed)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1008);
+    use(plain::randommatrix(rng, 25, 40));
+    plain::tree start = plain::randomtree(rng, 25);
+    for (const char *how : { "rseed:0;", "rseed:3;", "rseed!;" }) {
+        auto run = [&](int seed) {
+            usetrees({ start });
+            std::string said = zelrun("rseed " + std::to_string(seed) + ";ratchet=iter 4 up 10 down 10;");
+            EXPECT_EQ(ranseed, seed);
+            for (const plain::tree &t : allkept()) said += plain::text(t);
+            return said;
+        };
+        zelrun(how);
+        std::string first = run(7);
+        EXPECT_EQ(first, run(7)) << how;
+        EXPECT_NE(first, run(8)) << how;
+    }
+    zelrun("rseed:0;rseed-;rseed 1;keep 0;");
+}
+
+TEST(Ratchet, StopsAtTheScoreGivenAndAfterTheCyclesWanted)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1009);
+    plain::data m = plain::randommatrix(rng, 12, 20, kinds()[0]);
+    use(m);
+    usetrees({ plain::randomtree(rng, 12) });
+    EXPECT_NE(zelrun("ratchet 3;").find("3 ratchet iterations completed\n"), std::string::npos);
+    EXPECT_EQ(ratiters, 50);
+    EXPECT_NE(zelrun("ratchet 0;").find("0 ratchet iterations completed\n"), std::string::npos);
+    std::string score = std::to_string(plain::length(m, kept(0)));
+    EXPECT_NE(zelrun("ratchet 9=findscore " + score + ";").find("1 ratchet iterations completed\n"), std::string::npos);
+    EXPECT_NE(zelrun("ratchet 4=nofindscore autoc 2;").find("4 ratchet iterations completed (autoconstrained)\n"), std::string::npos);
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, EndsWholeWhereverItIsStopped)
+{
+    zelrun("mxram 64;");
+    ratsettings saved;
+    std::mt19937 rng(1010);
+    plain::data m = plain::randommatrix(rng, 10, 15, kinds()[7]);
+    m.taxactive.assign(m.taxa, 1);
+    use(m);
+    zelrun("procedure " + writefile("start.trees", treadtext({ plain::randomtree(rng, 10) })) + ";");
+    std::string start = "keep 0; procedure " + tempdir() + "/start.trees;";
+    stopeverywhere(start + "ratchet:iter 4 up 30 down 30;", "ratchet;", atmost(24));
+    stopeverywhere(start + "ratchet:iter 3 tradrat up 30 down 30;", "ratchet;", atmost(18));
+    stopeverywhere(start + "ratchet:iter 6 notradrat equals up 30 down 30 autoc 2 fusefreq 3x1;", "ratchet;", atmost(24));
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, PutsWeightsBackWhenMemoryRunsOut)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1011);
+    plain::data m = plain::randommatrix(rng, 12, 60, plain::everything(8));
+    m.taxactive.assign(m.taxa, 1);
+    use(m);
+    usetrees({ plain::randomtree(rng, 12) });
+    untouched same;
+    std::vector<int> original = weightsnow();
+    {
+        precheck(ratchetcom, ';', 0);
+        schgettree(mem_tree[0]);
+        loram(vailram() - 20000);                 // not for another image
+        ratupfact = ratdnfact = 30;
+        bool done = safecall([] { int n; ratatree(anx, 5, -1, &n, 0); });
+        EXPECT_FALSE(done);
+        EXPECT_EQ(schtag, 0);
+        end_of_search();
+        freeli();
+    }
+    EXPECT_EQ(weightsnow(), original);
+    zelrun("");
+    same.check();
+    std::string said = zelrun("ratchet 3;");
+    EXPECT_FALSE(zelfailed()) << said;
+    for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), plain::length(m, kept(0)));
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, DropsTreesSilentlyWhenTheBufferIsFull)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1012);
+    plain::data m = plain::randommatrix(rng, 14, 6, kinds()[0]);
+    use(m);
+    plain::tree start = plain::randomtree(rng, 14);
+    for (const char *options : { "", "fusefreq 3x1" }) {
+        usetrees({ start });
+        zelrun("hold 4;");
+        std::string said = zelrun(std::string("ratchet=iter 12 up 20 down 20 ") + options + ";");
+        EXPECT_FALSE(zelfailed()) << said;
+        EXPECT_LE(trees_in_mem, 4);
+        for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), plain::length(m, kept(0)));
+        zelrun("hold 100;");
+    }
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, KeepsOnlyTheBestTreeWithoutAStore)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1013);
+    for (int trial = 0; trial < atmost(12); ++trial) {
+        plain::data m = plain::randommatrix(rng, 12, 15, kinds()[size_t(trial) % kinds().size()]);
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        usetrees({ plain::randomtree(rng, 12) });
+        ratiters = 4;
+        ratupfact = ratdnfact = 25;
+        searchframe frame(ratchetcom);
+        schgettree(mem_tree[0]);
+        int n = 0;
+        double best = ratatree(anx, 3, -1, &n, 0);
+        EXPECT_EQ(n, 4);
+        EXPECT_EQ(trees_in_mem, 1);
+        EXPECT_EQ(schoptimize(anx, 1), best);
+        std::vector<int> anc(anx, anx + nodz);
+        unpack_one_tree(anc.data());
+        EXPECT_EQ(double(plain::length(m, plain::fromstored(anc.data(), nt))), best);
+        checkpack();
+    }
+    zelrun("keep 0;");
+}
+
+TEST(Ratchet, LeavesTheImageAsItWas)
+{
+    zelrun("");
+    ratsettings saved;
+    std::mt19937 rng(1014);
+    plain::data m = plain::randommatrix(rng, 15, 40, plain::everything(8));
+    m.taxactive.assign(m.taxa, 1);
+    use(m);
+    usetrees({ plain::randomtree(rng, 15) });
+    searchframe frame(ratchetcom);
+    schgettree(mem_tree[0]);
+    const uint32_t *rows = dnset(0);
+    std::vector<uint32_t> terminals(rows, rows + size_t(ntax) * 3 * size_t(rowcells));
+    int cells = rowcells, layer = schtag;
+    char *low = lomark(), *high = himark();
+    ratiters = 3;
+    ratupfact = ratdnfact = 40;
+    int n;
+    ratatree(anx, 3, -1, &n, 0);
+    EXPECT_EQ(schtag, layer);
+    EXPECT_EQ(rowcells, cells);
+    ASSERT_EQ(dnset(0), rows);
+    for (int t = 0; t < ntax; ++t)
+        EXPECT_TRUE(std::equal(dnset(t), dnset(t) + rowcells, terminals.data() + size_t(t) * 3 * size_t(rowcells)));
+    EXPECT_EQ(lomark(), low);
+    EXPECT_EQ(himark(), high);
+}
+
+// --- the frame of cycles ------------------------------------------------------------------
+
+namespace {
+
+std::mt19937 walks;
+std::vector<int> fused;                 // per cycle so far: rounds of fusing after it
+std::vector<int> treesafter;
+
+std::vector<int> packedrandom(int taxa)
+{
+    std::vector<int> anc = plain::stored(plain::randomtree(walks, taxa));
+    anc.resize(std::max(anc.size(), size_t(nodz)));
+    pack_one_tree(anc.data());
+    return anc;
+}
+
+void jump(int *tree, int)               // to a random tree
+{
+    fused.push_back(fusesdone);
+    fusesdone = 0;
+    treesafter.push_back(trees_in_mem);
+    std::vector<int> t = packedrandom(nt);
+    treecopy(t.data(), tree);
+}
+
+// All trees are as long: swapping leaves any alone, and fusing finds nothing.
+void useflatdata(int taxa)
+{
+    plain::data m = plain::blankmatrix(taxa, 3);
+    use(m);
+    walks.seed(55);
+    usetrees({ plain::randomtree(walks, taxa) });
+}
+
+std::vector<int> cyclesfusedafter(const cycling &kind)
+{
+    fused.clear();
+    fusesdone = 0;
+    searchframe frame(ratchetcom);
+    schgettree(mem_tree[0]);
+    int n;
+    runcycles(kind, anx, 1, 0, &n, 0);
+    fused.push_back(fusesdone);
+    std::vector<int> after;
+    for (size_t i = 1; i < fused.size(); ++i)
+        if (fused[i]) after.push_back(int(i));
+    droptrees(1);
+    return after;
+}
+
+}  // namespace
+
+TEST(Cycles, FuseAfterOneLessThanAskedForInTheRatchetAndAsAskedForInDrifting)
+{
+    rulefor plainly(nocollapse);
+    useflatdata(12);
+    zelrun("hold 1000;");
+    fuseswapit = 0;
+    cycling ratchet = { 12, 0, 0, 5, 1, 1, 1, ALG_RATCHET, jump, nullptr, nullptr };
+    EXPECT_EQ(cyclesfusedafter(ratchet), (std::vector<int>{ 4, 8, 12 }));
+    cycling drift = { 12, 0, 0, 5, 1, 0, 1, ALG_DRIFT, jump, nullptr, nullptr };
+    EXPECT_EQ(cyclesfusedafter(drift), (std::vector<int>{ 5, 10 }));       // two trees are new in the last cycle
+    drift.iterations = 13;
+    EXPECT_EQ(cyclesfusedafter(drift), (std::vector<int>{ 5, 10, 13 }));
+    // every three, in the ratchet every two cycles: of two new trees nothing comes, but at the end
+    ratchet.fusefreq = drift.fusefreq = 3;
+    drift.iterations = 7;
+    EXPECT_EQ(cyclesfusedafter(drift), (std::vector<int>{ 3, 6 }));
+    ratchet.iterations = 7;
+    EXPECT_EQ(cyclesfusedafter(ratchet), (std::vector<int>{ 7 }));
+    ratchet.iterations = 4;
+    EXPECT_EQ(cyclesfusedafter(ratchet), (std::vector<int>{}));
+    drift.fusefreq = 0;
+    EXPECT_EQ(cyclesfusedafter(drift), (std::vector<int>{}));
+    fuseswapit = 1;
+    zelrun("keep 0;hold 100;");
+}
+
+TEST(Cycles, CountTowardsFusingOnlyWhenTheyAreMeantTo)
+{
+    rulefor plainly(nocollapse);
+    useflatdata(12);
+    zelrun("hold 1000;");
+    fuseswapit = 0;
+    cycling drift = { 8, 0, 0, 4, 1, 0, 1, ALG_DRIFT, jump, nullptr, [](int cycle) { return cycle >= 3; } };
+    EXPECT_EQ(cyclesfusedafter(drift), (std::vector<int>{ 7 }));
+    fuseswapit = 1;
+    zelrun("keep 0;hold 100;");
+}
+
+TEST(Cycles, HaveSeedsThatAreNeverRepeatedAndGiveTheCallersSeedBack)
+{
+    useflatdata(8);
+    static std::vector<int> drawn;
+    for (const char *step : { "rseed:0;", "rseed:5;" }) {
+        zelrun(step);
+        drawn.clear();
+        auto draw = [](int *, int) { EXPECT_EQ(ranseed, -1); drawn.push_back(rand()); };
+        cycling kind = { 40, 0, 0, 0, 0, 0, 0, ALG_DRIFT, draw, nullptr, nullptr };
+        searchframe frame(driftcom);
+        schgettree(mem_tree[0]);
+        ranseed = 123;
+        int n;
+        runcycles(kind, anx, 9, -1, &n, 0);
+        EXPECT_EQ(ranseed, 123);
+        EXPECT_EQ(n, 40);
+        std::vector<int> first = drawn;
+        EXPECT_EQ(std::set<int>(first.begin(), first.end()).size(), 40u);
+        drawn.clear();
+        runcycles(kind, anx, 9, -1, &n, 0);
+        EXPECT_EQ(drawn, first);
+        // the stream of a cycle is that of its seed: the second number of it, behind the one that seeds the next
+        srand(9);
+        int seed = rand();
+        for (int i = 0; i < 40; ++i) {
+            srand(unsigned(seed));
+            int next = *step == 'r' && step[6] == '5' ? int((unsigned(seed) + 5) & INT_MAX) : rand();
+            EXPECT_EQ(first[size_t(i)], rand()) << i;
+            seed = next;
+        }
+    }
+    ranseed = 1;
+    zelrun("rseed:0;keep 0;");
+}
+
+TEST(Cycles, SwapUnderTheGroupsThatPerturbationLeftAlone)
+{
+    zelrun("");
+    static std::vector<std::vector<int>> before, after, end;
+    std::mt19937 rng(77);
+    for (int trial = 0; trial < atmost(20); ++trial) {
+        int taxa = 10 + trial % 10;
+        plain::data m = plain::randommatrix(rng, taxa, 20, kinds()[0]);
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        usetrees({ plain::randomtree(rng, taxa) });
+        before.clear(), after.clear(), end.clear();
+        auto swapsome = [](int *tree, int cycle) {
+            if (cycle) end.push_back({ tree, tree + hinod });
+            before.push_back({ tree, tree + hinod });
+            for (int i = 0; i < 3; ++i) {               // a terminal moves to a random branch: most groups stay
+                int x = 1 + rand() % (ntax - 1), d;
+                binmksis(tree);
+                int a = tree[x];
+                if (a == ntax) continue;
+                tree[sis[x]] = tree[a];
+                do d = rand() % hinod; while (d == ntax || d == a || d == x || tree[d] == ntax);
+                tree[a] = tree[d];
+                tree[d] = a;
+            }
+            after.push_back({ tree, tree + hinod });
+        };
+        cycling kind = { 9, 3, 0, 0, 0, 0, 0, ALG_RATCHET, swapsome, nullptr, nullptr };
+        searchframe frame(ratchetcom);
+        schgettree(mem_tree[0]);
+        int n;
+        runcycles(kind, anx, unsigned(trial), -1, &n, 0);
+        EXPECT_FALSE(use_treeconstraints);
+        auto groupsof = [](const std::vector<int> &packed) {
+            std::vector<int> anc = packed;
+            anc.resize(size_t(nodz));
+            unpack_one_tree(anc.data());
+            std::vector<uint64_t> g = plain::shape(plain::fromstored(anc.data(), nt));
+            return std::set<uint64_t>(g.begin(), g.end());
+        };
+        int constrained = 0, broken = 0;
+        for (int i = 0; i + 1 < 9; ++i) {
+            std::set<uint64_t> a = groupsof(before[size_t(i)]), b = groupsof(after[size_t(i)]), e = groupsof(end[size_t(i)]);
+            bool all = true;
+            for (uint64_t g : a)
+                if (b.count(g) && !e.count(g)) all = false;
+            EXPECT_TRUE(all || i % 3 == 0) << "cycle " << i;
+            constrained += i % 3 != 0;
+            broken += !all;
+        }
+        EXPECT_EQ(constrained, 5);
+    }
+    zelrun("keep 0;");
+}
+
+TEST(Cycles, ObeyTheUsersConstraintsAndLeaveThemInForce)
+{
+    ratsettings saved;
+    zelrun("mxram 64;");
+    std::mt19937 rng(78);
+    plain::data m = plain::randommatrix(rng, 12, 20, kinds()[0]);
+    use(m);
+    for (const char *force : { "force + [ 1 2 3 ];", "force + [ 5 6 7 ] - [ 1 2 ];", "force = (0 ((1 2 3) (4 5) 6) (7 8 9 10 11));" }) {
+        std::string defined = zelrun(std::string("keep 0; rseed 4; ") + force);
+        ASSERT_FALSE(zelfailed()) << defined;
+        std::string said = zelrun("constrain =; mult = replic 1 hold 1;");
+        ASSERT_FALSE(zelfailed()) << said;
+        std::string shown = zelrun("constrain;");
+        std::string report = zelrun("ratchet=iter 6 up 30 down 30 autoc 2; ");
+        ASSERT_FALSE(zelfailed()) << report;
+        EXPECT_NE(report.find("Constraints enforced during search.\n"), std::string::npos) << report;
+        EXPECT_EQ(zelrun("constrain;"), shown);
+        for (int t = 0; t < trees_in_mem; ++t) EXPECT_TRUE(fulfils_constraints(mem_tree[t]));
+        report = zelrun("drift=iter 6 autoc 2; ");
+        ASSERT_FALSE(zelfailed()) << report;
+        for (int t = 0; t < trees_in_mem; ++t) EXPECT_TRUE(fulfils_constraints(mem_tree[t]));
+        zelrun("drift:noautoc iter 30; constrain -; force ]; ratchet: noautoc;");
+    }
+    zelrun("keep 0;");
+}

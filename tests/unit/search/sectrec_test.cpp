@@ -1,0 +1,313 @@
+#include "searchtest.h"
+#include "slowtest.h"
+#include "search/mult.h"
+#include "search/sectdata.h"
+#include "search/sectrec.h"
+#include "search/sectsel.h"
+#include "search/sectset.h"
+#include "search/setup.h"
+#include "kernel/errors.h"
+#include "kernel/progress.h"
+
+namespace {
+plain::data randomdata(int taxa, int chars, int seed, const plain::mix &mix = {})
+{
+    std::mt19937 rng{ unsigned(seed) };
+    plain::data m = plain::randommatrix(rng, taxa, chars, mix);
+    m.taxactive.assign(size_t(taxa), 1);
+    return m;
+}
+
+plain::tree randombinary(int taxa, int seed)
+{
+    std::mt19937 rng{ unsigned(seed) };
+    return plain::randomtree(rng, taxa);
+}
+
+// All that describes data and settings, as text.
+std::string situation()
+{
+    std::string text = zelrun("ccode;sectsch:;bbreak:;rseed;force*;constrain;hold;piwe;outgroup;xgroup;agroup;taxname;");
+    for (int t = 0; t < nt; ++t)
+        text += std::string(taxname[t]) + std::string(reinterpret_cast<const char *>(matrix1[t]), size_t(nc) * size_t(celldim)) + char('0' + taxact[t]);
+    return text;
+}
+
+std::string log(const char *name) { return tempdir() + "/" + name; }
+
+// What the commands print when they run on each sector, told to a file of their own.
+std::string sectorsprint(const std::string &commands, const std::string &words)
+{
+    std::string file = log("sectors.txt");
+    std::string said = zelrun("log " + file + ";sectsch= [silent-all;" + commands + "silent=all;] " + words + ";log/;silent-all;");
+    EXPECT_FALSE(zelfailed()) << said;
+    return readfile(file);
+}
+}
+
+TEST(SectorInstructions, LeaveDataAndSettingsAsTheyWere)
+{
+    keepsectsettings settings;
+    for (const char *more : { "", "piwe=;", "force + [1 2 3 4];constrain=;", "taxcode-7;", "xgroup=0 1 2 3;" }) {
+        zelrun("piwe-;");
+        if (std::string(more) == "piwe=;") zelrun("xwipe;piwe=;");
+        use(randomdata(40, 30, 11));
+        zelrun(std::string(more) + "mult: wagner replic 1;mult;mult: tbr replic 10;sectsch: minsize 12 maxsize 15 selfact = 3 2;");
+        ASSERT_FALSE(zelfailed());
+        std::string before = situation();
+        std::string said = zelrun("sectsch= [mult 2; force + [1 2]; hold 30; ccode /3 0 1; outgroup 2; xgroup =1 0 2; tgroup =0 0; taxcode - 3;] tree 0;");
+        EXPECT_FALSE(zelfailed()) << said;
+        EXPECT_EQ(situation(), before) << more;
+        check_everything();
+        EXPECT_EQ(ss_recurse_level, 0);
+        EXPECT_EQ(nlocks, 3 + (consttag != 0)) << "data, trees, image";
+        zelrun("force];piwe-;");
+    }
+}
+
+TEST(SectorInstructions, ChangeSettingsForGoodButThoseOfSectors)
+{
+    keepsectsettings settings;
+    use(randomdata(40, 20, 12));
+    zelrun("mult 1;bbreak:clustersize 15;sectsch: minsize 12 maxsize 20 starts 3;");
+    zelrun("sectsch= [bbreak: clustersize 9; mult: hold 3; subopt 2; drift: iter 7; sectsch: starts 9 minsize 7 xss;] tree 0;");
+    ASSERT_FALSE(zelfailed());
+    EXPECT_EQ(clustersize, 9);
+    EXPECT_EQ(mults.hold, 3);
+    EXPECT_EQ(suboptimal, 2);
+    EXPECT_EQ(ssnumstarts, 3);
+    EXPECT_EQ(ssminsize, 12);
+    EXPECT_EQ(ss_type, SS_RANDOM);
+    zelrun("bbreak:clustersize 15;mult: hold 10; subopt 0; drift: iter 30;");
+}
+
+TEST(SectorInstructions, ImproveTheTreeAndTellItsScore)
+{
+    keepsectsettings settings;
+    for (size_t trial = 0; trial < kinds().size(); ++trial) {
+        plain::data m = randomdata(40, 30, 20 + int(trial), kinds()[trial]);
+        use(m);
+        usetrees({ randombinary(40, int(trial)) });
+        long before = plain::length(m, kept(0));
+        std::string said = zelrun("sectsch= minsize 12 maxsize 20 noglobal selfact = 6 6 [mult 2;] tree 0;");
+        ASSERT_FALSE(zelfailed()) << said;
+        long now = plain::length(m, kept(0));
+        EXPECT_LT(now, before);
+        EXPECT_EQ(bestscore("Best score" + said.substr(said.find("best score"))), double(now)) << said;
+        EXPECT_NE(said.find("Note: sectors analyzed with user-specified routine(s)\n"), std::string::npos) << said;
+    }
+}
+
+// The score told, whatever the kinds of characters, weighted by steps or by fits.
+TEST(SectorInstructions, WorkWithAllKindsOfCharactersAndWeights)
+{
+    keepsectsettings settings;
+    std::mt19937 rng(31);
+    int done = 0;
+    for (const mixed::kind &k : mixed::kinds)
+        for (int weighting = 0; weighting < 2; ++weighting) {
+            if (++done % 3 && atmost(3) < 3) continue;
+            zelrun(weighting ? "xwipe;piwe=4;" : "xwipe;piwe-;");
+            mixed::data d = mixed::random(rng, 24, 16, k);
+            d.m.taxactive.assign(24, 1);
+            zelrun("mxram 64;procedure " + writefile("sector.xread", mixed::readtext(d)) + ";rseed 1;mult= wagner replic 1;mult: tbr replic 10;");
+            ASSERT_FALSE(zelfailed()) << k.what;
+            auto score = [&] { return weighting ? mixed::fits(d, kept(0)) : mixed::length(d, kept(0)); };
+            zelrun(weighting ? "fit;" : "length;");
+            double before = score();
+            std::string said = zelrun("sectsch= minsize 8 maxsize 12 selfact = 6 6 [mult 2;] tree 0;");
+            ASSERT_FALSE(zelfailed()) << k.what << said;
+            zelrun(weighting ? "fit;" : "length;");
+            EXPECT_NEAR(bestscore("Best score" + said.substr(said.find("best score"))), score(), 0.00051) << k.what << weighting;
+            EXPECT_LE(score(), before + 1e-6) << k.what << weighting;
+        }
+    zelrun("xwipe;piwe-;");
+}
+
+// A sector has its own names for what hangs from it; the sector's tree is the one in memory.
+TEST(SectorInstructions, RunOnAMatrixOfTheSector)
+{
+    keepsectsettings settings;
+    plain::data m = randomdata(30, 30, 41);
+    use(m);
+    usetrees({ randombinary(30, 3) });
+    zelrun("taxname=;");
+    std::string said = sectorsprint("taxlabels;hold;", "minsize 10 maxsize 10 selfact = 1 tree 0");
+    EXPECT_NE(said.find("0 ROOT"), std::string::npos) << said;
+    EXPECT_NE(said.find("HTU_"), std::string::npos) << said;
+    EXPECT_NE(said.find("Space for 100 trees"), std::string::npos) << said;
+    zelrun("taxname-;");
+    usetrees({ randombinary(30, 3) });
+    said = sectorsprint("taxlabels;", "minsize 10 maxsize 10 selfact = 1 tree 0");
+    EXPECT_NE(said.find("Tax_"), std::string::npos) << said;
+    zelrun("sectsch: selfact 50;");
+}
+
+TEST(SectorInstructions, OfNoTreesLeaveTheSector)
+{
+    keepsectsettings settings;
+    plain::data m = randomdata(30, 30, 42);
+    use(m);
+    plain::tree t = randombinary(30, 3);
+    for (const char *commands : { "keep 0;", "taxcode-3;mult 1;", "bbreak: tbr;" }) {
+        usetrees({ t });
+        std::string said = zelrun(std::string("sectsch= noglobal minsize 10 maxsize 15 [") + commands + "] tree 0;");
+        EXPECT_FALSE(zelfailed()) << said;
+        EXPECT_EQ(plain::shape(kept(0)), plain::shape(t)) << commands;
+    }
+}
+
+TEST(SectorInstructions, MayBeFollowedWithoutChangingTheTree)
+{
+    keepsectsettings settings;
+    plain::data m = randomdata(30, 30, 43);
+    use(m);
+    plain::tree t = randombinary(30, 3);
+    usetrees({ t });
+    std::string said = zelrun("sectsch= minsize 10 maxsize 15 track tree 0 [mult 2;];");
+    EXPECT_FALSE(zelfailed()) << said;
+    EXPECT_NE(said.find("Note: sectors analyzed with user-specified routine(s),\n      making no substitutions to the tree (tracking)\n"), std::string::npos) << said;
+    EXPECT_EQ(plain::shape(kept(0)), plain::shape(t));
+    said = zelrun("sectsch= minsize 10 maxsize 15 tree 0 [sectsch = track tree 0 [mult 1;];];");
+    EXPECT_NE(said.find("The \"tracking\" option can only be set at the first level of recursion"), std::string::npos) << said;
+}
+
+TEST(SectorInstructions, RunWithinInstructionsThreeLevelsDeep)
+{
+    keepsectsettings settings;
+    zelrun("xwipe;sectsch: recurse 2;");
+    plain::data m = randomdata(80, 30, 44);
+    use(m);
+    usetrees({ randombinary(80, 5) });
+    long before = plain::length(m, kept(0));
+    std::string settingsbefore = zelrun("sectsch:;mult:;");
+    std::string said = zelrun("sectsch= noglobal minsize 40 maxsize 40 selfact = 2 tree 0 [ sectsch= minsize 15 maxsize 20 selfact = 2 ["
+                              "sectsch = minsize 7 maxsize 7 selfact = 2 [mult 2;]; ]; ];");
+    ASSERT_FALSE(zelfailed()) << said;
+    EXPECT_LT(plain::length(m, kept(0)), before);
+    EXPECT_EQ(bestscore("Best score" + said.substr(said.find("best score"))), double(plain::length(m, kept(0))));
+    check_everything();
+    EXPECT_EQ(nlocks, 3);
+    said = zelrun("sectsch= minsize 40 maxsize 40 selfact = 1 tree 0 [sectsch= minsize 20 selfact = 1 [sectsch= minsize 10 selfact = 1 ["
+                  "sectsch = minsize 5 selfact = 1 [mult 1;];];];];");
+    EXPECT_NE(said.find("Can't recurse sectorial searches more than 2 levels\nMaximum level of recursion must be set BEFORE reading data"), std::string::npos) << said;
+    EXPECT_EQ(ss_recurse_level, 0);
+    EXPECT_EQ(nt, 80);
+    check_everything();
+    zelrun("sectsch: recurse 0 selfact 50;");
+}
+
+// [] stands for the text of the level above.
+TEST(SectorInstructions, MayRepeatThoseOfTheLevelAbove)
+{
+    keepsectsettings settings;
+    zelrun("xwipe;sectsch: recurse 1;");
+    use(randomdata(60, 20, 45));
+    usetrees({ randombinary(60, 5) });
+    std::string said = zelrun("sectsch= minsize 30 selfact = 1 tree 0 [mult 1; sectsch= minsize 12 selfact = 1 [];];");
+    EXPECT_NE(said.find("Can't recurse sectorial searches more than 1 levels"), std::string::npos) << said;   // it runs itself
+    zelrun("sectsch: recurse 0 selfact 50;");
+}
+
+TEST(SectorInstructions, RefuseCommandsThatWouldDropTheWhole)
+{
+    keepsectsettings settings;
+    plain::data m = randomdata(30, 20, 46);
+    use(m);
+    std::string file = writefile("other.xread", plain::readtext(randomdata(8, 5, 1)));
+    plain::tree t = randombinary(30, 3);
+    for (auto [command, why] : std::vector<std::pair<std::string, std::string>>{
+             { "xwipe", "Command \"xwipe\" can't be used for the analysis of sectors" },
+             { "mxram 80", "Command \"mxram\" can't be used for the analysis of sectors" },
+             { "procedure " + file, "Data can't be replaced during the analysis of sectors" },
+             { "hold 5/5", "Cannot reset tree-vault size under recursive sectorial searches" },
+             { "tvault>0", "Cannot access tree-vault during recursive sectorial searches" },
+             { "nonsense", "Unknown command: nonsense" } }) {
+        usetrees({ t });
+        std::string before = situation();
+        std::string said = zelrun("sectsch= minsize 10 maxsize 15 tree 0 [" + command + ";];");
+        EXPECT_TRUE(zelfailed());
+        EXPECT_NE(said.find(why), std::string::npos) << said;
+        EXPECT_EQ(ss_recurse_level, 0);
+        EXPECT_EQ(doing_a_search, 0);
+        EXPECT_EQ(trees_are_packed, 0);
+        EXPECT_EQ(nt, 30);
+        ASSERT_EQ(trees_in_mem, 1);
+        EXPECT_EQ(plain::shape(kept(0)), plain::shape(t));
+        check_everything();
+        (void)before;
+        EXPECT_NE(zelrun("mult 1;").find("Best score"), std::string::npos);
+    }
+}
+
+// The failure leaves the whole tree, as any other.
+TEST(SectorInstructions, NeedMemoryForDataOfTheirOwn)
+{
+    keepsectsettings settings;
+    plain::tree t = randombinary(40, 1);
+    use(randomdata(40, 30, 47));
+    usetrees({ t });
+    bool failed = false;
+    {
+        searchframe frame(sectschcom);
+        schgettree(mem_tree[0]);
+        sectorrun run;
+        start_sectors(&run, anx);
+        division d;
+        divide_tree(&d, tree_top(anx), nullptr, { 10, 20 }, hinod, false);
+        mark_piece(&d, 0);
+        ASSERT_TRUE(make_small_matrix(d.base[0], d.size[0]));
+        std::vector<int> tree(sectree, sectree + hinod);
+        strcpy(user_ss_insts, "mult 1;");
+        constexpr size_t LEFT = 30000;                   // more than what is put aside, less than what data need
+        ASSERT_GT(vailram(), LEFT);
+        loram((vailram() - LEFT) & ~size_t(7));
+        jumpchain = 1;
+        try {
+            run_user_instructions(tree.data());
+        } catch (const unwound &) {
+            failed = true;
+        }
+        jumpchain = 0;
+    }
+    std::string said = zelrun("");
+    EXPECT_TRUE(failed);
+    EXPECT_NE(said.find("Sorry, not enough memory to continue"), std::string::npos) << said;
+    EXPECT_EQ(ss_recurse_level, 0);
+    EXPECT_EQ(nt, 40);
+    EXPECT_EQ(plain::shape(kept(0)), plain::shape(t));
+    check_everything();
+}
+
+TEST(SectorInstructions, AreRefusedUnderSelfWeighting)
+{
+    keepsectsettings settings;
+    zelrun("xwipe;piwe=;");
+    use(randomdata(30, 20, 48));
+    zelrun("mult 1;");
+    doautowt = 1;
+    std::string said = zelrun("sectsch: [mult 1;];");
+    doautowt = 0;
+    EXPECT_NE(said.find("Sorry, user instructions for sectors can't\nbe used under auto-weighted optimization"), std::string::npos) << said;
+    zelrun("xwipe;piwe-;");
+}
+
+// Constraints of the whole hold in the sector.
+TEST(SectorInstructions, ObeyConstraints)
+{
+    keepsectsettings settings;
+    for (int trial = 0; trial < 6; ++trial) {
+        plain::data m = randomdata(30, 40, 60 + trial);
+        use(m);
+        zelrun(trial % 2 ? "force + [1 2 3 4 5 6 7 8] + [9 10 11 12] + [1 2 3] - [13 14];constrain=;"
+                         : "force = (0 (1 2 3 4 (5 6 7 8)) (9 10 11 12) 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29);constrain=;");
+        zelrun("mult= wagner replic 1;mult: tbr replic 10;");
+        ASSERT_FALSE(zelfailed());
+        zelrun("sectsch= minsize 10 maxsize 15 selfact = 6 noglobal [mult 2;] tree 0;");
+        ASSERT_FALSE(zelfailed());
+        std::string said = zelrun("mono;");
+        EXPECT_NE(said.find("fulfilling constraints"), std::string::npos) << said;
+        EXPECT_EQ(zelrun("mono-;").find("\n0"), std::string::npos);
+        zelrun("force];");
+    }
+}
