@@ -1,6 +1,9 @@
 // Picks a front end.
 #include "console/console.h"
 #include "kernel/background.h"
+#ifdef ZEL_GUI
+#include "gui/application.h"
+#endif
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -14,8 +17,8 @@ static const char usage[] =
     "Phylogenetic analysis under parsimony.\n"
     "\n"
     "FILEs (matrices, trees, commands) are read in turn.  The first word with a comma\n"
-    "begins the COMMANDS, separated by commas.  Then commands are read from standard\n"
-    "input; \"help ;\" lists them.\n"
+    "begins the COMMANDS, separated by commas.  Then commands are taken from the window,\n"
+    "or from standard input where there is no display; \"help ;\" lists them.\n"
     "\n"
     "  --console   use the terminal, not a window\n"
     "  bground     run INSTRUCTIONS in the background, with neither\n"
@@ -41,5 +44,8 @@ int main(int argc, char **argv)
         fprintf(stderr, "Unknown option %s\n%s", first.c_str(), usage);
         return 2;
     }
+#ifdef ZEL_GUI
+    else if (displayopens()) return runwindow(argc, argv);
+#endif
     return runconsole(words);
 }

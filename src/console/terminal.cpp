@@ -1,6 +1,7 @@
 // The terminal as a keyboard and a screen, for the text viewer and for pauses.
 #include "console/terminal.h"
 #include "kernel/output.h"
+#include "kernel/utf8.h"
 #include "kernel/window.h"
 #include <algorithm>
 #include <cctype>
@@ -84,18 +85,6 @@ int waitkey()
 }
 
 // --- the screen ---------------------------------------------------------------------------
-
-static std::string inutf8(const std::string &text)
-{
-    char *bytes = nullptr;
-    size_t n = 0;
-    FILE *f = open_memstream(&bytes, &n);
-    utf8out(text.data(), text.size(), f);
-    fclose(f);
-    std::string converted(bytes, n);
-    free(bytes);
-    return converted;
-}
 
 // The part of a line of UTF-8 that the screen shows; every code point is one column.
 static std::string columnsof(const std::string &line, int from)

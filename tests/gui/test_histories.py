@@ -1,0 +1,93 @@
+"""The files of the home folder: kept from run to run, refused when obsolete, told when damaged."""
+import os
+import guitest as g
+
+STORY = g.HOME + "/.zel_guistory"
+OBSOLETE = "File ~/.zel_guistory seems to be obsolete.\nIgnoring history and re-setting all defaults\n"
+DAMAGED = "File ~/.zel_guistory is damaged."
+
+
+def read(name):
+    with open(name, "rb") as f:
+        return f.read()
+
+
+def write(name, what):
+    with open(name, "wb") as f:
+        f.write(what)
+
+
+def leave(z, status=0):
+    z.command("zzz;", wait=False)
+    assert z.ended() == status
+
+
+# The first start: no history, the window maximized, all defaults.  What is set is kept.
+with g.zel() as z:
+    assert OBSOLETE not in z.text() and DAMAGED not in z.text()
+    assert z.marked("Settings", "Reports", "Warnings") and not z.marked("Format", "Taxon names")
+    z.command("warn -; taxname =; tables =; tables /3; naked -; watch =; tgroup +100;")
+    z.choose("Settings", "Tools")
+    leave(z)
+good = read(STORY)
+assert len(good) == 85
+assert b"warn -; taxname =" in read(g.HOME + "/.zel_command_history")
+
+# The next start has them, and the lines typed.
+with g.zel() as z:
+    assert not z.marked("Settings", "Reports", "Warnings")
+    for item in ("Taxon names", "Optional tables", "Show node numbers"):
+        assert z.marked("Format", item), item
+    assert z.marked("Settings", "Stopwatch") and not z.marked("Settings", "Tools")
+    z.command("tables/;")
+    assert "Floating point precision is 3" in z.text()
+    z.key("Up", "Up", "Up")
+    z.until(lambda: z.typed().startswith("warn -; taxname ="))
+    z.key("Escape")
+    leave(z)
+
+# Files of another size are not read.
+for wrong in (good[:84], good + b"\0", b""):
+    write(STORY, wrong)
+    with g.zel() as z:
+        assert OBSOLETE in z.text(), len(wrong)
+        assert z.marked("Settings", "Reports", "Warnings") and not z.marked("Format", "Taxon names")
+        z.command("warn -;")
+        leave(z)
+    assert len(read(STORY)) == 85
+
+# 85 bytes are; a flag that is none becomes 1, and a wrong check value is told.
+damaged = bytearray(good)
+damaged[1] = 7                                               # warnings
+write(STORY, damaged)
+with g.zel() as z:
+    assert DAMAGED in z.text()
+    assert z.marked("Settings", "Reports", "Warnings") and z.marked("Format", "Taxon names")
+    z.command("warn -;")
+    leave(z)
+damaged = bytearray(good)
+damaged[-1] ^= 0xff
+write(STORY, damaged)
+with g.zel() as z:
+    assert DAMAGED in z.text() and z.marked("Format", "Taxon names")
+    z.command("tgroup +65;")
+    leave(z)
+write(STORY, os.urandom(85))
+with g.zel() as z:
+    z.command("quote alive;")
+    assert "\nalive\n" in z.text()
+    z.command("warn -;")
+    leave(z)
+
+# A home that cannot be written: told at the start and at the end, and nothing else is lost.
+with g.zel(env={"HOME": "/nonexistent"}) as z:
+    assert "Cannot write ~/.zel_command_history: commands typed will not be kept" in z.text()
+    z.command("quote alive;")
+    assert "\nalive\n" in z.text()
+    z.command("warn -;")
+    leave(z)
+    complaints = z.stderr()
+    assert "Cannot write /nonexistent/.zel_command_history" in complaints
+    assert "Cannot write /nonexistent/.zel_guistory: settings are not kept" in complaints
+    write(z.errors, b"")
+g.done()
