@@ -30,5 +30,21 @@ void count_all_taxa();               // minima and states are of all taxa again,
 void forget_supplied_lists();        // lists are read from text again
 const char *charname_in_use(int c);                        // null: it has none, or outputs show none
 
+// script: the macro language's share of the stream.  All do nothing while the language is off.
+struct inrec;
+void macro_level_opens(inrec *p);              // p will stand above curproc; getnext is still that of curproc
+void macro_level_closed(inrec *p);             // curproc and getnext are again those of the level below p
+void macro_buffers_moved(inrec *from, inrec *to, int levels);   // the levels were copied; getnext is not changed
+bool is_macro_text(const char *at);            // at lies in a running loop or in the text of an expansion
+void macro_errline();                          // composes where an error stood
+void stop_loops();                             // says which loops are running, and ends them
+void reset_macros_after_error();
+void goto_on_error();                          // the levels are about to be closed by an error or interrupt
+void run_pending_goto();                       // goes to the target of errors, when one has happened since
+void table_to_array(const int *values, int rows);       // a table of single values is printed: a script may want them
+void table_to_array(const double *values, int rows);
+
+void checkmacros();                            // asserts the invariants
+
 // trees: every check routine, called after every command of the debug build
 void check_everything();

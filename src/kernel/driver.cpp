@@ -128,7 +128,7 @@ static void echocommand(const char *name)
 static bool askshelp(const comrow *row)
 {
     if (row->run == quotecom || row->run == haltcom) return false;
-    ignore_quotes = 1;
+    ignore_quotes = 2;               // nor are texts inserted: "$X" may be what the command wants
     bool asks = peep() == '?';
     ignore_quotes = 0;
     return asks;
@@ -189,6 +189,7 @@ static void check_after_command()
 {
     checkinput();
     checkarena();
+    checkmacros();
     check_everything();
 }
 #else
@@ -202,6 +203,7 @@ static void turn()
     getting_cmd = 1;
     if (timeit == 1 && !menuing) maxramused = ramused();
     int before = commands_run;
+    recovered(run_pending_goto);
     recovered(onecommand);
     ram_refresh();
     maxram_so_far = std::max(maxram_so_far, maxramused);

@@ -10,6 +10,7 @@
 #include "kernel/input.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
+#include "kernel/shell.h"
 #include "kernel/typos.h"
 #include "kernel/window.h"
 #include <algorithm>
@@ -27,6 +28,7 @@ static void undo_asking()     { if (admit_inner_typos) admit_inner_typos = 1; }
 static void undo_silence()    { silent = static_cast<unsigned char>(silent & ~2); }
 
 const resetrow resettable[] = {
+    { "a dialog that accepts itself", reset_autorun_typed_menu },
     { "counts of active taxa",    count_all_taxa },
     { "lists in place of text",   forget_supplied_lists },
     { "how files are being read", undo_file_modes },
@@ -35,6 +37,7 @@ const resetrow resettable[] = {
     { "a search in progress",     end_of_search },
     { "a viewer on the console",  undo_silence },
     { "texts at nodes",           reset_nodmsg },
+    { "the macro language",       reset_macros_after_error },
     { nullptr, nullptr }
 };
 
@@ -115,8 +118,10 @@ void errmsg(const char *text, ...)
     bool plaintext = !curproc->stream || curproc->stream == stdin;
     if (!message.empty() && !(menuing && plaintext)) {
         spewch('\n');
-        composeplace();
+        if (domacros) macro_errline();
+        else composeplace();
     }
+    stop_loops();
     if (menuing) {
         if (warning && !plaintext) {
             char box[400];
@@ -131,6 +136,7 @@ void errmsg(const char *text, ...)
         spewout();
     }
     silent = silence;
+    goto_on_error();
     inpurge();
     errtrap();
 }

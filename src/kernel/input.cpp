@@ -5,8 +5,10 @@
 // its last command is always terminated, and is closed when reading goes on past that.
 #include "kernel/input.h"
 #include "kernel/background.h"
+#include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
+#include "kernel/levels.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
 #include "kernel/textbuf.h"
@@ -163,6 +165,8 @@ static void needmore()
     endtext(curproc->buffer);
 }
 
+void more_input() { needmore(); }
+
 int normal_gtch()
 {
     for (;;) {
@@ -212,6 +216,7 @@ static void clearlevel(inrec *p)
 
 static void enter(inrec *p)
 {
+    macro_level_opens(p);
     curproc->saved_getnext = getnext;
     curproc = p;
     getnext = p->buffer;
@@ -219,8 +224,9 @@ static void enter(inrec *p)
 
 static void leave()
 {
-    --curproc;
+    inrec *left = curproc--;
     getnext = curproc->saved_getnext;
+    macro_level_closed(left);
 }
 
 static FILE *openinput(const char *name)
@@ -352,7 +358,7 @@ void closetmpproc() { pop_text_level(); }
 // --- arguments ----------------------------------------------------------------------------
 
 // Arguments up to the semicolon, into the pool above its top.  Returns how many; arg[1..] are set.
-static int readargs(const char *script, const char *arg[])
+int readargs(const char *script, const char *arg[])
 {
     char *top = argpool;
     int n = 0;
@@ -369,7 +375,7 @@ static int readargs(const char *script, const char *arg[])
 }
 
 // Opens the file as a level that owns the arguments just read.
-static void openwithargs(const char *name, const char *arg[], int n)
+void openwithargs(const char *name, const char *arg[], int n)
 {
     snprintf(cmdname, sizeof cmdname, "%s", name);
     openlevel();
@@ -380,7 +386,7 @@ static void openwithargs(const char *name, const char *arg[], int n)
     else curproc->args[1] = argpool;
 }
 
-static void listargs()
+void listargs()
 {
     for (int i = 1; i <= curproc->nargs; ++i) { tojoin(curproc->args[i]); spewch(i < curproc->nargs ? ' ' : '\n'); }
 }
@@ -417,6 +423,8 @@ void recursecom()
 
 // --- the size of the stack ----------------------------------------------------------------
 
+static bool isinbuffer(const inrec *p, const char *at) { return at >= p->buffer && at < p->buffer + sizeof p->buffer; }
+
 void mxproccom()
 {
     long n = gtnu();
@@ -426,9 +434,10 @@ void mxproccom()
         curproc->saved_getnext = getnext;
         for (inrec *p = procnest, *q = bigger; p <= curproc; ++p, ++q) {
             *q = *p;
-            q->saved_getnext = q->buffer + (p->saved_getnext - p->buffer);
+            if (isinbuffer(p, p->saved_getnext)) q->saved_getnext = q->buffer + (p->saved_getnext - p->buffer);
             if (p->args[0] == p->name) q->args[0] = q->name;
         }
+        macro_buffers_moved(procnest, bigger, level() + 1);
         curproc = bigger + level();
         delete[] procnest;
         procnest = bigger;
@@ -489,11 +498,11 @@ const char *give_runarg(int i)      // "" for an argument that was not given
 void checkinput()
 {
     assert(procnest && procnest <= curproc && curproc <= procnest + maxnest);
-    assert(getnext >= curproc->buffer && getnext < curproc->buffer + sizeof curproc->buffer);
-    assert(memchr(getnext, 0, size_t(curproc->buffer + sizeof curproc->buffer - getnext)));
+    assert(isinbuffer(curproc, getnext) || is_macro_text(getnext));
+    assert(is_macro_text(getnext) || memchr(getnext, 0, size_t(curproc->buffer + sizeof curproc->buffer - getnext)));
     assert(argpool >= pool && argpool <= pool + ARGPOOLSIZE);
     for (inrec *p = procnest; p <= curproc; ++p) {
         assert(p->lineno >= 0 && p->nargs >= 0 && p->nargs <= MAXARGS);
-        assert(p == curproc || (p->saved_getnext >= p->buffer && p->saved_getnext < p->buffer + sizeof p->buffer));
+        assert(p == curproc || isinbuffer(p, p->saved_getnext) || is_macro_text(p->saved_getnext));
     }
 }

@@ -1,6 +1,7 @@
 // Interrupts: the keys, the time limit and, in a background run, the control files.  Long loops
 // poll; nothing arrives between two polls.
 #include "kernel/background.h"
+#include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
@@ -50,6 +51,8 @@ static void stopsteps()
         spewem("User interrupt...", nullptr);
         tell_background("User interrupt...\n");
     }
+    stop_loops();
+    goto_on_error();
     inpurge();
     if (doing_a_search) { userstop = STOP_SEARCH; return; }
     if (inbground && open_execute_file()) return;

@@ -9,6 +9,7 @@
 #include "kernel/dispatch.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
+#include "kernel/levels.h"
 #include "kernel/output.h"
 #include "kernel/typos.h"
 #include <cstring>
@@ -24,21 +25,23 @@ struct looprow {
     bool marksjaking;         // counts as a repeated run
     bool polls;               // looks for interrupts after each command
     bool travels;             // knows "skipdes"
+    bool speaks;              // a body of a script: its output is shown
 };
 
 static constexpr looprow looprows[] = {
-    { "search commands",                  "\"resample\" or \"qnelsen\"", "You may increase", nullptr,    true,  false, false },
-    { "search commands",                  "this command",                "You may increase", nullptr,    false, true,  false },
-    { "sectorial search commands",        "user searches for sectors",   "You may increase", nullptr,    false, false, false },
-    { "search commands",                  "\"dcomp\"",                   "You may increase", nullptr,    false, false, false },
-    { "ZEL commands from C-script",       "C-style script",              "Increase",         nullptr,    false, false, false },
-    { "commands for reconstructions",     "user reconstructions",        "You may increase", "killrecs", false, false, false },
-    { "commands for travelling tree",     "tree travelling",             "You may increase", "killtrav", false, false, true  },
-    { "commands for combinations",        "combinations",                "You may increase", "killcomb", false, false, false },
+    { "search commands",                  "\"resample\" or \"qnelsen\"", "You may increase", nullptr,    true,  false, false, false },
+    { "search commands",                  "this command",                "You may increase", nullptr,    false, true,  false, true },
+    { "sectorial search commands",        "user searches for sectors",   "You may increase", nullptr,    false, false, false, false },
+    { "search commands",                  "\"dcomp\"",                   "You may increase", nullptr,    false, false, false, false },
+    { "ZEL commands from C-script",       "C-style script",              "Increase",         nullptr,    false, false, false, false },
+    { "commands for reconstructions",     "user reconstructions",        "You may increase", "killrecs", false, false, false, true },
+    { "commands for travelling tree",     "tree travelling",             "You may increase", "killtrav", false, false, true,  true },
+    { "commands for combinations",        "combinations",                "You may increase", "killcomb", false, false, false, true },
 };
 enum { LOOP_SEARCH, LOOP_SWAP, LOOP_SECTORS, LOOP_DCOMP, LOOP_SCRIPT, LOOP_ALLRECONS };
 
 void (*set_the_skipdes)();
+bool loop_was_ended;
 
 // What the loop changes for a while.
 struct loopstate {
@@ -97,8 +100,11 @@ static void fakeloop(const looprow &kind, const char *text)
     loopstate saved;
     silent = 7;
     push_text_level(kind.level, text, ending, INBUFSIZE);
+    if (kind.speaks) silent = saved.silence;
+    loop_was_ended = false;
     report_status = userstop = 0;
     if (kind.marksjaking && !jaking) jaking = 2;
+    bool ended = false;
 
     for (;;) {
         getting_cmd = 1;
@@ -109,7 +115,10 @@ static void fakeloop(const looprow &kind, const char *text)
             myerr("Found '%c' when expecting a command", c);
         }
         getting_cmd = 0;
-        if (kind.endword && !strcmp(cmdname, kind.endword)) break;
+        if (kind.endword && !strcmp(cmdname, kind.endword)) {
+            ended = true;
+            break;
+        }
         if (kind.travels && set_the_skipdes && !strcmp(cmdname, "skipdes")) set_the_skipdes();
         else runrow(lookupinloop(saved));
         if (kind.polls) intrupt(1);
@@ -120,6 +129,7 @@ static void fakeloop(const looprow &kind, const char *text)
     tmpsilent = 1;
     while (giveme_curproc_level() >= level) closeproc();
     tmpsilent = 0;
+    loop_was_ended = ended;
 
     saved.restore();
     if (mytimeout && lapsed_over(startime, mytimeout)) {

@@ -26,7 +26,11 @@ const optrow *findoption(const optrow *rows, const char *word)
     myerr("Option \"%s\" takes a number from %li to %li, not %g", row->word, row->low, row->high, value);
 }
 
-[[noreturn]] static void nonumber(const optrow *row) { myerr("Option \"%s\" requires a number", row->word); }
+[[noreturn]] static void nonumber(const optrow *row)
+{
+    if (row->missing) errmsg(row->missing, nullptr);
+    myerr("Option \"%s\" requires a number", row->word);
+}
 
 // Numbers may follow a '=', and may be negative where the row admits that.
 static double signedvalue(const optrow *row, bool whole)

@@ -20,6 +20,7 @@ struct optrow {
     long        low, high;
     const char *outofrange;    // printf format given the value, for a number outside low..high; null = a standard text
     const char *help;
+    const char *missing = nullptr;   // said when no number follows a word that wants one; null = a standard text
 };
 
 constexpr optrow optflag(const char *w, int *f, const char *help)                   { return { w, OPT_FLAG, f, nullptr, nullptr, 0, 1, nullptr, help }; }
@@ -27,6 +28,8 @@ constexpr optrow optnumber(const char *w, int *n, long lo, long hi, const char *
 constexpr optrow optreal(const char *w, double *x, long lo, long hi, const char *help) { return { w, OPT_REAL, nullptr, x, nullptr, lo, hi, nullptr, help }; }
 constexpr optrow optstore(const char *w, int *n, long value, const char *help)      { return { w, OPT_STORE, n, nullptr, nullptr, value, value, nullptr, help }; }
 constexpr optrow optcall(const char *w, void (*f)(), const char *help)              { return { w, OPT_CALL, nullptr, nullptr, f, 0, 0, nullptr, help }; }
+constexpr optrow optasked(const char *w, int *n, long lo, long hi, const char *help, const char *missing, const char *bad = nullptr) { return { w, OPT_NUMBER, n, nullptr, nullptr, lo, hi, bad ? bad : missing, help, missing }; }
+constexpr optrow optrealasked(const char *w, double *x, long lo, long hi, const char *help, const char *missing)  { return { w, OPT_REAL, nullptr, x, nullptr, lo, hi, missing, help, missing }; }
 constexpr optrow optend()                                                           { return { nullptr, OPT_END, nullptr, nullptr, nullptr, 0, 0, nullptr, nullptr }; }
 
 // Reads option words up to the terminating ';' (left in the stream) or up to one of the

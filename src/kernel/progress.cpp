@@ -7,6 +7,7 @@
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/shell.h"
 #include "kernel/silence.h"
 #include "kernel/window.h"
 #include <algorithm>
@@ -61,6 +62,7 @@ static void recordprogress(const char *text, int percent)
 
 void dildit(double done, double total, const char *text)
 {
+    keep_window_alive();
     if ((breakable == 1 || iamslave) && lapsed_over(last_brk_chk, 1.0)) {
         if (autosave_results) autosave_the_results();
         if (mytimeout && timeisout()) return;
@@ -83,6 +85,11 @@ void dildit(double done, double total, const char *text)
         window.progressline(line);
     }
     last_perc = percent;
+}
+
+void show_user_progress(double done, double total, const char *text)
+{
+    showbar(text, total > 0 ? int(std::clamp(100 * done / total, 0.0, 100.0)) : 100);
 }
 
 void endrow()

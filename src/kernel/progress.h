@@ -7,6 +7,7 @@ extern int xreport_status_time, xreport_status_reps, xreport_status_trees;   // 
 extern int doing_user_progress;
 
 void dildit(double done, double total, const char *text);
+void show_user_progress(double done, double total, const char *text);   // a bar of a script's own, whatever report_status says
 void erdil();                        // clears the progress line
 void erdil_forgood();
 void set_progress_bar_type(int simple);

@@ -131,6 +131,7 @@ static void list(const tablecells &cells, int rows, const std::vector<std::strin
 
 template<class T> static void table(const T *values, int rows, bool optional)
 {
+    table_to_array(values, rows);
     if (tabletitle[0]) {
         tojoin(tabletitle);
         spewout();

@@ -1,7 +1,9 @@
 // Text as it leaves the program.  Trees are drawn with single bytes in the text buffer, among
 // names that may hold UTF-8 or Latin-1; a reader outside gets UTF-8 throughout.
+#include "kernel/utf8.h"
 #include "kernel/output.h"
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 static const char *glyph(unsigned char c)
@@ -82,6 +84,18 @@ void utf8out(const char *text, size_t n, FILE *to)
         } else
             byteout(*s++, to);
     }
+}
+
+std::string inutf8(const std::string &text)
+{
+    char *bytes = nullptr;
+    size_t n = 0;
+    FILE *f = open_memstream(&bytes, &n);
+    utf8out(text.data(), text.size(), f);
+    fclose(f);
+    std::string converted(bytes, n);
+    free(bytes);
+    return converted;
 }
 
 size_t utf8whole(const char *text, size_t n)
