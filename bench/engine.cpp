@@ -6,6 +6,7 @@
 //     engine [part...]     raw pairs devices times weights constraints growth memory; all when none is given
 //
 // "times" takes the names of matrices too (native or Nexus; Fasta after a "&").
+#include "bench.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/below.h"
@@ -27,23 +28,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
-#include <random>
 #include <string>
 #include <vector>
-
-static double cpu()
-{
-    timespec t;
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
-}
-
-static void command(const std::string &text)
-{
-    gtkZel(text.c_str());
-    if (!gtkZel_noerrors) fprintf(stderr, "failed: %s\n", text.c_str());
-}
 
 // Seconds of the processor, the least of several runs.
 template<class F> static double least(int runs, F f)
@@ -72,47 +58,8 @@ static std::string beside(const char *what, double value)
 
 // --- data ---------------------------------------------------------------------------------
 
-// Characters that change along a random tree; the rates of characters differ as those of sites of a gene
-// do (exponentially), so some are nearly constant and some saturated.  Only informative ones are taken.
-struct model { int taxa, chars, leaststates, moststates; double rate; unsigned seed; };
-constexpr model GENE = { 500, 759, 4, 4, 0.03, 1 };            // rate: changes expected on a branch
+constexpr model GENE = { 500, 759, 4, 4, 0.03, 1 };
 constexpr model MORPHOLOGY = { 100, 250, 2, 4, 0.03, 2 };
-
-static bool informative(const std::string &column)
-{
-    int count[128] = {}, common = 0;
-    for (char c : column) common += ++count[int(c)] == 2;
-    return common >= 2;
-}
-
-static std::vector<std::string> generated(const model &m)
-{
-    std::mt19937 rng(m.seed);
-    std::vector<int> anc(size_t(2 * m.taxa - 1), -1), leaves{ 0 };
-    for (int n = 1; n < 2 * m.taxa - 1; n += 2) {               // a leaf becomes two
-        size_t at = rng() % leaves.size();
-        anc[size_t(n)] = anc[size_t(n) + 1] = leaves[at];
-        leaves[at] = n;
-        leaves.push_back(n + 1);
-    }
-    std::exponential_distribution<double> rates(1);
-    std::uniform_real_distribution<double> chance(0, 1);
-    std::vector<std::string> rows(size_t(m.taxa));
-    std::string state(anc.size(), '0'), column(size_t(m.taxa), '0');
-    for (int c = 0; c < m.chars;) {
-        int states = m.leaststates + int(rng() % unsigned(m.moststates - m.leaststates + 1));
-        double rate = rates(rng) * m.rate;
-        for (size_t n = 1; n < anc.size(); ++n) {
-            state[n] = state[size_t(anc[n])];
-            if (chance(rng) < rate) state[n] = char('0' + rng() % unsigned(states));
-        }
-        for (size_t t = 0; t < rows.size(); ++t) column[t] = state[size_t(leaves[t])];
-        if (!informative(column)) continue;
-        for (size_t t = 0; t < rows.size(); ++t) rows[t] += column[t];
-        ++c;
-    }
-    return rows;
-}
 
 static void leavesearch()
 {
@@ -125,14 +72,7 @@ static void entersearch() { precheck(multcom, ';', 0); }
 
 static void readmodel(const model &m, const std::string &before = "", const std::string &after = "")
 {
-    std::vector<std::string> rows = generated(m);
-    std::string file = "/tmp/zel_bench_engine.xread";
-    if (FILE *f = fopen(file.c_str(), "w")) {
-        fprintf(f, "xread %i %i\n", m.chars, m.taxa);
-        for (int t = 0; t < m.taxa; ++t) fprintf(f, "t%i %s\n", t, rows[size_t(t)].c_str());
-        fprintf(f, ";\nprocedure/;\n");
-        fclose(f);
-    }
+    std::string file = modelfile(m);
     command("xwipe;xpiwe-;piwe-;nstates num 8;" + before + "procedure " + file + ";" + after);
     remove(file.c_str());
 }

@@ -31,7 +31,8 @@
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
 
-static int replications = 15, selected = 100, strictperc = 25, cutoff = 85;
+int estimate_replications = 15, estimate_cutoff = 85;
+static int selected = 100, strictperc = 25;
 static std::string searchtext = "mult1=ho1 tb norat;";
 
 static int readpercent(int low, const char *complaint)
@@ -45,12 +46,12 @@ static void readreplications()
 {
     long n = gtnu();
     if (n < 1 || n > INT_MAX - 4) errmsg("Must specify a number of repls. greater than zero", nullptr);
-    replications = int(n);
+    estimate_replications = int(n);
 }
 
 static void readselect()  { selected = readpercent(0, "Must specify a percentage 0-100"); }
 static void readstrict()  { strictperc = readpercent(0, "Must specify a percentage 0-100"); }
-static void readmajor()   { cutoff = readpercent(50, "Must specify a cutoff percentage 0-100"); }
+static void readmajor()   { estimate_cutoff = readpercent(50, "Must specify a cutoff percentage 0-100"); }
 
 static const optrow qnelsenopts[] = {
     optcall("replications", readreplications, "N: searches to do, 1 or more (default 15)"),
@@ -190,7 +191,7 @@ static void estimate(int done)
     }
     int kept = choose_estimates(mem_tree, done, replicascore, selected, strictperc, aside, &picked);
     if (!kept) errmsg("No trees specified", nullptr);
-    combine_estimates(mem_tree, kept, picked, aside, replicaexcluded, cutoff);
+    combine_estimates(mem_tree, kept, picked, aside, replicaexcluded, estimate_cutoff);
     trees_in_mem = 0;
     trinc(nullptr, false);
     trees_in_mem = 1;
@@ -223,11 +224,11 @@ void qnelsencom()
     }
     int leftout = int(std::count(excluded, excluded + nt, 1)), done = 0;
     {
-        replicaguard runs(replications, excluded);
-        makeroom(replications);
-        while (done < replications && !userstop) {
+        replicaguard runs(estimate_replications, excluded);
+        makeroom(estimate_replications);
+        while (done < estimate_replications && !userstop) {
             jaking = 0;
-            dildit(done, replications, "Estimating consensus");
+            dildit(done, estimate_replications, "Estimating consensus");
             if (userstop) break;
             runreplica(done, searchtext.c_str());
             if (userstop && !trees_in_mem) break;

@@ -2,6 +2,9 @@
 #pragma once
 #include <cstdint>
 
+extern int estimate_replications;    // searches to do, 1 or more; starts at 15
+extern int estimate_cutoff;          // per cent of all searches that must have a group, 50..100; starts at 85
+
 // results: rows of nodz entries, one a search, and behind them room for one more (three in all at
 // least).  Those no worse than select per cent of the others move to the front and are copied to
 // aside; returns how many.  Of these, the ones that are better than all but strict per cent of the

@@ -14,6 +14,7 @@
 #include "data/lists.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
+#include "kernel/below.h"
 #include "kernel/commands.h"
 #include "kernel/comhelps.h"
 #include "kernel/driver.h"
@@ -156,6 +157,7 @@ static void grouptrees(const resolutions &r, int sign, int first, const uint8_t 
     }
     myp(sign == '>' ? "Added trees resolving node %i to %i groups (starting at %i)"
                     : "Removed trees resolving node %i from %i groups (starting at %i)", r.node, groups, first);
+    command_listed(groups);
 }
 
 // ">G" or "<G" behind the list; 0 for neither.

@@ -165,7 +165,7 @@ static const optrow bbreakopts[] = {
     optcall("clustersize", readclustersize, "N: nodes a cluster (3 to 1000, default 15); with \":\" only"),
     optcall("xbits", xbits, "use 64 bits when possible; with \":\" only"),
     optcall("noxbits", noxbits, "use 32 bits (default); with \":\" only"),
-    optstore("nolimit", &tbr_distlim, 0, "no limit to the distance of moves (default)"),
+    optstore("nolimit", &tbr_distlim, 0, "no limit to the distance of moves"),
     optcall("limit", readlimit, "N: clips move, and are rerooted, within N nodes of their place; 0 = no limit"),
     optcall("nointers", nointers, "clusters use unions only (default); with \":\" only"),
     optcall("inters", inters, "clusters have intersections too; inters 2: cells with most to decide first; with \":\" only"),

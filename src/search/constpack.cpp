@@ -16,6 +16,7 @@
 #include <cstring>
 #include <functional>
 #include <numeric>
+#include <vector>
 
 int use_treeconstraints, numcpos, numcneg, cncpos, cncneg, negatives_bind = 1;
 uint32_t *cpempos, *cpemneg, *cneginfomsk;
@@ -411,6 +412,21 @@ static void extendsets(int t)
     }
 }
 
+void checkconstsets()
+{
+    assert(entered && clip < 0);
+    const size_t size = size_t(hinod) * CONSTSETS * rowsize;
+    const std::vector<uint32_t> sets(cpempos, cpempos + size), one(once, once + rowsize), two(twice, twice + rowsize);
+    makeallsets();
+    assert(std::equal(one.begin(), one.end(), once) && std::equal(two.begin(), two.end(), twice));
+    for (int i = 0, n = listpiece(ntax); i < n; ++i)
+        for (int k : { lef[nodelist[i]], rig[nodelist[i]] }) {
+            size_t row = size_t(k) * CONSTSETS * rowsize;
+            assert(std::equal(cpempos + row, cpempos + row + CONSTSETS * rowsize, sets.begin() + long(row)));
+            (void)row;
+        }
+}
+
 // --- regions of the tree constraint -------------------------------------------------------
 
 void update_treeconstraints(const int *tree, const int *list, int n)
@@ -490,7 +506,7 @@ void a_tight_strict(const int *const pair[2], int *result)
     int *list = hi<int>(hinod), *match = hi<int>(hinod), *number = hi<int>(hinod), *lower = hi<int>(hinod);
     uint8_t *common = zhi<uint8_t>(hinod);
     makegrouptree(&g, pair[0], ntax, hinod, hiram);
-    for (int t = 0; t < ntax; ++t) entertaxon(&g, t);
+    enteralltaxa(&g);
     binmksis(pair[1]);
     int n = binoptlist(list);
     matchgroups(&g, pair[1], list, n, match);
@@ -512,14 +528,11 @@ void a_tight_strict(const int *const pair[2], int *result)
     result[ntax] = next;
 }
 
-temporary_constraint::temporary_constraint(const int *before, const int *after)
+static void keepgroups(const int *tree)
 {
     assert(hardconst == &userconst);
-    const int *const pair[] = { before, after };
-    int *consensus = hi<int>(hinod);
-    a_tight_strict(pair, consensus);
-    makegrouptree(&perthardconst, consensus, ntax, hinod, hiram);
-    for (int t = 0; t < ntax; ++t) entertaxon(&perthardconst, t);
+    makegrouptree(&perthardconst, tree, ntax, hinod, hiram);
+    enteralltaxa(&perthardconst);
     ofuser = { matched, isfix, region, nodelist, use_treeconstraints };
     nodelist = hi<int>(hinod + 1);
     matched = hi<int>(hinod);
@@ -527,6 +540,16 @@ temporary_constraint::temporary_constraint(const int *before, const int *after)
     isfix = zhi<uint8_t>(hinod);
     hardconst = &perthardconst;
     use_treeconstraints = perthardconst.slots > ntax + 1;
+}
+
+temporary_constraint::temporary_constraint(const int *groups) { keepgroups(groups); }
+
+temporary_constraint::temporary_constraint(const int *before, const int *after)
+{
+    const int *const pair[] = { before, after };
+    int *consensus = hi<int>(hinod);
+    a_tight_strict(pair, consensus);
+    keepgroups(consensus);
 }
 
 temporary_constraint::~temporary_constraint()
@@ -681,7 +704,12 @@ int legal_nodes(int t, int *list, int *top)
 void settle_taxon(int t)
 {
     clip = -1;
-    if (entered) extendsets(t);
+    if (entered) {
+        extendsets(t);
+#ifdef ZEL_TINY
+        checkconstsets();
+#endif
+    }
     if (cpemneg) countstates(t, true);
     if (use_treeconstraints) entertaxon(hardconst, t);
 }

@@ -61,10 +61,11 @@ bool isavalidpos(int root, int dest);    // root: of the clip entered, -1 as it 
 // ---- For a part of a search ----
 // Strict consensus of two binary trees in packed numbers; the result has hinod entries, and polytomies.
 void a_tight_strict(const int *const pair[2], int *result);
-// While it stands, moves keep the groups that two trees share (and so those of the user's tree constraint, which both
-// fulfil).  Nothing may be packed meanwhile.
+// While it stands, moves keep the groups of a tree, or those that two share (and so those of the user's tree constraint,
+// which they fulfil).  Nothing may be packed meanwhile.
 struct temporary_constraint {
     hiscratch memory;
+    explicit temporary_constraint(const int *groups);
     temporary_constraint(const int *before, const int *after);
     ~temporary_constraint();
     temporary_constraint(const temporary_constraint &) = delete;
@@ -83,6 +84,7 @@ void enter_taxon(int t);                 // before its places are asked for, as 
 // Internal nodes of the tree so far, breadth first, below which t may go; *top: the first place.
 int  legal_nodes(int t, int *list, int *top);
 void settle_taxon(int t);                // it was placed
+void checkconstsets();                   // sets brought along with a growing tree are those made afresh
 extern int negatives_bind;               // isavalidpos asks for negative constraints too; 1 but for taxa that have no legal place
 bool whole_tree_ok();                    // a finished Wagner tree fulfils the negative constraints
 

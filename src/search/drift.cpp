@@ -83,7 +83,7 @@ static const optrow dftopts[] = {
              "Give number of drift substitutions", "Can't do %i drift substitutions (max=1000000)"),
     optflag("equals", &dfttakequals, "every other cycle accepts no suboptimal trees"),
     optstore("nopert", &dft_skippert, 1, "no cycle accepts suboptimal trees"),
-    optstore("pert", &dft_skippert, 0, "cycles accept suboptimal trees (default)"),
+    optstore("pert", &dft_skippert, 0, "cycles accept suboptimal trees"),
     optstore("noautoconst", &dfthard, 0, "no auto-constrained cycles"),
     optasked("autoconst", &dfthard, 0, INT_MAX,
              "of N cycles all but one keep, while they swap, the groups that the perturbation left alone; 0 = none",

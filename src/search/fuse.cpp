@@ -9,6 +9,7 @@
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/driver.h"
+#include "kernel/errors.h"
 #include "kernel/random.h"
 #include "trees/scratch.h"
 #include "trees/treebuf.h"
@@ -33,6 +34,11 @@ static bool acceptable(double value, double score)
 }
 
 bool disable_tfusing() { return dopiwe && vailram() < pair_memory(); }
+
+void chkfusing()
+{
+    if (disable_tfusing()) errmsg("Sorry, not enough RAM allocated for tree-fusing under implied weights", nullptr);
+}
 
 int fusetwotrees(int *work, int *other)
 {

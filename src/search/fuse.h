@@ -34,6 +34,7 @@ void note_best_score(double score, double *best);      // lowers *best, and over
 bool reached_score(double score, double stopscore);    // stopscore 0: never
 bool isnewtree(const int *tree, int *const *trees, int n);   // canonical trees of which nothing is collapsed
 bool disable_tfusing();      // under implied weights memory is left for the image, but not for fusing
+void chkfusing();            // refuses to fuse then
 int fusetwotrees(int *work, int *other);               // returns exchanges accepted
 int test_number_of_fuses(const int *t1, const int *t2);   // groups where the two could be exchanged
 double calculate_fuse_props(int count, int **trees);   // their mean in pairs of trees, per hundred taxa

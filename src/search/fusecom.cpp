@@ -215,7 +215,7 @@ static void run(const uint8_t *list)
     listtrees(list, trees, 0);
     overall_bestscore = NOSCORE;
     bool hybrids = choosehybrids(count, trees);
-    if (!hybrids && disable_tfusing()) errmsg("Sorry, not enough RAM allocated for tree-fusing under implied weights", nullptr);
+    if (!hybrids) chkfusing();
     uint8_t *sources = zlo<uint8_t>(maxtrees);
     double best = hybrids ? hybridize(list) : fuse(list, sources);
     erdil();

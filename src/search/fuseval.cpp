@@ -42,7 +42,7 @@ static void matchtrees(const int *work, const int *other)
     hiscratch scratch;
     grouptree g;
     makegrouptree(&g, other, ntax, hinod, hiram);
-    for (int t = 0; t < ntax; ++t) entertaxon(&g, t);
+    enteralltaxa(&g);
     matchgroups(&g, work, optlist, noptlist, partner);
     int m = ntax + 1;                            // all but the terminal at the root: too large a group to be listed
     while (other[m] != ntax) ++m;

@@ -14,7 +14,8 @@ template<class T> static T *room(void *(*take)(size_t), size_t n) { return stati
 static void ranktaxa(grouptree *g)
 {
     hiscratch scratch;
-    int *size = zhi<int>(g->slots), *next = zhi<int>(g->slots), *order = hi<int>(g->slots), n = 0;
+    int *size = g->size, *next = zhi<int>(g->slots), *order = hi<int>(g->slots), n = 0;
+    std::fill(size, size + g->slots, 0);
     auto above = [&](int k) { return g->anc[k]; };
     auto present = [&](int k) { return k == g->taxa || g->anc[k]; };
     int *pending = zhi<int>(g->slots);               // descendants not yet summed up
@@ -76,6 +77,7 @@ void makegrouptree(grouptree *g, const int *anc, int taxa, int nodes, void *(*ta
     std::fill(g->rank, g->rank + taxa, -1);
     g->terminal = room<int>(take, size_t(taxa));
     g->depth = room<int>(take, size_t(g->slots));
+    g->size = room<int>(take, size_t(g->slots));
     g->joins = room<int>(take, size_t(g->levels) * taxa);
     g->entered = room<uint8_t>(take, size_t(taxa));
     g->count = room<int>(take, size_t(g->slots));
@@ -111,7 +113,9 @@ void leavetaxon(grouptree *g, int t) { settaxon(g, t, false); }
 
 void enteralltaxa(grouptree *g)
 {
-    for (int t = 0; t < g->taxa; ++t) entertaxon(g, t);
+    for (int t = 0; t < g->taxa; ++t) g->entered[t] = g->rank[t] >= 0;
+    std::copy(g->size + g->taxa, g->size + g->slots, g->count + g->taxa);
+    g->here = g->ranked;
 }
 
 int smallestgroup(const grouptree *g, int rank1, int rank2)

@@ -17,6 +17,7 @@ struct grouptree {
     int *rank;           // per terminal: its place in the walk; -1: not in this tree
     int *terminal;       // by rank
     int *depth;          // per node
+    int *size;           // per node: its terminals; 1 for terminals, 0 for those not in this tree
     int *joins;          // level k, place i: the shallowest group between the terminals of ranks i .. i + 2^k
     int ranked, levels;
     uint8_t *entered;    // per terminal: it counts

@@ -178,10 +178,10 @@ static const optrow multopts[] = {
     optcall("fas", fas, "N: add next the taxon of highest cost, of N (all) at random"),
     optcall("sas", sas, "N: add next the taxon with most between its best and worst place, of N (all)"),
     optcall("ias", ias, "N: add next the taxon that makes most characters informative, of N (all)"),
-    optstore("noratchet", &mults.ratchet, 0, "no ratchet (default)"),
-    optstore("nodrift", &mults.drift, 0, "no drifting (default)"),
+    optstore("noratchet", &mults.ratchet, 0, "no ratchet"),
+    optstore("nodrift", &mults.drift, 0, "no drifting"),
     optnumber("wclus", &cluster_wagner, 0, INT_MAX, "N: after N taxa, Wagner trees try branches by clusters; 0 = never"),
-    optstore("nowclus", &cluster_wagner, 0, "Wagner trees without clusters (default)"),
+    optstore("nowclus", &cluster_wagner, 0, "Wagner trees without clusters"),
     optstore("ratchet", &mults.ratchet, 1, "each tree, once swapped, goes through the cycles of \"ratchet\""),
     optstore("drift", &mults.drift, 1, "each tree, once swapped, goes through the cycles of \"drift\""),
     optend()

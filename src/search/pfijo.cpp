@@ -280,12 +280,15 @@ static void readchunksize()
     ratsschunksize = int(n);
 }
 
-// Pieces take their room from that for sectors.
+static bool running;                     // the options follow a '='
+
+// Pieces take their room from that for sectors.  A run has its image already: for the next one.
 static void readslack()
 {
     long n = gtnu();
     if (n < 0 || n > 100) errmsg("Extra memory must be a number between 0 and 100", nullptr);
     mem_slack_for_sectors = int(n);
+    if (!running) wipetag(&schtag);
 }
 
 static const optrow pfijoopts[] = {
@@ -345,7 +348,7 @@ void pinon_fijocom()
     }
     if (c != ';' && c != '=' && (c != ':' || only >= 0)) myerr("Wrong argument for pinon fijo: %c", c);
     if (c != ';') {
-        gtnb();
+        running = gtnb() == '=';
         if (!set_ratss_options() && c == ':') show_ratss_options();
         if (c == ':') return;
     }
@@ -354,6 +357,7 @@ void pinon_fijocom()
     if (dopiwe && doautowt) errmsg("Cannot run pinon fijo under auto-weighted optimization", nullptr);
     notreeerror();
     if (only >= trees_in_mem) numtreeerror(only);
+    chkfusing();
     keepseed seedguard;
     hiscratch scratch;
     randinit();

@@ -170,7 +170,7 @@ static const optrow ratopts[] = {
     optcall("fusefreq", fusefreq, "NxR: fuse the trees found every N cycles (3 to 100; 0, the default, never), in R rounds (1 to 100, default 3)"),
     optflag("dumpfuse", &ratfusedump, "when fusing finds nothing better, drop suboptimal trees"),
     optcall("tradrat", tradrat, "traditional ratchet: swap perturbed weights to completion; turns \"equals\" off"),
-    optstore("notradrat", &dotradrat, 0, "short perturbation phases (default)"),
+    optstore("notradrat", &dotradrat, 0, "short perturbation phases"),
     optend()
 };
 

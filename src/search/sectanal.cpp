@@ -3,6 +3,7 @@
 #include "search/sectdata.h"
 #include "search/drift.h"
 #include "search/fuse.h"
+#include "search/fuseval.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
 #include "search/ratchet.h"
@@ -89,7 +90,7 @@ static treelist startlist(int fuses, int starts)
     size_t rows = size_t(fuses) + size_t(starts) + 1;
     constexpr size_t SPARED = 16384;
     if (!fuses) return l;
-    if (rows * (size_t(hinod) * sizeof(int) + sizeof(int *) + 8) + SPARED > vailram()) {
+    if (rows * (size_t(hinod) * sizeof(int) + sizeof(int *) + 8) + pair_memory() + SPARED > vailram()) {
         warnem("Not enough memory to fuse trees for sectors\nNo fusing will be done", nullptr);
         num_fuses_all_starts = 0;
         return l;

@@ -78,7 +78,7 @@ void get_sectsch_priv_buf()
     constexpr int LEAST = 10, SPARED = 5;
     const int taxa = ntax, nodes = hinod;
     size_t spared = used_ram() / 100 * SPARED, free = vailram() > spared ? vailram() - spared : 0;
-    int n = use_sectsch_priv_buf && char_cells ? taxa / 2 : 0;
+    int n = use_sectsch_priv_buf && char_cells && !characters_are_linked() ? taxa / 2 : 0;
     for (; n >= LEAST; n = n * 8 / 10) {
         ntax = n;
         hinod = 2 * n - 1;

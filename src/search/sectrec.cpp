@@ -48,7 +48,7 @@ void ban_commands_from_ss_recursion(handler command)
 void chkinstructions()
 {
     constexpr int PERMUTED = 1;              // jaking: the data of a replication
-    if (complexes && complexes->count()) errmsg("With character links defined, can't run user-defined routines", nullptr);
+    if (characters_are_linked()) errmsg("With character links defined, can't run user-defined routines", nullptr);
     if (jaking == PERMUTED) errmsg("Data are permuted: can't run user-defined routines", nullptr);
     if (actlandnc) errmsg("Sorry, user instructions for sectors can't be used for landmark data", nullptr);
     if (dopiwe && doautowt) errmsg("Sorry, user instructions for sectors can't\nbe used under auto-weighted optimization", nullptr);
@@ -171,6 +171,27 @@ static bool takefirsttree(int *tree)
     return true;
 }
 
+const trackedsector *tracked_sector;
+
+namespace {
+struct keeptracked {
+    const trackedsector *was = tracked_sector;
+    ~keeptracked() { tracked_sector = was; }
+};
+}
+
+// With the image of the sector in force; at the low end of the arena.
+static trackedsector *prepare_tracking_buffers()
+{
+    const int wholenodes = 2 * realntax - 1;
+    trackedsector *t = lo<trackedsector>(1);
+    int *there = lo<int>(size_t(nodz)), *back = lo<int>(size_t(hinod));
+    for (int n = 0; n < nodz; ++n) there[n] = gotopack[n] < wholenodes ? nodtosect[gotopack[n]] : -1;
+    for (int k = 0; k < hinod; ++k) back[k] = k ? backfrompack[sectonod[k]] : -1;
+    *t = { nt, nodz, there, hinod, back };
+    return t;
+}
+
 bool run_user_instructions(int *tree)
 {
     char *mark = lomark();
@@ -182,6 +203,8 @@ bool run_user_instructions(int *tree)
         int level = ss_recurse_level + 1, seed = rand();
         bool tracked = is_tracked_sectsch;
         std::string text = user_ss_insts;
+        keeptracked maps;
+        if (tracked) tracked_sector = prepare_tracking_buffers();
         recursion aside;
         ss_recurse_level = level;
         reinvent_data(&draft, &whole);

@@ -14,3 +14,13 @@ void chkinstructions();
 // left none, or only follow the sectors (is_tracked_sectsch).  All the rest is as before; settings that the
 // commands changed stay so, but for those of sectors.
 bool run_user_instructions(int *tree);
+
+// The sector whose instructions run with "track", for macros.  Nodes have the numbers that the user gives them: in the
+// whole tree as it is stored, and in the tree that the instructions begin with.
+struct trackedsector {
+    int taxa, nodes;             // of the whole data: nt and nodz
+    const int *nodtosect;        // node of the whole tree -> node of the sector; -1 for those that are not in it
+    int sectnodes;
+    const int *sectonod;         // and back; -1 for "ROOT", the ancestor of the sector's base for the root
+};
+extern const trackedsector *tracked_sector;      // null: none; within its instructions, also for sectors of the sector

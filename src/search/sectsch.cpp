@@ -1,5 +1,6 @@
 // The command for sectorial searches: what it reads, refuses and reports.
 #include "search/sectors.h"
+#include "search/fuse.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
 #include "search/sectset.h"
@@ -62,6 +63,12 @@ static void chkkind()
     if (ss_type == SS_CONSTRAINED && !constraints_in_force())
         errmsg("Constraint-based sectorial searches require constraints ON", nullptr);
     if (ss_type == SS_DIAMETER && ss_dosingle_tree < 0) errmsg("DSS requires specification of a single tree", nullptr);
+}
+
+// Small sectors are fused when that was asked for, combined analyses always.
+static void chkmemory()
+{
+    if (!use_user_ss_insts && (num_fuses_all_starts || ssgotocomb)) chkfusing();
 }
 
 // Sizes are of parts: half of the tree at most.
@@ -138,6 +145,7 @@ void sectschcom()
     notreeerror();
     chktracking();
     chkkind();
+    chkmemory();
     limitsizes();
     randinit();
     ranseed = -1;                            // the generator runs on
@@ -165,7 +173,10 @@ const comhelp sectschhelp = {
     "                       memory at the end is taken.  The commands may have sectorial\n"
     "                       searches with instructions of their own, as far as \"recurse\"\n"
     "                       allows; [] repeats the instructions of the level above.  At most 1024\n"
-    "                       bytes, in which brackets match; text between /* and */ is left out\n"
+    "                       bytes; text between /* and */ is left out.  Brackets match, but for\n"
+    "                       those that are signs, as in \"ccode ] 3 ;\" or \"collapse [ ;\"\n"
+    "With \"track\", the expressions nodtosect, biginsect and bignotsect tell the commands which\n"
+    "nodes of the whole tree are in the sector.\n"
     "Examples:\n"
     "  sectsch = rss minsize 6 maxsize 10 starts 2 ;\n"
     "  sectsch = [ mult 2 ; ] tree 0 ;\n"

@@ -6,7 +6,6 @@
 #include "search/sectdata.h"
 #include "search/sectors.h"
 #include "search/sectset.h"
-#include "data/lists.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/driver.h"
@@ -143,9 +142,12 @@ static int vary(int chunks)
     return std::clamp(rand() % 2 ? chunks + by : chunks - by, LEAST_CHUNKS, MOST_CHUNKS_TRIED);
 }
 
+constexpr int TOOSMALL = 9;                   // nodes of a chunk
+
+bool too_small_for_chunks() { return ntax / LEAST_CHUNKS <= TOOSMALL; }
+
 bool effect_serial_xss(sectorrun *run, int chunks)
 {
-    constexpr int TOOSMALL = 9;
     if (chunks < LEAST_CHUNKS) errmsg("Tree must be divided in at least 2 chunks", nullptr);
     if (chunks > MOST_CHUNKS_TRIED) errmsg("Can't divide in more than", intvert(MOST_CHUNKS_TRIED), "chunks", nullptr);
     if (!serial_xss_use_even_sizes) chunks = vary(chunks);
@@ -168,6 +170,8 @@ static int chunks_of_round(int round)
 double serial_xss(int *tree)
 {
     if (have_asymmetric) errmsg("Some characters are Sankoff and asymmetric: can't run exclusive sectors", nullptr);
+    if (characters_are_linked() && have_asym_nuclei)
+        errmsg("Can't run the XSS option with character links that imply asymmetric costs", nullptr);
     sectorrun run;
     start_sectors(&run, tree);
     bool did_serial_changes = false;
@@ -183,16 +187,16 @@ double serial_xss(int *tree)
 
 // --- sectors by constraints ---------------------------------------------------------------
 
-// The part of the tree between a node and the groups within it, if it has enough branches.  One that has too many is
-// analyzed in pieces.
-static void forksector(sectorrun *run, int base, const int *match, int outside)
+// The part of the tree between a node and the groups within it.  One that has too many branches is analyzed in pieces;
+// false: one that has too few is not.
+static bool forksector(sectorrun *run, int base, const int *match, int outside)
 {
     auto isgroup = [&](int node) { return match[node] >= 0; };
     int size = mark_sector(base, isgroup), fork = size - 1 + outside;
-    if (fork < ssminfork || size < LEAST_REDUCED) return;
+    if (fork < ssminfork || size < LEAST_REDUCED) return false;
     if (fork <= ssmaxfork) {
         run_sector(run, base, size);
-        return;
+        return true;
     }
     hiscratch scratch;
     uint8_t *inside = zhi<uint8_t>(hinod);
@@ -207,23 +211,30 @@ static void forksector(sectorrun *run, int base, const int *match, int outside)
     piecelimits limits = { std::max(LEAST_REDUCED, ssmaxfork / 2), ssmaxfork + 1 };
     divide_tree(&d, base, inside, limits, hinod, true);
     runpieces(run, &d);
+    return true;
 }
 
-// The sector of a group of the tree constraint; that of the root is what lies outside all groups.
-static void aconstsel(sectorrun *run, int group)
+// The groups of the tree constraint in the tree being improved.
+struct groupnodes { int *list, *match, *node; };         // node: of each group, -1: none is
+
+static void find_groups(groupnodes *g)
 {
-    hiscratch scratch;
-    int *list = hi<int>(hinod), *match = hi<int>(hinod);
     binmksis(anx);
-    int n = binoptlist(list);
-    matchgroups(hardconst, anx, list, n, match, 1);      // all taxa but one are a group too
+    int n = binoptlist(g->list);
+    matchgroups(hardconst, anx, g->list, n, g->match, 1);      // all taxa but one are a group too
+    std::fill(g->node, g->node + hardconst->slots, -1);
+    for (int i = n - 1; i >= 0; --i)
+        if (g->match[g->list[i]] >= 0) g->node[g->match[g->list[i]]] = g->list[i];
+}
+
+// The sector of a group of the tree constraint; that of the root is what lies outside all groups.  False: there is none.
+static bool aconstsel(sectorrun *run, int group, const groupnodes &g)
+{
     if (group == ntax) {
         int top = tree_top(anx);
-        if (match[top] < 0) forksector(run, top, match, 1);
-        return;
+        return g.match[top] < 0 && forksector(run, top, g.match, 1);
     }
-    int *at = std::find_if(list, list + n, [&](int node) { return match[node] == group; });
-    if (at != list + n) forksector(run, *at, match, 0);
+    return g.node[group] >= 0 && forksector(run, g.node[group], g.match, 0);
 }
 
 double const_ss(int *tree)
@@ -232,11 +243,17 @@ double const_ss(int *tree)
     sectorrun run;
     start_sectors(&run, tree);
     if (ntax < LEAST_SECTOR_TREE) return end_sectors(&run, false);
+    hiscratch scratch;
     int groups = hardconst->slots;
+    groupnodes g = { hi<int>(hinod), hi<int>(hinod), hi<int>(size_t(groups)) };
+    bool known = false;                          // most groups have no sector, and leave the tree as it is
     for (int round = 0; round < ssnumrounds && !sectors_stopped(&run); ++round)
         for (int group = ntax; group < groups && !sectors_stopped(&run); ++group) {
-            aconstsel(&run, group);
-            if (globally_due(&run, expected_ntax) && !sectors_stopped(&run)) swap_globally(&run);
+            if (!known) find_groups(&g);
+            known = !aconstsel(&run, group, g);
+            if (!globally_due(&run, expected_ntax) || sectors_stopped(&run)) continue;
+            swap_globally(&run);
+            known = false;
         }
     return end_sectors(&run, true);
 }
@@ -269,7 +286,7 @@ static int make_diameter_selection(int center, int *base)
 
 double run_diameter_ss(int *tree)
 {
-    if (complexes && complexes->count()) errmsg("With character links defined, can't run the DSS option ", nullptr);
+    if (characters_are_linked()) errmsg("With character links defined, can't run the DSS option ", nullptr);
     if (dss_center < 0 || dss_center >= nodz || gotopack[dss_center] >= hinod)
         errmsg("No node", intvert(dss_center), "in tree", nullptr);
     sectorrun run;

@@ -25,6 +25,7 @@ void mark_piece(const division *d, int k);   // in deslist, for the tree in anx,
 int  tree_top(const int *tree);              // the descendant of the root that is not terminal 0
 
 constexpr int MOST_CHUNKS_TRIED = 64;          // of exclusive sectors
+bool too_small_for_chunks();                   // the tree cannot be divided in two of them
 // One round of exclusive sectors (serial_xss): about so many chunks, 2..MOST_CHUNKS_TRIED.  True when the tree changed.
 struct sectorrun;
 bool effect_serial_xss(sectorrun *run, int chunks);

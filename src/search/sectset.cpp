@@ -2,6 +2,7 @@
 #include "search/sectset.h"
 #include "search/sectrec.h"
 #include "search/status.h"
+#include "data/lists.h"
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "kernel/errors.h"
@@ -36,6 +37,7 @@ int ss_keepall = 1, ss_dosingle_tree = -1, is_tracked_sectsch;
 int use_sectsch_priv_buf = 1, ss_maxrecurse;
 char user_ss_insts[MAXSSINSTS + 1];
 int use_user_ss_insts;
+int have_asym_nuclei;
 
 // --- all of them at once ------------------------------------------------------------------
 
@@ -65,6 +67,8 @@ void putsectsettings(const sectsettings *saved)
     std::copy_n(saved->usersels, MAXUSERSELS, numusersels);
     ssstopscore = saved->stopscore;
 }
+
+bool characters_are_linked() { return complexes && complexes->count(); }
 
 int selections_of_size(int nth, int size)
 {
@@ -225,49 +229,12 @@ static void readrecurse()
 
 // --- instructions -------------------------------------------------------------------------
 
-constexpr int ENDOFTEXT = 1;             // mark behind commands that are run by others
-
-static void passcomment()                // behind its opening
-{
-    for (int c = gtch();;) {
-        int next = gtch();
-        if (c == '*' && next == '/') return;
-        if (next <= ENDOFTEXT || end_of_file()) errmsg("Unfinished comment in instructions for sectorial searches", nullptr);
-        c = next;
-    }
-}
-
-// Up to the bracket that closes the text, which may hold instructions for sectors within these sectors.
-static int copyinsts(char *to)
-{
-    int n = 0, open = 1;
-    for (int last = ' ';;) {
-        int c = gtch();
-        if (c == '/') {
-            int next = gtch();
-            if (next == '*') {
-                passcomment();
-                c = ' ';
-            } else ungtch();
-        }
-        if (c <= ENDOFTEXT || end_of_file()) errmsg("Instructions for sectorial searches must end with ']'", nullptr);
-        if (c == '[') ++open;
-        if (c == ']' && !--open) break;
-        if (isspace(c)) c = ' ';
-        if (c == ' ' && last == ' ') continue;
-        if (n == MAXSSINSTS) myerr("Sorry, string for sectors can't exceed %i bytes\n(place instructions in a file)", MAXSSINSTS);
-        to[n++] = char(last = c);
-    }
-    while (n && to[n - 1] == ' ') --n;
-    return n;
-}
-
 // An empty text repeats the instructions of the level above.
 static void readinsts()
 {
     chkinstructions();
     char text[MAXSSINSTS + 1];
-    int n = copyinsts(text);
+    int n = read_sector_insts(text);
     if (!n) {
         if (!ss_recurse_level) errmsg("Cannot repeat instructions for sectorial search from level 0", nullptr);
     } else {

@@ -62,6 +62,10 @@ constexpr int MAX_SS_RECURSE = 20;
 constexpr int MAXSSINSTS = 1024;     // bytes
 extern char user_ss_insts[MAXSSINSTS + 1];
 extern int use_user_ss_insts;        // there are some; only for one command; 0 outside
+int read_sector_insts(char *to);     // up to the bracket that ends them, behind the one that begins them; returns the bytes, MAXSSINSTS at most
+
+bool characters_are_linked();                // links of characters: first-pass states do not tell all of a subtree
+extern int have_asym_nuclei;                 // they imply costs that differ in their two ways; starts at 0
 
 int selections_of_size(int nth, int size);   // of the nth size (from 0), which is size, in random sectors
 

@@ -88,7 +88,7 @@ double sprswap(int *tree, int first, int mulpars)
         int x = next_clip(&sw, &at);
         if (x == 0 || x == ntax || !hasplaces(x) || (use_treeconstraints && clip_is_fixed(x))) continue;
         add_rearrangs((unsigned long)(2 * (ntax - tnodsize[x]) - 3));
-        if (try_clip(&sw, x)) count = mulpars > 0 ? 0 : 1;
+        if (try_clip(&sw, x)) count = counted_after_move(mulpars);
     }
     end_swap(&sw);
     return sw.score;

@@ -5,6 +5,7 @@
 // the new tree too.  So it is enough to mark them for each move that passes the bound: no tree is made.
 #include "search/swapcollapse.h"
 #include "search/moves.h"
+#include "search/constpack.h"
 #include "search/schcollapse.h"
 #include "search/keeptrees.h"
 #include "search/setup.h"
@@ -16,8 +17,10 @@
 #include "kernel/arena.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
+#include "kernel/random.h"
 #include "trees/below.h"
 #include "trees/collapse.h"
+#include "trees/scratch.h"
 #include "trees/treemodel.h"
 #include <algorithm>
 
@@ -152,6 +155,31 @@ void effect_swap_collapsing(double (*swapper)(int *, int, int), const int *tree,
 void rule_spr(const int *tree, int *marks, const uint8_t *excluded) { effect_swap_collapsing(sprswap, tree, marks, excluded); }
 void rule_tbr(const int *tree, int *marks, const uint8_t *excluded) { effect_swap_collapsing(tbrswap, tree, marks, excluded); }
 
+// Polytomies are resolved at random, and then as well as rearrangements within them can: against a tree that is
+// longer than it need be nearly every move is as good, and none of its groups would stand.
+static void resolve_polytomies()
+{
+    randinit();
+    for (int t = 0; t < trees_in_mem; ++t) {
+        int *tree = mem_tree[t], seed = rand();
+        if (countnodes(tree) >= realntax - 1) continue;
+        hiscratch scratch;
+        int *groups = hi<int>(nodz), *resolved = hi<int>(nodz);
+        std::copy(tree, tree + nodz, groups);
+        pack_one_tree(groups);
+        dichotomize_tree(tree, seed);
+        std::copy(tree, tree + nodz, resolved);
+        pack_one_tree(resolved);
+        {
+            temporary_constraint within(groups);
+            tbrswap(resolved, 0, 0);
+        }
+        unpack_one_tree(resolved);
+        std::copy(resolved, resolved + nodz, tree);
+        reset_nodz(tree);
+    }
+}
+
 void prepare_swap_collapse()
 {
     clear_rearrangs();
@@ -161,8 +189,11 @@ void prepare_swap_collapse()
     now_being_swapped = -1;
     set_schcollapser(current_collapsing_rule());
     chk_active_taxa();
-    chk_tree_status();
+    chk_tree_composition();
+    chk_tree_rooting();
     wipetag(&opttag);
     schpack();
     unpack_trees();
+    resolve_polytomies();
+    chk_tree_monophyly();
 }

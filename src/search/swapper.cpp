@@ -116,6 +116,10 @@ int next_clip(const swapping *, int *at)
     return prearranglist ? prearranglist[*at] : *at;
 }
 
+// A single tree that was made shorter has this clip where it costs least.  Under implied weights, and where the root
+// of the clip has a cost, it is tried again.
+int counted_after_move(int mulpars) { return mulpars > 0 || dopiwe || asymmetric_fields ? 0 : 1; }
+
 // --- a clip -------------------------------------------------------------------------------
 
 static bool keepsmoves(const swapping *sw) { return sw->mulpars > 0; }

@@ -34,6 +34,7 @@ extern bool (*note_place)(swapping *sw, int root, int dest);   // the place func
 bool bufferfull();
 void start_swap(swapping *sw, int *tree, int first, int mulpars, const char *name);
 int  next_clip(const swapping *sw, int *at);  // from the list, or ascending; wraps from hinod to 1
+int  counted_after_move(int mulpars);         // clips visited since the last move, when the present one made it
 bool only_better(const swapping *sw);         // only shorter trees are of use now
 bool nothing_to_gain(const swapping *sw);     // and the clip costs nothing where it is
 // Scores the clip at its original place and sets the bounds.

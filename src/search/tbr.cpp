@@ -94,7 +94,7 @@ double tbrswap(int *tree, int first, int mulpars)
         if (mulpars < 0 && tnodsize[x] < SMALLCLIP) continue;
         add_rearrangs(tbr_places(tnodsize[x]));
         tbr_clip(&sw, x);
-        if (end_clip(&sw)) count = mulpars > 0 ? 0 : 1;
+        if (end_clip(&sw)) count = counted_after_move(mulpars);
     }
     clusters_on = 0;
     end_swap(&sw);

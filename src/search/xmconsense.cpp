@@ -88,7 +88,7 @@ static void tellconsense(int nodes, bool stable)
     if (xm.stabilized_consensus)
         myp("   Consensus stabilized %i times%s", xm.stabilized_consensus, stable ? "" : " (current is not yet stable)");
     else myp("   Consensus not yet stabilized");
-    if (xm.stabilized_consensus >= xmult_consense) myp("   No need to continue searching...");
+    if (xm.stabilized_consensus >= xmult_consense && xm.hitsdone >= xmult_hits) myp("   No need to continue searching...");
     else myp("   Next consensus calculation: %i more hits", xm.nexcon);
 }
 

@@ -6,6 +6,7 @@
 #include "data/matrix.h"
 #include "kernel/output.h"
 #include <algorithm>
+#include <cstdio>
 
 static int rounded(double x) { return int(x + 0.5); }
 
@@ -61,7 +62,7 @@ void initialize_autoset()
 static void scale_settings(double ratio, int flag)
 {
     constexpr int MOSTREPLICS = 12, LEASTREPLICS = 4, MOSTFUSES = 10, LEASTFUSES = 4;
-    ssmaxsize = std::min(int(ssmaxsize * ratio), ntax / 2);
+    ssmaxsize = std::min(std::max(LEAST_SECTOR, int(ssmaxsize * ratio)), ntax / 2);
     ssminsize = std::min(ssminsize, ssmaxsize);
     ssmaxsubfactor = std::clamp(int(ssmaxsubfactor / ratio), 5, 95);
     ssglobaltbr = ssminsize ? int(0.75 * ntax / ssminsize) : 0;
@@ -78,7 +79,9 @@ static void scale_settings(double ratio, int flag)
 
 static void tellsettings(double ratio)
 {
-    myp("\n\n   %screasing search level (%.2f) to %.2f", ratio < 1 ? "De" : "In", ratio, curlevel);
+    char level[32] = "";
+    if (change_by_level) snprintf(level, sizeof level, "to %.2f", curlevel);
+    myp("\n\n   %screasing search level (%.2f) %s", ratio < 1 ? "De" : "In", ratio, level);
     myp("   Using %i initial replications", xmult_replications);
     myp("   Random sectors of sizes %i-%i (with factor %i)", ssminsize, ssmaxsize, ssmaxsubfactor);
     if (xmult_drift) myp("   Doing %i rounds of drifting", xmult_drift);

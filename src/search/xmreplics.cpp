@@ -11,6 +11,7 @@
 #include "search/rseed.h"
 #include "search/sectdata.h"
 #include "search/sectors.h"
+#include "search/sectsel.h"
 #include "search/setup.h"
 #include "search/spr.h"
 #include "search/status.h"
@@ -18,6 +19,7 @@
 #include "search/wagner.h"
 #include "data/matrix.h"
 #include "kernel/driver.h"
+#include "kernel/errors.h"
 #include "kernel/output.h"
 #include "kernel/progress.h"
 #include "trees/pack.h"
@@ -60,13 +62,13 @@ static double walk(double (*engine)(int *, unsigned, int, int *, int), int *iter
     return std::min(found, score);
 }
 
-static double sectors_and_walks(double score, int hold)
+static double sectors_and_walks(double score, int hold, int rebuilds)
 {
     if (xmult_rss && goes_on(score)) score = random_ss(anx);
-    if (xmult_xss && goes_on(score)) score = serial_xss(anx);
-    if (num_rebuilds && goes_on(score)) {
+    if (xmult_xss && !too_small_for_chunks() && goes_on(score)) score = serial_xss(anx);
+    if (rebuilds && goes_on(score)) {
         int done;
-        score = rebuild_tree(anx, trees_in_mem, num_rebuilds, &done);
+        score = rebuild_tree(anx, trees_in_mem, rebuilds, &done);
     }
     if (xmult_ratchet && goes_on(score)) score = walk(ratatree, &ratiters, xmult_ratchet, hold, score);
     if (xmult_drift && goes_on(score)) score = walk(dftree, &dftiters, xmult_drift, hold, score);
@@ -126,7 +128,7 @@ static double replication(int seed, int hold, bool constrained)
     shared.prepare(3);
     if (xmult_css && use_treeconstraints && goes_on(score)) score = const_ss(anx);
     shared.hold.reset();
-    return sectors_and_walks(score, hold);
+    return sectors_and_walks(score, hold, num_rebuilds);
 }
 
 // Trees of one replication that there is room for; 0: none.
@@ -141,6 +143,7 @@ double nreplics(int count, tryof which)
     constexpr int CHECKEDSEEDS = 99;
     int hold = roomforeach(count);
     if (!hold) {
+        if (jaking) errmsg("No space to store more trees! Increase max.trees and retry.", nullptr);
         setxmulfull();
         return NOSCORE;
     }
@@ -192,7 +195,7 @@ double do_retouch()
             break;
         }
         schgettree(mem_tree[t]);
-        double score = sectors_and_walks(treechk[t].score, 1);
+        double score = sectors_and_walks(treechk[t].score, 1, 0);
         full_store_tree(anx, trees_in_mem);
         best = std::min(best, score);
         tellbest(score);

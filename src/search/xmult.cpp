@@ -38,6 +38,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 xmultrun xm;
 int macro_last_numhits;
@@ -51,6 +52,12 @@ static double bestofhit()
     double best = NOSCORE;
     for (int t = xm.startsaveas; t < trees_in_mem; ++t) best = std::min(best, treechk[t].score);
     return best;
+}
+
+static void drop_hit()
+{
+    droptrees(xm.startsaveas);
+    rebuild_treechklist();
 }
 
 // Every so many failures the level is looked at, if the hit takes more than usual.
@@ -73,17 +80,15 @@ static void draw_seed()
 static double improve(double (*stage)(int), int replications, bool cutback)
 {
     double score = stage(xm.startsaveas);
-    int given = trees_in_mem;
     for (int tries = 1; short_of(score); ++tries) {
         keepseed seedguard;
         draw_seed();
         count_failure();
-        if (cutback && realmaxtrees - trees_in_mem < replications * xmult_hold) {
-            droptrees(std::max(xm.startsaveas + 1, given / 2));
-            rebuild_treechklist();
-        }
         if (tries <= xmult_retouch) score = std::min(score, do_retouch());
-        else score = std::min(score, nreplics(replications, RETRY));
+        else {
+            if (cutback && long(replications) * xmult_hold > realmaxtrees - trees_in_mem) drop_hit();
+            score = std::min(score, nreplics(replications, RETRY));
+        }
         if (!reached_giveup(score) && !userstop) score = std::min(score, stage(xm.startsaveas));
         if (xmul_filter && tries % xmul_filter == 0) effect_xmul_filter(bestofhit());
     }
@@ -104,8 +109,20 @@ static bool choosehybrids()
 
 static int replicas_for_hybrids() { return int(xmult_replications * hybrid_extra_repls_factor); }
 
+// Nor those of a hit with those of any hit before.
+static void check_seed()
+{
+    constexpr size_t CHECKEDHITS = 250;
+    static std::vector<int> seeds;
+    if (!xm.hitsbegun++) seeds.clear();
+    if (xmult_consense || seeds.size() == CHECKEDHITS) return;
+    xm.seed = chkseed(seeds.data(), int(seeds.size()), xm.seed);
+    seeds.push_back(xm.seed);
+}
+
 static double find_hit()
 {
+    check_seed();
     double score = nreplics(xmult_replications, FIRSTTRY);
     if (userstop) return score;
     bool hybrids = choosehybrids();
@@ -123,8 +140,9 @@ static double find_hit()
 
 static void fuse_globally()
 {
-    if (xmult_hfuse && xm.hitsdone && xm.hitsdone % xmult_hfuse == 0) handle_hybridizer(0);
-    if (xmult_gfuse && xm.hitsdone && xm.hitsdone % xmult_gfuse == 0) {
+    int hits = xm.hitsdone + 1;                      // with this one
+    if (xmult_hfuse && hits % xmult_hfuse == 0) handle_hybridizer(0);
+    if (xmult_gfuse && hits % xmult_gfuse == 0) {
         handle_fuser(0);
         ++xm.gfusesdone;
     }
@@ -169,8 +187,7 @@ static void run_hits()
         bool missed = above_target(score) && !reached_giveup(score);
         if (userstop && userstop != GIVEN_UP) return;
         if (missed) {                                // neither fusing nor hybridization could go on
-            droptrees(xm.startsaveas);
-            rebuild_treechklist();
+            drop_hit();
             continue;
         }
         if (xmult_multiply) handle_multiplication(xm.startsaveas);
@@ -211,6 +228,8 @@ struct settingsguard {
 };
 }
 
+static bool fuses() { return xmult_fuse || xmult_gfuse || xmult_multiply; }
+
 static void refuse_combinations()
 {
     bool usertree = use_treeconstraints;
@@ -222,6 +241,7 @@ static void refuse_combinations()
     if (xmul_filter && xmult_keepall) errmsg("Options \"filter\" and \"keepall\" are not valid together", nullptr);
     if (xmul_filter && xmult_retouch && xmul_filter <= xmult_retouch)
         errmsg("The number for \"filter\" must be larger than for \"retouch\"", nullptr);
+    if (fuses()) chkfusing();
     if (xmult_xss && asymmetric_fields) errmsg("Some characters are Sankoff and asymmetric: can't run exclusive sectors", nullptr);
     if (num_rebuilds && constraints_in_force()) errmsg("Sorry, cannot rebuild trees with constraints", nullptr);
 }

@@ -57,7 +57,7 @@ struct xmultrun {
     int *prevtsp;           // the tree that the last replication ended with; groups shared with it are kept
     bool havetsp;
     bool began;             // some replication ended
-    int hitsdone, gfusesdone, failures;
+    int hitsbegun, hitsdone, gfusesdone, failures;
     int stabilized_consensus, conhitsdone, unconshits, nexcon, conchecked;   // conchecked: trees before it were compared
     bool firstcontry, anycons;
     int *prevcontree, *curcontree, *globcontree, *tmpcons, *indnodz;         // in user numbers

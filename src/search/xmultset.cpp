@@ -35,7 +35,7 @@ static void readlevel()
     if (level > 10) myerr("Can't set search level to %.2f (level must be 0-10)", level);
     long taxa = isdigit(peep()) ? gtnu() : datatag ? numactive() : 0;
     if (taxa > 0) calculate_search_parms(level, int(std::min<long>(taxa, INT_MAX / 2)));
-    else curlevel = level;                       // what follows from it is set when data are read
+    else curlevel = level;                       // nothing follows from it without taxa
 }
 
 static void readchklevel()
@@ -47,7 +47,7 @@ static void readchklevel()
         level_change_val = change;
     }
     long n = gtnu();
-    if (n < 1) errmsg("Give number of hits to re-check search level", nullptr);
+    if (n < 0) errmsg("Give number of hits to re-check search level", nullptr);
     change_by_level = bylevel;
     xmult_chklevel = int(std::min<long>(n, INT_MAX));
 }
@@ -83,7 +83,9 @@ static void nogiveup()    { xmult_giveupscore = -1; }
 // Searches that share their findings with others do so under a master process; here there is none.
 static void readpcoord()
 {
-    gtnu();
+    constexpr int KINDS = 5;
+    long kind = gtnu();
+    if (kind < 0 || kind >= KINDS) errmsg("Value for pccord must be either: 0, 1, 2, 3, or 4", nullptr);
     if (gotc(':')) gtnu();
     while (gotc('*') || gotc('&')) {}
     joinem("\nN.B.: option \"pcoord\" is invalid in this context; it will be ignored\n", nullptr);
@@ -104,16 +106,16 @@ static const optrow xmultopts[] = {
     optflag("xss", &xmult_xss, "exclusive sectorial searches"),
     optstore("nofuse", &xmult_fuse, 0, "no tree fusing"),
     optasked("fuse", &xmult_fuse, 1, 100, "rounds of tree fusing", "Give number of fuses to do (1-100)"),
-    optstore("nogfuse", &xmult_gfuse, 0, "no global fusing (default)"),
+    optstore("nogfuse", &xmult_gfuse, 0, "no global fusing"),
     optasked("gfuse", &xmult_gfuse, 2, 100, "hits after which all trees are fused", "Give number of hits to do global fusing (2-100)"),
-    optstore("nohfuse", &xmult_hfuse, 0, "no global hybridization (default)"),
+    optstore("nohfuse", &xmult_hfuse, 0, "no global hybridization"),
     optasked("hfuse", &xmult_hfuse, 5, 100, "hits after which all trees are hybridized", "Give number of hits to do global hybridization (5-100)"),
     optflag("dumpfuse", &xmult_dumpfuse, "drop fused trees that miss the target"),
-    optstore("norebuild", &num_rebuilds, 0, "no rebuilding (default)"),
+    optstore("norebuild", &num_rebuilds, 0, "no rebuilding"),
     optasked("rebuild", &num_rebuilds, 0, INT_MAX, "cycles of rebuilding", "Give number of rebuild cycles to do"),
     optstore("nodrift", &xmult_drift, 0, "no drifting"),
     optasked("drift", &xmult_drift, 0, 100000, "cycles of drifting", "Give number of drift iterations to do"),
-    optstore("noratchet", &xmult_ratchet, 0, "no ratchet (default)"),
+    optstore("noratchet", &xmult_ratchet, 0, "no ratchet"),
     optasked("ratchet", &xmult_ratchet, 0, 100000, "cycles of the ratchet", "Give number of ratchet iterations to do"),
     optasked("hold", &xmult_hold, 1, INT_MAX, "trees kept of each replication", "Give number of trees to save per replication"),
     optstore("noautoconst", &xmult_autoconst, 0, "no auto-constraints"),
@@ -121,24 +123,24 @@ static const optrow xmultopts[] = {
              "Give mix level (1=after wagner, 2=spr, 3=tbr)"),
     optflag("xmix", &xmult_xmix, "new replications after fusing that missed the target are constrained from the first one on"),
     optflag("prvmix", &xmult_prvmix, "with \"xmix\", the last tree in memory constrains the first replication"),
-    optstore("noconsense", &xmult_consense, 0, "do not stabilize the consensus (default)"),
+    optstore("noconsense", &xmult_consense, 0, "do not stabilize the consensus"),
     optasked("consense", &xmult_consense, 1, 10000, "times to stabilize the consensus", "Give number of times to stabilize consensus"),
     optasked("conbase", &xmult_conbase, 1, 100, "hits until the consensus is compared, at least", "Give base for consensus calculations (1-100)"),
     optasked("confactor", &xmult_confactor, 10, 100, "the same, as a percentage of the hits", "Give consensus factor (10-100)"),
     optstore("noconmax", &xmult_conmax, 0, "the consensus is compared after any number of hits"),
     optasked("conmax", &xmult_conmax, 5, 100, "the same, at most", "Give max. consensus hits (5-100)"),
     optflag("keepall", &xmult_keepall, "keep the trees of all replications"),
-    optstore("noretouch", &xmult_retouch, 0, "no retouching (default)"),
+    optstore("noretouch", &xmult_retouch, 0, "no retouching"),
     optasked("retouch", &xmult_retouch, 0, INT_MAX, "times to improve trees that miss the target, before new ones are made",
              "Give number of times to retouch trees before new search"),
     optcall("level", readlevel, "N [T]: settings that suit level N (0 to 10, default 1.5) for T taxa (the active ones)"),
-    optstore("nochklevel", &xmult_chklevel, 0, "the level is left alone (default)"),
-    optcall("chklevel", readchklevel, "[+F] N: every N hits look at the settings again, or raise or lower the level by F (default 0.25)"),
+    optstore("nochklevel", &xmult_chklevel, 0, "the level is left alone"),
+    optcall("chklevel", readchklevel, "[+F] N: every N hits look at the settings again, or raise or lower the level by F (default 0.25); 0 = never"),
     optflag("multiply", &xmult_multiply, "after a hit, more trees of the score by fusing"),
     optflag("verbose", &xmult_verbose, "tell what is done"),
-    optstore("nohybrid", &dotreehyb, 0, "no hybridization (default)"),
+    optstore("nohybrid", &dotreehyb, 0, "no hybridization"),
     optcall("hybrid", readhybrid, "[x F]: hybridization, of F times as many replications (1 or more, default 5)"),
-    optstore("nopicktype", &driver_autoselect_ga, 0, "fusing or hybridization as told (default)"),
+    optstore("nopicktype", &driver_autoselect_ga, 0, "fusing or hybridization as told"),
     optcall("picktype", readpicktype, "N: hybridize trees that could exchange fewer groups than N (default 1.5), fuse others"),
     optasked("filter", &xmul_filter, 0, INT_MAX, "fusings that miss the target, after which only the best trees stay; 0 = never",
              "Give number of unsuccessful fuses to do filters"),

@@ -1,6 +1,7 @@
 #include "compcommand.h"
 #include "diagrams/tagstore.h"
 #include "diagrams/textree.h"
+#include "script/expr.h"
 
 namespace {
 
@@ -56,7 +57,9 @@ TEST_F(Resols, LeavesOutTreesThatDoNotResolve)
 
 TEST_F(Resols, PutsTreesInGroupsAndTakesThemOut)
 {
+    listsize = 0;
     says("resols [9] 0 1 >4;", "Added trees resolving node 9 to 2 groups (starting at 4)");
+    EXPECT_EQ(listsize, 2);
     EXPECT_TRUE(ingroup(0, "Resol_0_nd_9"));
     EXPECT_FALSE(ingroup(1, "Resol_0_nd_9"));
     EXPECT_TRUE(ingroup(1, "Resol_1_nd_9"));

@@ -189,6 +189,29 @@ TEST(Clusters, OfSectorsAreSmallAndThereIsRoomForAll)
     }
 }
 
+// With d = clustersize - 7, from 1 to 20: nodes / d and a fifth more; more for large clusters of few taxa; 15 at least.
+TEST(Clusters, ThereIsRoomForAsManyAsTheirSizeAndTheTreeAskFor)
+{
+    const struct { int taxa, size, most; } cases[] = {
+        { 60, 15, 16 },           // 119 nodes / 8 = 14, + 2
+        { 40, 15, 15 },           // 79 / 8 = 9, + 1
+        { 60, 5, 142 },           // 119 / 1 = 119, + 23
+        { 300, 30, 40 },          // 599 / 20 = 29, + 5 = 34, + 10 * 34 / 100 + 3
+        { 300, 16, 79 },          // 599 / 9 = 66, + 13 = 79; 18 clusters of 16: + 5 * 79 / 100 + 3
+    };
+    std::mt19937 rng(306);
+    int was = clustersize;
+    for (auto &c : cases) {
+        plain::data m = plain::randommatrix(rng, c.taxa, 5, drawings[0].mix);
+        packing image(m);
+        clustersize = c.size;
+        int more = c.size == 16 ? 5 * 79 / 100 + 3 : 0;
+        EXPECT_EQ(hinod, 2 * c.taxa - 1);
+        EXPECT_EQ(clusternumber(), c.most + more) << c.taxa << " taxa, " << c.size;
+        clustersize = was;
+    }
+}
+
 TEST(Clusters, MoreThanThereIsRoomForIsAnInternalError)
 {
     static std::vector<int> tree;

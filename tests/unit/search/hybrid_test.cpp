@@ -1,6 +1,6 @@
 // Hybrids: pieces of trees exchanged, trees completed, sets of trees that improve.
 #include "fusetest.h"
-#include "kernel/random.h"
+#include "perturbtest.h"
 #include "search/hybrid.h"
 #include "search/swapadded.h"
 #include "trees/scratch.h"
@@ -440,4 +440,65 @@ TEST(HybridCommand, LeavesOtherTreesAloneAndSavesTwo)
     ASSERT_EQ(sscanf(said.c_str(), "Exchanged piece of %i shared taxa (%i-%i unshared)", &shared, &outa, &outb), 3) << said;
     for (int t = 7; t < 9; ++t) EXPECT_EQ(countterminals(mem_tree[t]), 14 - outa - outb);
     zelrun("keep 0;mult:tbr nokeepall replic 10;");
+}
+
+// Groups of the first that the second has, but for one taxon each: {2 3 4 5} and {1 3 4 5}.
+TEST(HybridCommand, ToleratesAsManyUnsharedTaxaAsExchangeSays)
+{
+    settings standard;
+    std::mt19937 rng(512);
+    use(matrixof(rng, 6, 10));
+    zelrun("keep 0;procedure " + writefile("pair.trees", treetext("(0 (1 (2 (3 (4 5))))) * (0 (2 (4 (1 (3 5)))))")) + ";");
+    ASSERT_EQ(trees_in_mem, 2);
+    for (const char *form : { "hybrid 0 1;", "hybrid -0 1;", "hybrid 0 1/0;" }) {
+        zelrun("tfuse:exchange " + std::string(strchr(form, '/') ? "1;" : "0;"));
+        std::string said = zelrun(form);
+        EXPECT_TRUE(zelfailed());
+        EXPECT_NE(said.find("Trees 0 and 1 have no piece with 0 or fewer taxa unshared"), std::string::npos) << said;
+        EXPECT_EQ(trees_in_mem, 2);
+    }
+    for (const char *form : { "hybrid -0 1;", "hybrid -0 1/1;" }) {
+        zelrun("tfuse:exchange " + std::string(strchr(form, '/') ? "0;" : "1;"));
+        std::string said = zelrun(form);
+        EXPECT_FALSE(zelfailed()) << said;
+        EXPECT_NE(said.find("Exchanged piece of 3 shared taxa ("), std::string::npos) << said;
+    }
+    EXPECT_EQ(trees_in_mem, 6);
+    zelrun("keep 0;");
+}
+
+TEST(HybridCommand, StoppedLeavesTheTreeAsItWasOrWhole)
+{
+    settings standard;
+    std::mt19937 rng(513);
+    plain::data m = matrixof(rng, 12, 30);
+    use(m);
+    const std::string partial = writefile("partial.trees", treetext("(0 (1 (2 (3 4))))"));
+    int left = 0, whole = 0;
+    for (const char *form : { "hybrid +0;", "hybrid !0;", "hybrid *0;" })
+        for (int poll = 1; poll < 12; ++poll) {
+            zelrun("keep 0;procedure " + partial + ";");
+            plain::tree before = kept(0);
+            untouched same;
+            std::string said;
+            bool stopped;
+            {
+                stopping here(poll);
+                said = zelrun(form);
+                stopped = pollsdone >= poll;
+            }
+            EXPECT_FALSE(zelfailed()) << said;
+            same.check();
+            EXPECT_EQ(said.find("Search was interrupted...\n") != std::string::npos, stopped) << said;
+            plain::tree after = kept(0);
+            if (after.anc == before.anc) ++left;
+            else {
+                ++whole;
+                EXPECT_EQ(after.nodes(), 23);
+                EXPECT_NE(said.find("Tree 0: 7 taxa added, score " + std::to_string(plain::length(m, after)) + "\n"), std::string::npos) << said;
+            }
+            if (!stopped) break;
+        }
+    EXPECT_GT(whole, 0);
+    zelrun("keep 0;");
 }

@@ -1,11 +1,12 @@
-#include "searchtest.h"
+#include "sectortest.h"
 #include "search/constpack.h"
 #include "search/keeptrees.h"
 #include "search/pfijo.h"
-#include "search/sectdata.h"
 #include "search/sectsel.h"
 #include "search/setup.h"
 #include "kernel/progress.h"
+
+using namespace sectors;
 
 namespace {
 struct pinonsettings {                     // as at the start, for one test
@@ -15,22 +16,6 @@ struct pinonsettings {                     // as at the start, for one test
         zelrun("rseed 1;");
     }
 };
-
-plain::data randomdata(int taxa, int chars, int seed, const plain::mix &mix = {})
-{
-    std::mt19937 rng{ unsigned(seed) };
-    plain::data m = plain::randommatrix(rng, taxa, chars, mix);
-    m.taxactive.assign(size_t(taxa), 1);
-    return m;
-}
-
-plain::tree randombinary(int taxa, int seed)
-{
-    std::mt19937 rng{ unsigned(seed) };
-    return plain::randomtree(rng, taxa);
-}
-
-double toldscore(const std::string &said) { return bestscore("Best score" + said.substr(std::min(said.size(), said.find("best score")))); }
 }
 
 TEST(PinonFijo, HasItsDefaults)
@@ -70,6 +55,20 @@ TEST(PinonFijo, ReadsItsOptions)
     EXPECT_EQ(ratss_driftcycles, 3);
     EXPECT_EQ(ratss_fitd, 2.5);
     EXPECT_EQ(ratss_autofuse_fuses, 5);
+}
+
+TEST(PinonFijo, PacksTheDataAnewWithExtraMemory)
+{
+    pinonsettings back;
+    use(randomdata(20, 10, 3));
+    zelrun("mult 1;");
+    ASSERT_NE(schtag, 0);
+    zelrun("pfijo: slack 7;");
+    EXPECT_EQ(schtag, 0);
+    EXPECT_EQ(mem_slack_for_sectors, 7);
+    zelrun("pfijo= slack 8 numsels 1 drift 1;");         // of the next image
+    EXPECT_FALSE(zelfailed());
+    EXPECT_EQ(mem_slack_for_sectors, 8);
 }
 
 TEST(PinonFijo, RefusesWhatIsOutOfItsLimits)

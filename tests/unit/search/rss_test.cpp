@@ -1,6 +1,7 @@
 // Random sectors.
 #include "sectortest.h"
 #include "search/sectors.h"
+#include "search/setup.h"
 #include "search/tbr.h"
 #include "search/wagner.h"
 #include "kernel/random.h"
@@ -235,6 +236,65 @@ TEST(RandomSectors, ScoresThatComeOutWorseUnderTheLooseTestRestoreTheTree)
     }
     EXPECT_GT(wiped, 0);
     RecordProperty("lost", lost);
+}
+
+// A step matrix with the states a, b, c and q, in which a is far from all others:
+//
+//     taxon 1 c, taxa 2 to 5 a or q, all others a or b
+//
+// costs 5 on any tree with a everywhere.  With b and q it takes one step to c, and one to q for each place where taxa of q
+// are: 2 when these are a clade.  All taxa but one can have a, so the loose test leaves it out of a sector.  There,
+// four characters that unite 2 with 6, 3 with 7, 4 with 8 and 5 with 9 save a step each, and cost three of the matrix,
+// of weight 2.
+TEST(RandomSectors, OneThatCameOutWorseUnderTheLooseTestIsUndone)
+{
+    keepsettings settings;
+    constexpr int TAXA = 30;
+    std::string rows = "nstates num 8;\nxread 5 " + std::to_string(TAXA) + "\n", tree = "tread (0 ";
+    for (int t = 0; t < TAXA; ++t) {
+        rows += "t" + std::to_string(t) + (t == 1 ? " 2" : t >= 2 && t < 6 ? " [03]" : " [01]");
+        for (int c = 0; c < 4; ++c) rows += t == 2 + c || t == 6 + c ? "1" : "0";
+        rows += "\n";
+    }
+    rows += ";\ncosts 0 = 0/1 5 0/2 5 0/3 5 1/2 1 1/3 1 2/3 2;\nccode ( /2 0;\nprocedure/;\n";
+    for (int t = 12; t < TAXA; ++t) tree += "(" + std::to_string(t) + " ";
+    tree += "((((2 3) 4) 5) (1 (6 (7 (8 (9 (10 11)))))))" + std::string(TAXA - 12, ')') + ");procedure/;\n";
+    zelrun("mxram 64;procedure " + writefile("loose.xread", rows) + ";keep 0;procedure " + writefile("loose.trees", tree) + ";");
+    ASSERT_FALSE(zelfailed());
+    for (int strict : { 0, 1 })
+        for (int privately : { 0, 1 }) {
+            searchframe frame(sectschcom);
+            use_sectsch_priv_buf = privately;
+            saferedsan = strict;
+            schgettree(mem_tree[0]);
+            std::vector<int> was(anx, anx + hinod);
+            srand(1);
+            sectorrun run;
+            start_sectors(&run, anx);
+            ASSERT_EQ(run.score, 4 + 8);
+            run.failures = 3;
+            int base = anx[anx[1]];
+            for (int n = ntax; n < hinod; ++n) deslist[n] = IN_SECTOR;
+            ASSERT_EQ(sector_is_private(12), privately == 1);
+            sectorend end = run_sector(&run, base, 12);
+            EXPECT_EQ(wiped_some_sankoff, !strict);
+            EXPECT_EQ(run.score, 12);
+            EXPECT_EQ(run.replaced, 0);
+            if (strict) {
+                EXPECT_EQ(end, SECTOR_KEPT);
+                EXPECT_EQ(run.failures, 4);
+            } else {
+                EXPECT_EQ(end, SECTOR_LOST);
+                EXPECT_EQ(minianal_score_gain, 4) << "of the four characters";
+            }
+            EXPECT_EQ(was, std::vector<int>(anx, anx + hinod));
+            check_whole_states();
+            EXPECT_EQ(schoptimize(anx, 1), 12);
+        }
+    std::string said = zelrun("sectsch= rss nosafesank minsize 12 maxsize 12 tree 0 noglobal;length;");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_NE(said.find("best score: 12."), std::string::npos) << said;
+    zelrun("keep 0;xwipe;");
 }
 
 TEST(RandomSectors, SwapGloballyAfterReplacementsBySizeOfTheSector)

@@ -137,7 +137,9 @@ inline shapes keptshapes()
 
 // Cuts every branch of the unrooted tree and joins the pieces in every way.  With rerooted false
 // the piece without taxon 0 hangs by the node it was cut at.  Visits rooted trees, the tree itself
-// among them.  within: only branches so many nodes away, of where the cut was and within the piece.
+// among them; clippedtaxa are then those of that piece.  within: only branches so many nodes away, of where the cut was and within the piece.
+inline uint64_t clippedtaxa;
+
 inline void neighbours(const plain::tree &t, bool rerooted, const std::function<void(const plain::tree &)> &visit, int within = INT_MAX)
 {
     int taxa = t.taxa;
@@ -210,6 +212,9 @@ inline void neighbours(const plain::tree &t, bool rerooted, const std::function<
         cut(e, a, b);
         auto side = piece(e, b).first;
         if (side.count(0)) std::swap(a, b);            // b's piece is the one without taxon 0
+        clippedtaxa = 0;
+        for (int n : piece(e, b).first)
+            if (n < taxa) clippedtaxa |= uint64_t(1) << n;
         std::vector<std::pair<int, int>> places, roots;
         std::vector<int> oldplace = e[a], oldroot = e[b];
         smooth(e, a);

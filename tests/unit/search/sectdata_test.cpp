@@ -215,6 +215,54 @@ TEST(Sector, IsSearchedToTheBestOfAllItsArrangements)
     EXPECT_LE(missed, 1);
 }
 
+// As many starts as the settings want, and as many again when some of them ended with another score than that of the
+// sector as it stands, which keeps its tree when none does better.
+TEST(Sector, HasTwiceTheStartsOnlyWhenTheirScoresDiffer)
+{
+    keepsettings settings;
+    ssnumstarts = 2;
+    std::mt19937 rng(727);
+    int same = 0, never = 0, bysecond = 0;
+    for (int taxa : { 12, 24, 40 })
+        for (int trial = 0; trial < 40; ++trial) {
+            plain::data m = plain::randommatrix(rng, taxa, taxa < 40 ? 8 : 50, { 8, 4, 10 });
+            packing image(m);
+            std::vector<int> tree = packedtree(plain::randomtree(rng, taxa));
+            settree(tree);
+            if (trial % 2) tbrswap(anx, 0, 0);
+            schoptimize(anx, 1);
+            asector s;
+            do s = choose(rng, taxa * 3 / 4);
+            while (s.count < 6);
+            ASSERT_TRUE(make_small_matrix(s.base, s.count));
+            double start = schoptimize(sectree, 1), scores[4];
+            const unsigned seed = unsigned(1 + trial);
+            srand(seed);
+            for (double &score : scores) {
+                ASSERT_TRUE(wagner_if_possible(anx, std::max(1, rand())));
+                ranseed = -1;
+                score = tbrswap(anx, 0, 0);
+            }
+            bool differs = scores[0] != start || scores[1] != start;
+            double first = std::min(scores[0], scores[1]), all = std::min(first, std::min(scores[2], scores[3]));
+            double best = std::min(start, differs ? all : first);
+            std::vector<int> was(sectree, sectree + hinod);
+            srand(seed);
+            ASSERT_EQ(minianal(0), best < start);
+            ASSERT_EQ(minianal_score_gain, start - best);
+            same += !differs;
+            bysecond += differs && best < std::min(first, start);
+            if (all > start) {
+                ++never;
+                ASSERT_TRUE(std::equal(was.begin(), was.end(), sectree));
+            }
+            rezertree(0);
+        }
+    EXPECT_GT(same, 0);
+    EXPECT_GT(never, 0);
+    EXPECT_GT(bysecond, 0);
+}
+
 TEST(Sector, EquallyGoodTreesReplaceItOnlyWhenWanted)
 {
     keepsettings settings;

@@ -11,6 +11,25 @@
 
 namespace sectors {
 
+inline plain::data randomdata(int taxa, int chars, int seed, const plain::mix &mix = {})
+{
+    std::mt19937 rng{ unsigned(seed) };
+    plain::data m = plain::randommatrix(rng, taxa, chars, mix);
+    m.taxactive.assign(size_t(taxa), 1);
+    return m;
+}
+
+inline plain::tree randombinary(int taxa, int seed)
+{
+    std::mt19937 rng{ unsigned(seed) };
+    return plain::randomtree(rng, taxa);
+}
+
+inline double toldscore(const std::string &said)           // in the report of a command
+{
+    return bestscore("Best score" + said.substr(std::min(said.size(), said.find("best score"))));
+}
+
 struct asector { int base, count; };
 
 // Marks a random sector of the tree in anx, whose links are known; most: of its terminals.

@@ -1,29 +1,14 @@
-#include "searchtest.h"
-#include "slowtest.h"
+#include "sectortest.h"
 #include "search/mult.h"
-#include "search/sectdata.h"
 #include "search/sectrec.h"
 #include "search/sectsel.h"
-#include "search/sectset.h"
 #include "search/setup.h"
 #include "kernel/errors.h"
 #include "kernel/progress.h"
 
+using namespace sectors;
+
 namespace {
-plain::data randomdata(int taxa, int chars, int seed, const plain::mix &mix = {})
-{
-    std::mt19937 rng{ unsigned(seed) };
-    plain::data m = plain::randommatrix(rng, taxa, chars, mix);
-    m.taxactive.assign(size_t(taxa), 1);
-    return m;
-}
-
-plain::tree randombinary(int taxa, int seed)
-{
-    std::mt19937 rng{ unsigned(seed) };
-    return plain::randomtree(rng, taxa);
-}
-
 // All that describes data and settings, as text.
 std::string situation()
 {
@@ -93,7 +78,7 @@ TEST(SectorInstructions, ImproveTheTreeAndTellItsScore)
         ASSERT_FALSE(zelfailed()) << said;
         long now = plain::length(m, kept(0));
         EXPECT_LT(now, before);
-        EXPECT_EQ(bestscore("Best score" + said.substr(said.find("best score"))), double(now)) << said;
+        EXPECT_EQ(toldscore(said), double(now)) << said;
         EXPECT_NE(said.find("Note: sectors analyzed with user-specified routine(s)\n"), std::string::npos) << said;
     }
 }
@@ -118,7 +103,7 @@ TEST(SectorInstructions, WorkWithAllKindsOfCharactersAndWeights)
             std::string said = zelrun("sectsch= minsize 8 maxsize 12 selfact = 6 6 [mult 2;] tree 0;");
             ASSERT_FALSE(zelfailed()) << k.what << said;
             zelrun(weighting ? "fit;" : "length;");
-            EXPECT_NEAR(bestscore("Best score" + said.substr(said.find("best score"))), score(), 0.00051) << k.what << weighting;
+            EXPECT_NEAR(toldscore(said), score(), 0.00051) << k.what << weighting;
             EXPECT_LE(score(), before + 1e-6) << k.what << weighting;
         }
     zelrun("xwipe;piwe-;");
@@ -172,6 +157,70 @@ TEST(SectorInstructions, MayBeFollowedWithoutChangingTheTree)
     EXPECT_NE(said.find("The \"tracking\" option can only be set at the first level of recursion"), std::string::npos) << said;
 }
 
+// On a comb of 21 taxa, 0 (1 (2 ... , what lies two branches around the node above 10: the taxa 9, 10, 11, and the
+// subtree behind them.
+TEST(SectorInstructions, OfASectorThatIsFollowedKnowItsNodes)
+{
+    keepsectsettings settings;
+    zelrun("xwipe;macro=;");
+    ASSERT_FALSE(zelfailed());
+    use(randomdata(21, 20, 49));
+    std::string text = "tread (0 ";
+    for (int t = 1; t < 19; ++t) text += "(" + std::to_string(t) + " ";
+    text += "(19 20)" + std::string(18, ')') + ");procedure/;\n";
+    zelrun("keep 0;taxname=;procedure " + writefile("comb.trees", text) + ";");
+    ASSERT_FALSE(zelfailed());
+    auto above = [](int t) { return std::to_string(mem_tree[0][t]); };
+    const std::string beyond = above(12), center = above(10), word = "sectsch= dss " + center + " 2 tree 0 ";
+    std::string said = zelrun(word + "track [set 0 nodtosect[9]; set 1 nodtosect[3]; set 2 nodtosect[" + beyond + "]; set 3 nodtosect[" + center
+                              + "]; set 4 biginsect[11]; set 5 bignotsect[11]; set 6 biginsect[12]; set 7 bignotsect[12]; set 8 bigntax; set 9 ntax;"
+                              " set 10 $$taxon '2';];");
+    ASSERT_FALSE(zelfailed()) << said;
+    auto value = [](int n) {
+        std::string shown = zelrun("quote ='" + std::to_string(n) + "'=;");
+        return std::stoi(shown.substr(shown.find('=') + 1));
+    };
+    auto isterminal = [&](int n) { return value(n) >= 1 && value(n) <= 4; };
+    EXPECT_TRUE(isterminal(0));
+    EXPECT_EQ(value(1), -1);
+    EXPECT_TRUE(isterminal(2));
+    EXPECT_NE(value(0), value(2));
+    EXPECT_GT(value(3), 5) << "a node above the root, which is 5";
+    EXPECT_EQ(value(4), 1);
+    EXPECT_EQ(value(5), 0);
+    EXPECT_EQ(value(6), 0);
+    EXPECT_EQ(value(7), 1);
+    EXPECT_EQ(value(8), 20);
+    EXPECT_EQ(value(9), 4);
+    EXPECT_NE(zelrun("quote $10;").find("HTU_" + beyond), std::string::npos);
+    said = zelrun(word + "[set 0 nodtosect[9];];");
+    EXPECT_NE(said.find("No sector is being analyzed with \"track\""), std::string::npos) << said;
+    EXPECT_NE(zelrun("set 0 nodtosect[9];").find("No sector is being analyzed with \"track\""), std::string::npos);
+    said = zelrun(word + "track [set 0 nodtosect[41];];");
+    EXPECT_NE(said.find("No node 41"), std::string::npos) << said;
+    // another outgroup: taxa have other numbers within the search
+    zelrun("outgroup 5;");
+    said = zelrun("sectsch= dss 10 3 tree 0 track [set 0 nodtosect[10]; set 1 nodtosect[5]; set 10 $$taxon '0';];");
+    ASSERT_FALSE(zelfailed()) << said;
+    EXPECT_GT(value(0), 0);
+    EXPECT_EQ(value(1), -1);
+    EXPECT_NE(zelrun("quote $10;").find("t10"), std::string::npos);
+    zelrun("taxname-;macro-;xwipe;");
+}
+
+TEST(SectorInstructions, ThatLeaveAWorseTreeChangeNothing)
+{
+    keepsectsettings settings;
+    plain::data m = randomdata(40, 30, 50);
+    use(m);
+    zelrun("mult= replic 3 hold 1;keep 1;");
+    plain::tree t = kept(0);
+    std::string said = zelrun("sectsch= minsize 15 maxsize 20 noglobal tree 0 [keep 0; randtrees 1;];");
+    EXPECT_FALSE(zelfailed()) << said;
+    EXPECT_EQ(plain::shape(kept(0)), plain::shape(t));
+    EXPECT_EQ(toldscore(said), double(plain::length(m, t)));
+}
+
 TEST(SectorInstructions, RunWithinInstructionsThreeLevelsDeep)
 {
     keepsectsettings settings;
@@ -185,7 +234,7 @@ TEST(SectorInstructions, RunWithinInstructionsThreeLevelsDeep)
                               "sectsch = minsize 7 maxsize 7 selfact = 2 [mult 2;]; ]; ];");
     ASSERT_FALSE(zelfailed()) << said;
     EXPECT_LT(plain::length(m, kept(0)), before);
-    EXPECT_EQ(bestscore("Best score" + said.substr(said.find("best score"))), double(plain::length(m, kept(0))));
+    EXPECT_EQ(toldscore(said), double(plain::length(m, kept(0))));
     check_everything();
     EXPECT_EQ(nlocks, 3);
     said = zelrun("sectsch= minsize 40 maxsize 40 selfact = 1 tree 0 [sectsch= minsize 20 selfact = 1 [sectsch= minsize 10 selfact = 1 ["

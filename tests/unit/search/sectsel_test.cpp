@@ -1,16 +1,15 @@
-#include "searchtest.h"
-#include "slowtest.h"
+#include "sectortest.h"
 #include "search/constpack.h"
 #include "search/keeptrees.h"
-#include "search/sectdata.h"
 #include "search/sectors.h"
 #include "search/sectsel.h"
-#include "search/sectset.h"
 #include "search/setup.h"
 #include "search/status.h"
 #include "kernel/errors.h"
 #include "kernel/progress.h"
 #include "kernel/window.h"
+
+using namespace sectors;
 
 namespace {
 // Random data with a tree in anx, ready for an engine.
@@ -26,20 +25,6 @@ struct sectorframe {
         srand(1);
     }
 };
-
-plain::tree randombinary(int taxa, int seed)
-{
-    std::mt19937 rng{ unsigned(seed) };
-    return plain::randomtree(rng, taxa);
-}
-
-plain::data randomdata(int taxa, int chars, int seed, const plain::mix &mix = {})
-{
-    std::mt19937 rng{ unsigned(seed) };
-    plain::data m = plain::randommatrix(rng, taxa, chars, mix);
-    m.taxactive.assign(size_t(taxa), 1);
-    return m;
-}
 
 // Nodes of each piece: connected, of the size told, none in two pieces.
 void checkdivision(const division &d, int least, int most)
@@ -174,7 +159,7 @@ void checkrun(const plain::data &m, const std::string &command, long before, boo
     checktree(mem_tree[0]);
     EXPECT_EQ(countnodes(mem_tree[0]), m.taxa - 1);
     long now = plain::length(m, kept(0));
-    EXPECT_EQ(bestscore("Best score" + report.substr(report.find("best score"))), double(now)) << command << report;
+    EXPECT_EQ(toldscore(report), double(now)) << command << report;
     EXPECT_LE(now, before) << command;
     if (constrained) { EXPECT_NE(zelrun("mono;").find("Tree(s) fulfilling constraints:"), std::string::npos); }
 }
@@ -301,6 +286,84 @@ TEST(ConstrainedSectors, AreOfGroupsWithBranchesEnough)
     zelrun("force]; sectsch: rss minfork 10 global 10 dglobal 10;");
 }
 
+namespace {
+// Terminals of the sectors analyzed, those for the outside included, in order.
+std::vector<int> sizesanalyzed(const std::string &words)
+{
+    std::string file = tempdir() + "/sectors.txt";
+    std::string said = zelrun("log " + file + ";sectsch= [silent-all;taxlabels;silent=all;] " + words + ";log/;silent-all;");
+    EXPECT_FALSE(zelfailed()) << said;
+    std::vector<int> sizes;
+    std::istringstream lines(readfile(file));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        int number;
+        std::string name;
+        if (!(words >> number >> name)) continue;
+        if (name == "ROOT") sizes.push_back(0);
+        if (!sizes.empty() && number == sizes.back()) ++sizes.back();
+    }
+    return sizes;
+}
+}
+
+// A group of 30 taxa, and a rest of 13 and the group.
+TEST(ConstrainedSectors, WithMoreBranchesThanTheLimitAreDivided)
+{
+    keepsectsettings settings;
+    use(randomdata(43, 30, 302));
+    std::string group = "force = (0 1 2 3 4 5 6 7 8 9 10 11 12 (";
+    for (int t = 13; t < 43; ++t) group += std::to_string(t) + " ";
+    zelrun(group + "));constrain=;taxname=;");
+    std::mt19937 rng(90);
+    obeying(rng);
+    ASSERT_FALSE(zelfailed());
+    std::vector<int> whole = sizesanalyzed("css minfork 5 maxfork 1000 rounds 1 noglobal tree 0");
+    std::sort(whole.begin(), whole.end());
+    EXPECT_EQ(whole, (std::vector<int>{ 14, 31 }));
+    for (int most : { 8, 14, 29 }) {
+        std::vector<int> parts = sizesanalyzed("css minfork 5 maxfork " + std::to_string(most) + " rounds 1 noglobal tree 0");
+        EXPECT_GT(parts.size(), 2u) << most;
+        int inner = 0;
+        for (int size : parts) {
+            EXPECT_GE(size, 4) << most;
+            EXPECT_LE(size, most + 1);
+            inner += size - 2;
+        }
+        EXPECT_LE(inner, 41) << "no node is in two of them";
+        EXPECT_GT(inner, 41 / 2);
+    }
+    EXPECT_EQ(sizesanalyzed("css minfork 30 maxfork 1000 rounds 1 noglobal tree 0"), std::vector<int>{ 31 });
+    EXPECT_EQ(sizesanalyzed("css minfork 30 maxfork 1000 rounds 2 noglobal tree 0").size(), 2u);
+    zelrun("force]; taxname-;");
+}
+
+// What the group costs from above is known in one direction only.
+TEST(ConstrainedSectors, KeepTheirBaseUnderAsymmetricCosts)
+{
+    keepsectsettings settings;
+    std::mt19937 rng(91);
+    int done = 0;
+    for (const mixed::kind &k : mixed::kinds) {
+        zelrun("xwipe;");
+        mixed::data d = mixed::random(rng, 33, 12, k);
+        d.m.taxactive.assign(33, 1);
+        zelrun("mxram 64;procedure " + writefile("sector.xread", mixed::readtext(d)) + ";" + tengroups(33));
+        ASSERT_FALSE(zelfailed()) << k.what;
+        if (!have_asymmetric) continue;
+        ++done;
+        obeying(rng);
+        double before = mixed::length(d, kept(0));
+        std::string said = zelrun("sectsch= css minfork 5 noglobal;");
+        ASSERT_FALSE(zelfailed()) << said;
+        EXPECT_LE(mixed::length(d, kept(0)), before + 1e-6) << k.what;
+        EXPECT_NEAR(toldscore(said), mixed::length(d, kept(0)), 0.00051) << k.what;
+        EXPECT_NE(zelrun("mono;").find("Tree(s) fulfilling constraints:"), std::string::npos) << k.what;
+    }
+    EXPECT_GT(done, 0);
+    zelrun("xwipe;");
+}
+
 TEST(ConstrainedSectors, OnlyScoreATreeOfFewerThanEightTaxa)
 {
     keepsectsettings settings;
@@ -341,7 +404,7 @@ TEST(SectorialSearch, WorksWithAllKindsOfCharactersAndWeights)
                 double before = score();
                 std::string said = zelrun(std::string("sectsch= ") + how + ";");
                 ASSERT_FALSE(zelfailed()) << k.what << said;
-                EXPECT_NEAR(bestscore("Best score" + said.substr(said.find("best score"))), score(), 0.00051) << k.what << how << weighting;
+                EXPECT_NEAR(toldscore(said), score(), 0.00051) << k.what << how << weighting;
                 EXPECT_LE(score(), before + 1e-6) << k.what << how << weighting;
                 EXPECT_EQ(zelrun("mono-;").find("\n0"), std::string::npos) << k.what << how;
             }
@@ -393,6 +456,30 @@ TEST(SectorialSearch, NamesAGroupOfTheTreesFound)
 {
     use(randomdata(20, 10, 304));
     EXPECT_NE(zelrun("mult 1;sectsch;tgroup;").find("sect_sch"), std::string::npos);
+}
+
+TEST(SectorialSearch, UnderImpliedWeightsSaysWhenMemoryIsTooLowToFuse)
+{
+    keepsectsettings settings;
+    zelrun("xwipe;piwe=3;");
+    use(randomdata(30, 30, 308));
+    zelrun("mult= wagner replic 1;mult: tbr replic 10;sectsch: fuse 2;");
+    for (const char *search : { "sectsch;", "pfijo = numsels 1;" }) {
+        int failed = 0;
+        bool ran = false;
+        for (size_t bytes = 2000; bytes < 200000 && !ran; bytes += 2500) {
+            int rest = 0;
+            loram((vailram() - bytes) & ~size_t(7));
+            lockram(&rest);
+            std::string said = zelrun(search);
+            ran = !zelfailed();
+            failed += said.find("Sorry, not enough RAM allocated for tree-fusing under implied weights") != std::string::npos;
+            wipetag(&rest);
+        }
+        EXPECT_TRUE(ran) << search;
+        EXPECT_GT(failed, 0) << search;
+    }
+    zelrun("pfijo: numsels 30;xwipe;piwe-;");
 }
 
 TEST(SectorialSearch, StopsAtTheScoreWanted)
@@ -465,7 +552,7 @@ TEST(SectorialSearch, LeavesAWholeTreeWhenItIsInterrupted)
             checktree(mem_tree[0]);
             EXPECT_EQ(countnodes(mem_tree[0]), 59);
             EXPECT_LE(plain::length(m, kept(0)), before);
-            EXPECT_EQ(bestscore("Best score" + said.substr(said.find("best score"))), double(plain::length(m, kept(0)))) << said;
+            EXPECT_EQ(toldscore(said), double(plain::length(m, kept(0)))) << said;
             EXPECT_EQ(userstop, 0);
             EXPECT_EQ(ss_recurse_level, 0);
             EXPECT_EQ(ntax, 60);

@@ -1,5 +1,7 @@
 #include "searchtest.h"
+#include "search/sectdata.h"
 #include "search/sectset.h"
+#include "data/lists.h"
 #include "kernel/progress.h"
 
 static const sectsettings atstart = savesectsettings();
@@ -223,6 +225,73 @@ TEST_F(SectorSettings, TakeInstructionsWithoutComments)
     ASSERT_FALSE(zelfailed());
     EXPECT_STREQ(user_ss_insts, "mult 5 ; bbreak ; sectsch = [ mult 1 ; ] ;");
     EXPECT_EQ(use_user_ss_insts, 0);                     // they are for one run
+}
+
+// Brackets come in pairs, but for the commands of which they are signs.
+TEST_F(SectorSettings, TakeBracketsThatAreSignsIntoInstructions)
+{
+    read();
+    for (const char *text : { "ccode [ 0; mult;", "ccode ] 0; mult", "cco -] 0; mult", "collapse [; mult;", "collapse ]; mult;", "force ]; bbreak",
+                              "rseed ];", "if ( 1 > 0 ) ccode ] 3; end", "force + [1 2 3] + [4 5]; mult", "mult; ccode ]0",
+                              "sectsch = [ ccode ] 3; mult; ]; bbreak", "sectsch = [ sectsch = [ collapse ]; ]; mult; ]", "quote ] done; mult" }) {
+        std::string wanted = text;
+        bool open = wanted == "mult; ccode ]0";          // the sign is the last bracket: the text goes on
+        std::string said = zelrun("sectsch: starts 3;sectsch: [ " + wanted + (open ? "; " : "") + " ] starts 4;");
+        EXPECT_FALSE(zelfailed()) << text << said;
+        EXPECT_EQ(std::string(user_ss_insts), open ? wanted + ";" : wanted) << text;
+        EXPECT_EQ(ssnumstarts, 4) << text;
+    }
+}
+
+// What stands for something else does so when the commands run, not when they are read.
+TEST_F(SectorSettings, TakeInstructionsAsTheyStandUnderMacros)
+{
+    read();
+    zelrun("macro=;");
+    ASSERT_FALSE(zelfailed());
+    const std::string text = "set 0 3; quote #1 '0' $taxon 2, more; mult;";
+    std::string said = zelrun("set 0 7;loop 5 5 sectsch: [" + text + "]; stop");
+    EXPECT_FALSE(zelfailed()) << said;
+    EXPECT_EQ(std::string(user_ss_insts), text);
+    zelrun("quote value '0';");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_NE(zelrun("quote value '0';").find("value 7"), std::string::npos) << "values stand for something again";
+    zelrun("macro-;");
+}
+
+TEST_F(SectorSettings, RefuseInstructionsForDataThatSectorsCannotHold)
+{
+    read();
+    struct linked {                                      // one complex of linked characters
+        const charcomplexes one = { [] { return 1; }, [](int, int) { return false; } }, *was = complexes;
+        linked() { complexes = &one; }
+        ~linked() { complexes = was; }
+    };
+    {
+        linked now;
+        refuses("sectsch: [mult 1;];", "With character links defined, can't run user-defined routines");
+    }
+    jaking = 1;
+    std::string said = zelrun("sectsch: [mult 1;];");
+    jaking = 0;
+    EXPECT_NE(said.find("Data are permuted: can't run user-defined routines"), std::string::npos) << said;
+    actlandnc = 1;
+    said = zelrun("sectsch: [mult 1;];");
+    actlandnc = 0;
+    EXPECT_NE(said.find("Sorry, user instructions for sectors can't be used for landmark data"), std::string::npos) << said;
+    zelrun("mult 1;");
+    {
+        linked now;
+        refuses("sectsch = dss 3 3 tree 0;", "With character links defined, can't run the DSS option ");
+        have_asym_nuclei = 1;
+        refuses("sectsch = xss;", "Can't run the XSS option with character links that imply asymmetric costs");
+        have_asym_nuclei = 0;
+        zelrun("sectsch = xss;");
+        EXPECT_FALSE(zelfailed());
+        EXPECT_EQ(sectsch_priv_bufsize, 0) << "sectors have no rows of their own";
+    }
+    zelrun("sectsch = xss;");
+    EXPECT_GT(sectsch_priv_bufsize, 0);
 }
 
 TEST_F(SectorSettings, RefuseInstructionsThatAreTooLong)

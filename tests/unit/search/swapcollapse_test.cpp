@@ -2,6 +2,7 @@
 // have it.
 #include "searchtest.h"
 #include "slowtest.h"
+#include "data/lists.h"
 #include "trees/below.h"
 #include <memory>
 
@@ -130,6 +131,82 @@ TEST(SwapCollapsing, LeavesExcludedTaxaOutOfAccount)
     EXPECT_GT(more, 0);
 }
 
+// Taxa below each node of the first tree in memory.
+std::vector<uint64_t> setsoffirst()
+{
+    std::vector<uint64_t> below(size_t(nodz), 0);
+    for (int t = 0; t < nt; ++t)
+        for (int n = t;; n = mem_tree[0][n]) {
+            below[size_t(n)] |= uint64_t(1) << t;
+            if (n == nt) break;
+        }
+    return below;
+}
+
+// Only rearrangements that move other taxa count; and a branch that the excluded taxa alone hold apart from the one
+// below it stands when that does.
+TEST(SwapCollapsing, CountsOnlyMovesOfTaxaThatAreNotExcluded)
+{
+    std::mt19937 rng(708);
+    int spared = 0, carried = 0;
+    for (int trial = 0; trial < atmost(60); ++trial) {
+        bool rerooted = trial & 1;
+        collapsingby rule(rerooted ? "tbr" : "spr");
+        plain::data m = plain::randommatrix(rng, 6 + trial % 4, 12, { 8, 2 + trial % 3, 10 });
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        usetrees({ plain::randomtree(rng, m.taxa) });
+        if (trial % 3) zelrun("bbreak=nomulpars; bbreak:mulpars;");
+        std::vector<uint8_t> excluded(size_t(nt), 0);
+        uint64_t in = everybut0(m.taxa) | 1;
+        for (int out = trial % 4; out >= 0; --out) {
+            int t = 1 + plain::below(rng, m.taxa - 1);
+            excluded[size_t(t)] = LISTED;
+            in &= ~(uint64_t(1) << t);
+        }
+        zelrun("");
+        prepare_swap_collapse();
+        plain::tree t = kept(0);
+        std::vector<int> marks(size_t(nodz), 0);
+        (rerooted ? rule_tbr : rule_spr)(mem_tree[0], marks.data(), excluded.data());
+        wipetag(&schtag);
+
+        std::vector<uint64_t> below = setsoffirst();
+        std::map<uint64_t, bool> stands, withall;
+        for (int n = nt + 1; n < mem_tree[0][nt]; ++n) stands[below[size_t(n)]] = withall[below[size_t(n)]] = true;
+        long length = plain::length(m, t);
+        neighbours(t, rerooted, [&](const plain::tree &u) {
+            if (plain::length(m, u) > length) return;
+            groups has = groupsof(u);
+            for (auto &[g, s] : withall) s = s && has.count(g);
+            if (!(clippedtaxa & in)) return;
+            for (auto &[g, s] : stands) s = s && has.count(g);
+        });
+        // Smaller groups come before those that hold them.
+        std::vector<int> nodes;
+        for (int n = nt + 1; n < mem_tree[0][nt]; ++n) nodes.push_back(n);
+        auto size = [&](int n) { return std::popcount(below[size_t(n)]); };
+        std::sort(nodes.begin(), nodes.end(), [&](int a, int b) { return size(a) < size(b); });
+        for (int n : nodes) {
+            std::vector<int> kids;
+            for (int k = 0; k < mem_tree[0][nt]; ++k)
+                if (k != nt && mem_tree[0][k] == n && (below[size_t(k)] & in)) kids.push_back(k);
+            if (kids.size() != 1 || kids[0] < nt || !stands[below[size_t(kids[0])]]) continue;
+            carried += !stands[below[size_t(n)]];
+            stands[below[size_t(n)]] = true;
+        }
+        stands[everybut0(m.taxa)] = true;
+        for (int n : nodes) {
+            uint64_t g = below[size_t(n)];
+            EXPECT_EQ(marks[size_t(n)] != 0, stands[g]) << "trial " << trial << " group " << g << " without " << ~in << " of " << plain::text(t);
+            spared += stands[g] && !withall[g];
+        }
+        if (HasFailure()) return;
+    }
+    EXPECT_GT(spared, 0);
+    EXPECT_GT(carried, 0);
+}
+
 TEST(SwapCollapsing, MakesPolytomousTreesDichotomousFirst)
 {
     plain::data m = plain::fromrows({ "00", "00", "11", "11", "11" });
@@ -139,6 +216,37 @@ TEST(SwapCollapsing, MakesPolytomousTreesDichotomousFirst)
     std::string report = zelrun("condense;");
     ASSERT_FALSE(zelfailed()) << report;
     EXPECT_EQ(groupsof(kept(0)), (groups{ 0b11110, 0b11100 }));
+}
+
+// A tree longer than it need be would lose its groups to moves as good as it.
+TEST(SwapCollapsing, ResolvesPolytomiesAsWellAsMovesWithinThemCan)
+{
+    std::mt19937 rng(709);
+    int resolved = 0;
+    for (int trial = 0; trial < atmost(30); ++trial) {
+        collapsingby rule("tbr");
+        plain::data m = plain::randommatrix(rng, 8 + trial % 3, 15, { 8, 2 + trial % 3, 10 });
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        usetrees({ plain::randomtree(rng, m.taxa) });
+        zelrun("bbreak=nomulpars; bbreak:mulpars; condense;");
+        groups stood = groupsof(kept(0));
+        zelrun("");
+        prepare_swap_collapse();
+        wipetag(&schtag);
+        checktree(mem_tree[0]);
+        plain::tree t = kept(0);
+        groups has = groupsof(t);
+        ASSERT_EQ(int(has.size()), m.taxa - 2);
+        ASSERT_TRUE(std::includes(has.begin(), has.end(), stood.begin(), stood.end()));
+        resolved += has.size() > stood.size() + 1;
+        long length = plain::length(m, t);
+        neighbours(t, true, [&](const plain::tree &u) {
+            groups of = groupsof(u);
+            if (std::includes(of.begin(), of.end(), stood.begin(), stood.end())) { EXPECT_GE(plain::length(m, u), length); }
+        });
+    }
+    EXPECT_GT(resolved, 0);
 }
 
 TEST(SwapCollapsing, IsReported)

@@ -1,4 +1,7 @@
 #include "searchtest.h"
+#include "kernel/progress.h"
+#include "kernel/window.h"
+#include "search/keeptrees.h"
 #include "search/kernels.h"
 #include "search/spr.h"
 #include "search/status.h"
@@ -177,6 +180,56 @@ TEST(Tbr, ATieNeverMovesASingleTree)
     zelrun("bbreak:mulpars;");
 }
 
+// Clips visited, of a swap that is stopped before the one at which the key is pressed.
+static int visits, stopat;
+static int countvisit() { return ++visits == stopat ? KEY_ESC : 0; }
+
+static void swapuntil(int visit, const plain::tree &start, const char *how)
+{
+    usetrees({ start });
+    visits = 0;
+    stopat = visit;
+    zelrun(std::string("bbreak=") + how + " nomulpars;");
+    ASSERT_FALSE(zelfailed());
+}
+
+// The last lap after the last move leaves out the clip that made it, but under implied weights and asymmetric costs.
+TEST(Swappers, VisitEveryClipOnceMoreAfterTheLastMove)
+{
+    auto key = window.zel_app_window_getKeyPressed;
+    std::mt19937 rng(59);
+    int moved = 0;
+    const struct { const char *settings, *undo; int again; } ways[] = {
+        { "", "", 0 }, { "piwe=;", "piwe-;", 1 }, { "smatrix =9 (uneven) 0>1 1 1>0 2; smatrix +uneven .;", "", 1 },
+    };
+    for (auto &w : ways)
+        for (const char *how : { "tbr", "spr" })
+            for (int trial = 0; trial < atmost(6); ++trial) {
+                plain::data m = plain::randommatrix(rng, 8, 10, { 8, 2, 0 });
+                zelrun(w.settings[0] == 'p' ? w.settings : "");
+                use(m);
+                if (w.settings[0] == 's') zelrun(w.settings);
+                ASSERT_FALSE(zelfailed()) << w.settings;
+                plain::tree start = plain::randomtree(rng, 8);
+                window.zel_app_window_getKeyPressed = countvisit;
+                polling_interval = -1;
+                zelrun("mult:outfreq 1;");
+                swapuntil(0, start, how);
+                int all = visits, stop = 1;
+                unsigned long moves = acceprearrangs;
+                do swapuntil(++stop, start, how); while (acceprearrangs < moves);
+                window.zel_app_window_getKeyPressed = key;
+                polling_interval = 1;
+                zelrun("mult:outfreq 0;");
+                zelrun(w.undo);
+                if (!moves) continue;
+                ++moved;
+                EXPECT_EQ(all - (stop - 1), hinod - 2 + w.again) << w.settings << how;
+            }
+    EXPECT_GT(moved, atmost(12));
+    zelrun("bbreak:tbr mulpars;");
+}
+
 TEST(Tbr, BetterTreesTakeThePlaceOfTheTreesBeforeThem)
 {
     std::mt19937 rng(56);
@@ -192,6 +245,52 @@ TEST(Tbr, BetterTreesTakeThePlaceOfTheTreesBeforeThem)
     long after = plain::length(m, kept(0));
     EXPECT_LT(after, before);
     for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), after);
+}
+
+// Five trees as long, of which the fourth is swapped: those before it stay, it and the one behind it go.
+TEST(Tbr, ABetterTreeTakesThePlaceOfTheTreesFromTheOneBeingSwappedOn)
+{
+    std::mt19937 rng(60);
+    rulefor none(nocollapse);
+    plain::data m = plain::randommatrix(rng, 8, 12, { 8, 2, 0 });
+    m.taxactive.assign(m.taxa, 1);
+    use(m);
+    long best = plain::search(m).length;
+    std::vector<plain::tree> start;
+    shapes seen;
+    while (start.size() < 5) {
+        plain::tree t = plain::randomtree(rng, 8);
+        if (plain::length(m, t) == best + 5 && seen.insert(plain::shape(t)).second) start.push_back(t);
+    }
+    usetrees(start);
+    searchframe frame(bbreakcom);
+    ASSERT_EQ(trees_in_mem, 5);
+    constexpr int FIRST = 3;
+    std::vector<std::vector<int>> before;
+    for (int t = 0; t < FIRST; ++t) before.emplace_back(mem_tree[t], mem_tree[t] + hinod);
+    std::copy(mem_tree[FIRST], mem_tree[FIRST] + hinod, anx);
+    double score = tbrswap(anx, FIRST, 1);
+    EXPECT_LT(score, best + 5);
+    ASSERT_GT(trees_in_mem, FIRST);
+    for (int t = 0; t < FIRST; ++t) EXPECT_EQ(std::vector<int>(mem_tree[t], mem_tree[t] + hinod), before[size_t(t)]);
+    for (int t = FIRST; t < trees_in_mem; ++t) EXPECT_EQ(treechk[t].score, score);
+}
+
+TEST(Swappers, ReportMoreOftenWhereClipsAreSlow)
+{
+    for (auto [taxa, settings, every] : { std::tuple(60, "", 10), std::tuple(49, "", 2), std::tuple(50, "", 10),
+                                          std::tuple(60, "smatrix =9 (uneven) 0>1 1 1>0 2; smatrix +uneven .;", 2) }) {
+        std::mt19937 rng(61);
+        use(plain::randommatrix(rng, taxa, 6, { 8, 2, 0 }));
+        zelrun(settings);
+        searchframe frame(multcom);
+        set_report_every();
+        EXPECT_EQ(report_every, every) << taxa << settings;
+        user_cuts_for_report = 7;
+        set_report_every();
+        EXPECT_EQ(report_every, 7);
+        user_cuts_for_report = 0;
+    }
 }
 
 TEST(Tbr, AFullBufferLetsOnlyBetterTreesIn)

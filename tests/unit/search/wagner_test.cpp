@@ -113,6 +113,56 @@ TEST(Wagner, OfThreeTaxaIsTheirNetwork)
     ranseed = 1;
 }
 
+// Of equally cheap places the first or the last is taken, as the seed says; the same seed says the same.
+TEST(Wagner, ResolvesTiesUpwardOrDownward)
+{
+    std::mt19937 rng(66);
+    use(plain::randommatrix(rng, 6, 6, { 8, 2, 0 }));
+    searchframe frame(multcom);
+    std::map<std::vector<int>, shapes> bysequence;
+    bool both = false;
+    for (int seed = 1; seed < 600; ++seed) {
+        wagner(anx, seed);
+        std::vector<int> tree(anx, anx + hinod), sequence(ladd, ladd + ntax);
+        EXPECT_EQ(sequence[0], 0);
+        shapes &found = bysequence[sequence];
+        found.insert(plain::shape(plain::fromstored(anx, nt)));
+        both |= found.size() > 1;
+        wagner(anx, seed);
+        ASSERT_EQ(std::vector<int>(anx, anx + hinod), tree);
+    }
+    EXPECT_TRUE(both);
+    ranseed = 1;
+}
+
+// With data that tell nothing each taxon goes beside the first one.
+TEST(Wagner, BeginsWithTheOutgroupUnlessItMayStray)
+{
+    use(plain::blankmatrix(8, 2));
+    searchframe frame(multcom);
+    auto comb = [] {
+        for (int n = ntax + 1; n < hinod; ++n) {
+            int terminals = 0;
+            for (int t = 0; t < ntax; ++t) terminals += anx[t] == n;
+            if (!terminals) return false;
+        }
+        return true;
+    };
+    int combs[2] = {};
+    for (int stray : { 0, 1 })
+        for (int seed = 1; seed <= 40; ++seed) {
+            randomize_outgroup = stray;
+            wagner(anx, seed);
+            EXPECT_EQ(anx[0], ntax);
+            combs[stray] += comb();
+        }
+    randomize_outgroup = 0;
+    EXPECT_EQ(combs[0], 40);
+    EXPECT_GT(combs[1], 0);
+    EXPECT_LT(combs[1], 40);
+    ranseed = 1;
+}
+
 TEST(Wagner, LeavesTheImageAsItWasWhenTheOutgroupIsMoved)
 {
     std::mt19937 rng(63);

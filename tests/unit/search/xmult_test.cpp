@@ -1,33 +1,9 @@
 // Driven searches.
-#include "perturbtest.h"
+#include "xmulttest.h"
 #include "search/drift.h"
 #include "search/ratchet.h"
-#include "search/sectset.h"
-#include "search/xmult.h"
 
 namespace {
-
-// Everything that the levels set, and what tests change.
-struct xmultsettings {
-    sectsettings sectors = savesectsettings();
-    std::vector<int *> where = { &xmult_replications, &xmult_hits, &xmult_update, &xmult_rss, &xmult_css, &xmult_xss, &xmult_fuse,
-        &xmult_gfuse, &xmult_hfuse, &xmult_dumpfuse, &num_rebuilds, &xmult_drift, &xmult_ratchet, &xmult_hold, &xmult_autoconst,
-        &xmult_xmix, &xmult_prvmix, &xmult_consense, &xmult_conbase, &xmult_confactor, &xmult_conmax, &xmult_keepall, &xmult_retouch,
-        &xmult_chklevel, &change_by_level, &xmult_multiply, &xmult_verbose, &dotreehyb, &driver_autoselect_ga, &xmul_filter };
-    std::vector<int> was;
-    double target = xmult_targetscore, giveup = xmult_giveupscore, level = curlevel, change = level_change_val;
-    xmultsettings()
-    {
-        for (int *p : where) was.push_back(*p);
-    }
-    ~xmultsettings()
-    {
-        putsectsettings(&sectors);
-        for (size_t i = 0; i < where.size(); ++i) *where[i] = was[i];
-        xmult_targetscore = target, xmult_giveupscore = giveup, curlevel = level, level_change_val = change;
-        contaxex.clear();
-    }
-};
 
 const char *const showall = "xmult:;ratchet:;drift:;sectsch:;tfuse:;rseed;";
 
@@ -487,6 +463,6 @@ TEST(Xmult, AndItsPartsTakeTheFewestTaxaAndNoCharacters)
                 EXPECT_FALSE(zelfailed()) << active << " taxa: " << said;
                 EXPECT_GT(trees_in_mem, 0);
             }
-            zelrun("xmult:hits 1;keep 0;");
+            zelrun("xmult:hits 1;ratchet:iter 50 up 4 down 4;keep 0;");
         }
 }

@@ -1,0 +1,240 @@
+// What a hit costs: driven searches with their usual settings, to the best known length of each matrix, from ten
+// seeds.  Times are of the processor.  A length better than the known one, met on the way, is the goal from then on.
+//
+//     hits DATADIR [SET...]     the sets below; "growth": 500 to 4,000 taxa; all when none is given
+//
+// Shares of the time are those of the stages under way, outermost first ("rss>swap": the swap of a random sector;
+// "rss>whole": of the whole tree).
+#include "bench.h"
+#include "data/matrix.h"
+#include "kernel/textbuf.h"
+#include "search/xmult.h"
+#include <algorithm>
+#include <cstring>
+#include <map>
+
+// --- stages -------------------------------------------------------------------------------
+
+// The linker puts the functions below in the place of those that are watched (--wrap), which then are called
+// `real`.  Each stage is charged with what it takes but not with what stages within it do.
+static std::vector<const char *> under;                 // stages under way
+static std::map<std::string, double> charged;
+static int started;                                     // replications
+static double last;
+
+static std::string path()
+{
+    std::string text;
+    for (const char *name : under) text += (text.empty() ? "" : ">") + std::string(name);
+    return text.empty() ? "other" : text;
+}
+
+static void charge()
+{
+    double now = cpu();
+    charged[path()] += now - last;
+    last = now;
+}
+
+struct within {
+    explicit within(const char *name)
+    {
+        charge();
+        under.push_back(name);
+    }
+    ~within()
+    {
+        charge();
+        under.pop_back();
+    }
+};
+
+#define WATCHED(result, name, mangled, ...)               \
+    result real_##name(__VA_ARGS__) asm("__real_" mangled); \
+    result wrap_##name(__VA_ARGS__) asm("__wrap_" mangled)
+
+WATCHED(void, wagner, "_Z6wagnerPii", int *tree, int seed);
+void wrap_wagner(int *tree, int seed)
+{
+    started += under.empty();
+    within stage("wagner");
+    real_wagner(tree, seed);
+}
+
+WATCHED(bool, start, "_Z18wagner_if_possiblePii", int *tree, int seed);
+bool wrap_start(int *tree, int seed)
+{
+    within stage("wagner");
+    return real_start(tree, seed);
+}
+
+WATCHED(double, sprswap, "_Z7sprswapPiii", int *tree, int first, int flag);
+double wrap_sprswap(int *tree, int first, int flag)
+{
+    within stage("spr");
+    return real_sprswap(tree, first, flag);
+}
+
+WATCHED(double, tbrswap, "_Z7tbrswapPiii", int *tree, int first, int flag);
+double wrap_tbrswap(int *tree, int first, int flag)
+{
+    within stage(!under.empty() && ntax == realntax ? "whole" : "swap");
+    return real_tbrswap(tree, first, flag);
+}
+
+WATCHED(double, const_ss, "_Z8const_ssPi", int *tree);
+double wrap_const_ss(int *tree)
+{
+    within stage("css");
+    return real_const_ss(tree);
+}
+
+WATCHED(double, random_ss, "_Z9random_ssPi", int *tree);
+double wrap_random_ss(int *tree)
+{
+    within stage("rss");
+    return real_random_ss(tree);
+}
+
+WATCHED(double, dftree, "_Z6dftreePijiS_i", int *tree, unsigned seed, int base, int *done, int report);
+double wrap_dftree(int *tree, unsigned seed, int base, int *done, int report)
+{
+    within stage("drift");
+    return real_dftree(tree, seed, base, done, report);
+}
+
+WATCHED(double, dofuse, "_Z6dofusePiPS_id", int *count, int **trees, int rounds, double stop);
+double wrap_dofuse(int *count, int **trees, int rounds, double stop)
+{
+    within stage("fuse");
+    return real_dofuse(count, trees, rounds, stop);
+}
+
+WATCHED(bool, open, "_Z17make_small_matrixiiPFiiEi", int base, int count, int (*standin)(int), int outgroup);
+bool wrap_open(int base, int count, int (*standin)(int), int outgroup)
+{
+    within stage("open");
+    return real_open(base, count, standin, outgroup);
+}
+
+static void clearstages()
+{
+    charged.clear();
+    last = cpu();
+}
+
+static void tellstages()
+{
+    constexpr double LEAST = 0.01;
+    double all = 0;
+    std::vector<std::pair<double, std::string>> order;
+    for (auto &[name, secs] : charged) {
+        order.push_back({ secs, name });
+        all += secs;
+    }
+    std::sort(order.rbegin(), order.rend());
+    printf("      ");
+    for (auto &[secs, name] : order)
+        if (secs >= LEAST * all) printf(" %s %.0f%%", name.c_str(), 100 * secs / all);
+    printf("\n");
+}
+
+// --- a run --------------------------------------------------------------------------------
+
+struct outcome { double secs, score; int replications; };
+
+static outcome search(int seed, const std::string &options)
+{
+    command("keep 0;rseed " + std::to_string(seed) + ";");
+    started = 0;
+    double start = last = cpu();
+    command("xmult=" + options + ";");
+    charge();
+    return { cpu() - start, xm.bescore, started };
+}
+
+static std::string options(const char *word, double score) { return std::string(word) + " " + std::to_string(long(score)); }
+
+template<class F> static void spread(const char *what, std::vector<outcome> runs, F f)
+{
+    std::sort(runs.begin(), runs.end(), [&](auto &a, auto &b) { return f(a) < f(b); });
+    printf("  %s %.3g (%.3g-%.3g)", what, double(f(runs[runs.size() / 2])), double(f(runs.front())), double(f(runs.back())));
+}
+
+static void hits(const char *name, double known, const char *wanted)
+{
+    constexpr int SEEDS = 10;
+    double goal = known;
+    std::vector<outcome> runs;
+    if (!goal) goal = search(99, "hits 5 notarget").score;
+    for (int seed = 1; int(runs.size()) < SEEDS; ++seed) {
+        if (runs.empty()) clearstages();
+        outcome o = search(seed, "hits 1 " + options("target", goal));
+        if (o.score > goal) {                                    // stopped, or out of room for trees
+            printf("  %s: seed %i ended at %.0f, which is no hit\n", name, seed, o.score);
+            return;
+        }
+        if (o.score < goal) {
+            goal = o.score;
+            runs.clear();
+        } else runs.push_back(o);
+    }
+    printf("  %-16s %5i taxa %5i chars  length %.0f", name, nt, nc, goal);
+    if (known) printf(" (known %.0f)", known);
+    spread("seconds", runs, [](auto &o) { return o.secs; });
+    spread("replications", runs, [](auto &o) { return o.replications; });
+    printf("  wanted %s\n", wanted);
+    tellstages();
+    fflush(stdout);
+}
+
+static void growth()
+{
+    constexpr double NEAR = 1.001;
+    for (int taxa : { 500, 1000, 2000, 4000 }) {
+        std::string file = modelfile({ taxa, 1400, 4, 4, 0.02, 1, 0.2 });
+        command("xwipe;nstates num 8;procedure " + file + ";hold 10000;");
+        remove(file.c_str());
+        double best = search(99, "hits 1 notarget").score;
+        clearstages();
+        outcome o = search(1, "hits 1 " + options("giveup", best * NEAR));
+        printf("  growth %i taxa: best found %.0f; %.0f, within 0.1%%, in %.3g seconds, %i replications\n", taxa, best, o.score, o.secs,
+               o.replications);
+        command("xmult:nogiveup;");
+        tellstages();
+        fflush(stdout);
+    }
+}
+
+// --- sets ---------------------------------------------------------------------------------
+
+// read: before the name of the file; without a file, data made by a model.
+struct set { const char *name, *read, *file; model made; double known; const char *wanted; };
+static const set sets[] = {
+    { "actinopterygii", "nstates num 16;procedure ", "actinopterygii.nex", {}, 29418, "-" },
+    { "mammal_rag2", "nstates dna;procedure &", "mammal_rag2.fas", {}, 625, "-" },
+    { "protein140", "procedure ", "protein140.xread", {}, 23919, "-" },
+    { "ssu150", "nstates dna;procedure &", "ssu150.fas", {}, 8470, "1" },
+    { "ssu218", "nstates dna;procedure &", "ssu218.fas", {}, 33508, "-" },
+    { "gene350", nullptr, nullptr, { 350, 1400, 4, 4, 0.02, 1, 0.2 }, 0, "1" },
+    { "gene500", nullptr, nullptr, { 500, 1400, 4, 4, 0.02, 1, 0.2 }, 0, "3" },
+};
+
+int main(int argc, char **argv)
+{
+    if (argc < 2) return fprintf(stderr, "hits DATADIR [SET...]\n"), 1;
+    initialize_winbufsiz(250);
+    gtkZel(";");
+    gtkZel("warn-;mxram 1500;report-;silent=all;");
+    auto wanted = [&](const char *name) {
+        return argc == 2 || std::any_of(argv + 2, argv + argc, [&](const char *a) { return !strcmp(a, name); });
+    };
+    for (const set &s : sets) {
+        if (!wanted(s.name)) continue;
+        std::string file = s.file ? std::string(argv[1]) + "/sequences-large/" + s.file : modelfile(s.made);
+        command("xwipe;" + std::string(s.file ? s.read : "nstates num 8;procedure ") + file + ";hold 10000;");
+        if (!s.file) remove(file.c_str());
+        hits(s.name, s.known, s.wanted);
+    }
+    if (wanted("growth")) growth();
+}
