@@ -1,6 +1,7 @@
 // The window: its construction, and the road of a command through it.
 #include "gui/appwindow.h"
 #include "gui/boxes.h"
+#include "gui/dialogs/dialog.h"
 #include "gui/history.h"
 #include "gui/menus.h"
 #include "kernel/driver.h"
@@ -10,6 +11,7 @@
 #include "kernel/shell.h"
 #include "kernel/textbuf.h"
 #include "kernel/window.h"
+#include "script/dialog.h"
 #include <clocale>
 #include <cstring>
 #include <iterator>
@@ -101,6 +103,9 @@ void fillslots()
     window.enable_tools = tools;
     window.progressline = viewprogress;
     choose_from_menus = readmenucommand;
+    choose_file_name = [](const char *title, bool towrite) {
+        return choosefile(GTK_WINDOW(gtkAppWindowGlobal), title, towrite, ANYFILES);
+    };
     size_window = [](bool large) {
         GtkWindow *w = GTK_WINDOW(gtkAppWindowGlobal);
         if (!large) { gtk_window_iconify(w); return; }
@@ -136,15 +141,14 @@ static gboolean on_win_configure(GtkWidget *w, GdkEvent *, gpointer) noexcept
 static void do_big_zel_icon(int plain)
 {
     static const char *const icon[] = {
-        "        +-- Z         ",
-        "    +---+             ",
-        "    |   +-- E         ",
-        " ---+                 ",
-        "    |                 ",
-        "    +------ L         ",
+        "    \u250c\u2500\u2500\u2500\u252c\u2500\u2500 Z         ",
+        "    \u2502   \u2514\u2500\u2500 E         ",
+        " \u2500\u2500\u2500\u2524                 ",
+        "    \u2502                 ",
+        "    \u2514\u2500\u2500\u2500\u2500\u2500\u2500 L         ",
     };
     static const char *const beside[] = {
-        "", "ZEL - version " ZEL_VERSION, "", "Phylogenetic analysis under parsimony", "",
+        "ZEL - version " ZEL_VERSION, "", "Phylogenetic analysis under parsimony", "",
         "\"help\" lists the commands; menus and tools write them for you",
     };
     for (size_t i = 0; i < std::size(icon); ++i) joinem(icon[i], beside[i], "\n", nullptr);

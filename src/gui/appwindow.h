@@ -47,6 +47,7 @@ void viewecho(const char *command);          // a command that was not printed b
 void viewsettle();                           // scrolls to what came last, if anything did
 int  viewlines();
 void viewhome(); void viewend();
+void viewpage(int pages);                    // down, or up when below 0
 void refreshLinesInfo();
 void setviewfont();                          // the font of the history (history.h)
 void changefontsize(int by);

@@ -256,8 +256,8 @@ static bool isenter(guint key) { return key == GDK_KEY_Return || key == GDK_KEY_
 // Keys pressed while a command runs are for the command, but those that move about in the text.
 static bool keytocommand(guint key)
 {
-    if (key == GDK_KEY_Page_Up || key == GDK_KEY_Page_Down) return false;
-    if (!isenter(key)) lastkey = int(key);
+    if (key == GDK_KEY_Page_Up || key == GDK_KEY_Page_Down) viewpage(key == GDK_KEY_Page_Up ? -1 : 1);
+    else if (!isenter(key)) lastkey = int(key);
     return true;
 }
 

@@ -30,10 +30,11 @@ static bool havetrees()      { return trees_in_mem > 0; }
 static bool twotrees()       { return trees_in_mem > 1; }
 static bool havetags()       { return txtdatin; }
 static bool havevault()      { return have_vault; }
-static bool vaulthasroom()   { return have_vault && trees_in_vault < max_vault_trees && trees_in_mem; }
-static bool takefromvault()  { return trees_in_vault > 0 && trees_in_mem < maxtrees; }
+static bool vaulthasroom()   { return have_vault && trees_in_vault < max_vault_trees; }
+static bool bufferhasroom()  { return have_vault && trees_in_mem < maxtrees; }
 static bool vaulthastrees()  { return trees_in_vault > 0; }
-static bool havereference()  { return defined_ref && trees_in_mem; }
+static bool havereference()  { return defined_ref; }
+static bool canbremer()      { return trees_in_mem > 1 || (trees_in_mem && !doautowt); }
 static bool havecharacters() { return nc > 0; }
 static bool haveblocks()     { return nblocks > 0; }
 static bool haveconstraints(){ return consttag; }
@@ -161,7 +162,7 @@ const menuitem menuEntries[] = {
     { .id = "trees_SubTree_resolve", .depth = 2, .label = "_Resolve polytomies at random", .command = "randtrees *;" },
     { .id = "trees_treevault", .depth = 1, .label = "Tree va_ult", .enabled = havevault },
     { .id = "trees_treevault_save", .depth = 2, .label = "_Save to vault...", .dialog = &tovaultform, .enabled = vaulthasroom },
-    { .id = "trees_treevault_get", .depth = 2, .label = "_Get from vault...", .dialog = &fromvaultform, .enabled = takefromvault },
+    { .id = "trees_treevault_get", .depth = 2, .label = "_Get from vault...", .dialog = &fromvaultform, .enabled = bufferhasroom },
     { .id = "trees_treevault_clear", .depth = 2, .label = "_Clear vault", .command = "tvault -;", .enabled = vaulthastrees },
     { .id = "trees_consensus", .depth = 1, .label = "_Consensus...", .dialog = &consensusform, .enabled = havetrees, .accel = 'k', .word = "nelsen" },
     { .id = "trees_super", .depth = 1, .label = "_Supertree...", .dialog = &supertreeform, .enabled = twotrees },
@@ -171,7 +172,7 @@ const menuitem menuEntries[] = {
     { .id = "trees_SubComparisons_groups", .depth = 2, .label = "Shared _groups", .command = "tcomp;" },
     { .id = "trees_SubComparisons_spr", .depth = 2, .label = "_SPR distances", .command = "sprdiff;" },
     { .id = "trees_SubComparisons_agreement", .depth = 2, .label = "_Pruned consensus", .command = "prunnelsen;" },
-    { .id = "trees_bremer", .depth = 1, .label = "_Bremer supports", .command = "bsupport;", .enabled = havetrees },
+    { .id = "trees_bremer", .depth = 1, .label = "_Bremer supports", .command = "bsupport;", .enabled = canbremer },
     { .id = "trees_swap", .depth = 1, .label = "S_wapping moves", .command = "chkmoves;", .enabled = havetrees },
     { .id = "trees_SubTreeBuffer", .depth = 1, .label = "Tree bu_ffer", .enabled = havetrees },
     { .id = "trees_SubTreeBuffer_create", .depth = 2, .label = "Create _group...", .dialog = &treegroupform },
@@ -256,15 +257,10 @@ const menuitem menuEntries[] = {
     { .id = "analyze", .depth = 0, .label = "_Analyze", .enabled = havedata },
     { .id = "analyze_implicit", .depth = 1, .label = "_Implicit enumeration...", .dialog = &implicitform },
     { .id = "analyze_traditional", .depth = 1, .label = "_Traditional search...", .dialog = &traditionalform, .accel = 'm', .word = "mult" },
-    { .id = "analyze_new", .depth = 1, .label = "_New technology search" },
-    { .id = "analyze_new_driven", .depth = 2, .label = "_Combined search...", .dialog = &xmultform, .accel = 'n' },
-    { .id = "analyze_new_sectors", .depth = 2, .label = "_Sectorial search...", .dialog = &sectorform, .enabled = havetrees },
-    { .id = "analyze_new_ratchet", .depth = 2, .label = "_Ratchet...", .dialog = &ratchetform, .enabled = havetrees },
-    { .id = "analyze_new_drift", .depth = 2, .label = "_Drift...", .dialog = &driftform, .enabled = havetrees },
-    { .id = "analyze_new_fuse", .depth = 2, .label = "Tree _fusing...", .dialog = &fusingform, .enabled = twotrees },
+    { .id = "analyze_new", .depth = 1, .label = "_New technology search...", .dialog = &newtechform, .accel = 'n', .word = "xmult" },
     { .id = "analyze_suboptimal", .depth = 1, .label = "_Suboptimal trees...", .dialog = &suboptimalform },
     { .id = "analyze_search_lev", .depth = 1, .label = "Search _level...", .dialog = &levelform },
-    { .id = "analyze_ShowParams", .depth = 1, .label = "Show _parameters", .command = "mult :; bbreak :; subopt; collapse;" },
+    { .id = "analyze_ShowParams", .depth = 1, .label = "Show _parameters", .command = "mult :; bbreak :; xmult :; sectsch :; ratchet :; drift :; tfuse :; subopt; collapse;" },
     { .id = "analyze_timeout", .depth = 1, .label = "Ti_me limit...", .dialog = &timeoutform, .marked = timelimited },
     { .id = "analyze_quick", .depth = 1, .label = "_Quick collapsing", .command = "qcollapse =;", .uncommand = "qcollapse -;", .marked = quick },
     { .id = "analyze_parallel", .depth = 1, .label = "P_arallel" },

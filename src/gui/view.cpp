@@ -38,10 +38,13 @@ static GtkTextIter atprogress()
     return at;
 }
 
-static void dropprogress()
+// False: there was none.
+static bool dropprogress()
 {
     GtkTextIter from = atprogress(), to = atend();
-    if (!gtk_text_iter_equal(&from, &to)) gtk_text_buffer_delete(buffer(), &from, &to);
+    if (gtk_text_iter_equal(&from, &to)) return false;
+    gtk_text_buffer_delete(buffer(), &from, &to);
+    return true;
 }
 
 static void dropoldest()
@@ -91,9 +94,10 @@ void viewecho(const char *command)
     insert(line + "> " + inutf8(command) + "\n", "command");
 }
 
+// A line in place of another leaves the view where it is: what came before may be read meanwhile.
 void viewprogress(const char *line)
 {
-    dropprogress();
+    bool replaces = dropprogress();
     if (*line) {
         std::string text = inutf8(line);
         dropcontrols(&text);
@@ -103,7 +107,7 @@ void viewprogress(const char *line)
             end = atend();
             gtk_text_buffer_move_mark_by_name(buffer(), "progress", &end);
         }
-        grew = true;
+        grew = grew || !replaces;
     }
 }
 
@@ -140,6 +144,12 @@ static void scrollto(double where)
 
 void viewhome() { scrollto(0); }
 void viewend()  { scrollto(1); }
+
+void viewpage(int pages)
+{
+    GtkAdjustment *a = gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(gtkAppWindowGlobal->scrolledWindow));
+    gtk_adjustment_set_value(a, gtk_adjustment_get_value(a) + pages * gtk_adjustment_get_page_increment(a));
+}
 
 // --- which lines are seen ------------------------------------------------------------------------
 
@@ -226,7 +236,7 @@ void startview()
     GtkTextIter end = atend();
     gtk_text_buffer_create_mark(buffer(), "progress", &end, true);
     gtk_text_buffer_create_mark(buffer(), "scroll", &end, true);
-    gtk_text_buffer_create_tag(buffer(), "command", "weight", PANGO_WEIGHT_BOLD, nullptr);
+    gtk_text_buffer_create_tag(buffer(), "command", "weight", PANGO_WEIGHT_BOLD, "wrap-mode", GTK_WRAP_WORD_CHAR, nullptr);
     gtk_text_buffer_create_tag(buffer(), "match", "background", "lightgreen", "foreground", "black", nullptr);
     gtk_text_buffer_create_tag(buffer(), "matchNavigate", "background", "orange", "foreground", "black", nullptr);
     fontcss = gtk_css_provider_new();

@@ -276,6 +276,7 @@ class zel:
         until(self.idle, "the entry ready")
         Atspi.EditableText.set_text_contents(self.entry, text)
         Atspi.Component.grab_focus(self.entry)
+        until(lambda: has(self.window, "ACTIVE") and has(self.entry, "FOCUSED"), "the keyboard in the entry")
         self.key("Return")           # not the action of the entry: a box that it opens could not be asked then
         if wait:
             until(lambda: self.idle() and self.typed() == "", "the end of " + text)

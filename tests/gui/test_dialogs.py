@@ -44,6 +44,10 @@ DIALOGS = [
     ("data/edit/generate", "Generate characters", ""),
     ("analyze/implicit", "Implicit enumeration", "ienum;"),
     ("analyze/traditional", "Traditional search", "mult = replic 10 hold 10 tbr nokeepall;"),
+    ("analyze/new", "New technology search",
+     "sec:minsi7maxsi7self43incr75minfo10god75drift6glob2dglob10rou3 gocom0fuse0; tf:rou5minf3; "
+     "xm=rep5hit1nota nogive fuse3dri0chk0 rat0 rss css noxss nocons hol 1/;"),
+    ("analyze/search level", "Search level", "xmult : level 1.5;"),
     ("analyze/suboptimal", "Suboptimal trees", "subopt 0 x 0;"),
     ("analyze/time", "Time limit of searches", "timeout 0:0:0;"),
     ("analyze/estimate", "Estimate consensus", "qnelsen replications 15 majorcut 85;"),
@@ -56,16 +60,6 @@ DIALOGS = [
     ("settings/random", "Random seed", "rseed 1;"),
     ("format/significant", "Decimals of numbers in tables", "tables / 5;"),
 ]
-# Searches whose commands may not be in the program: their items are then insensitive.
-IFTHERE = [
-    ("Combined search...", "New technology search",
-     "xmult = hits 1 replications 4 hold 1 rss css noxss noratchet drift 5 fuse 1 noconsense;"),
-    ("Sectorial search...", "Sectorial search", "sectsch = rss minsize 20 maxsize 40 drift 6;"),
-    ("Ratchet...", "Ratchet", "ratchet = iterations 50 numsubs 40 upfactor 4 downfactor 4 giveup 99 equals;"),
-    ("Drift...", "Tree drifting", "drift = iterations 30 numsubs 60 fitdiff 1 rfitdiff 0.2 xfactor 3 giveup 99;"),
-    ("Tree fusing...", "Tree fusing", "tfuse = rounds 5 minfork 3 noequals beststart swap keepall;"),
-]
-
 g.copyexamples()
 with g.zel() as z:
     z.command("warn -; mxram 64; p bees.zel; p bees_ten.tre;")
@@ -86,9 +80,7 @@ with g.zel() as z:
         z.nodialog()
         z.until(z.idle)
 
-    there = [("analyze/new/" + name, title, command) for name, title, command in IFTHERE
-             if z.enabled("Analyze", "New technology search", name)]
-    for item, title, command in DIALOGS + there:
+    for item, title, command in DIALOGS:
         dialog = opened(item, title)
         if command:
             assert written(dialog) == command, (title, written(dialog))
@@ -97,14 +89,9 @@ with g.zel() as z:
             assert not ready(dialog), (title, written(dialog))
         cancelled(dialog)
 
-    # Searches that are there take what their dialogs write.
-    for item, title, command in there:
-        z.command("keep 0; p bees_ten.tre; " + command)
-    z.command("keep 0; p bees_ten.tre;")
-
     # What commands the dialogs write unchanged, the program takes.
     for item, title, command in DIALOGS:
-        if command and not command.startswith(("ienum", "qnelsen", "xread", "mult", "keep", "best", "sort")):
+        if command and not command.startswith(("ienum", "qnelsen", "xread", "mult", "sec:", "keep", "best", "sort")):
             z.command(command)
     assert "Unknown" not in z.text()
 
@@ -129,6 +116,87 @@ with g.zel() as z:
     z.until(lambda: written(dialog) == "bbreak = tbr mulpars nofillonly;")
     cancelled(dialog)
     z.command("mult : replic 10 nokeepall;")
+
+    # The search by new technologies: each method has a page, and goes into the command as it is used;
+    # a level stands for all of them; applied to the trees in memory they are commands of their own.
+    ALL = ("sec:minsi7maxsi7self43incr75minfo10god75drift6glob2dglob10rou3 xss 8-12+2 gocom0fuse0; "
+           "rat:it50up4down4au0num20give99; dri:it30fit1.00rfi0.20aut0num20give99xfa3.00; tf:rou5minf3; ")
+
+    def page(key, *checks):
+        """Goes to the page of that key, and clicks."""
+        z.key(key)
+        for name in checks:
+            box = z.find("check box", name, dialog)
+            z.until(lambda: g.has(box, "SHOWING"), name)
+            g.click(box)
+
+    def written_is(command):
+        z.until(lambda: written(dialog) == command, command + "\nbut it is " + written(dialog))
+
+    dialog = opened("analyze/new", "New technology search")
+    page("alt+a", "Use exclusive sectors")
+    page("alt+h", "Use the ratchet")
+    page("alt+f", "Use drifting")
+    written_is(ALL + "xm=rep5hit1nota nogive fuse3dri5chk0 rat10 rss css xss nocons hol 1/;")
+    page("alt+n", "Until the consensus is stable")
+    page("alt+e", "Use tree fusing")
+    page("alt+t", "Use sectorial searches")
+    without = ALL[ALL.index("rat:"):ALL.index("tf:")]
+    written_is(without + "xm=rep5hit1nota nogive nofuse dri5chk0 rat10 norss nocss noxss conse1conf75conb10hol 1/;")
+    page("alt+t", "Use sectorial searches")
+    page("alt+e", "Use tree fusing")
+    page("alt+n", "Until the consensus is stable")
+    page("alt+d")
+    z.until(lambda: z.find("label", "Goal of hits", dialog))
+    for label, score in (("Goal of hits", "Score wanted"), ("Stop at once at", "At this score, or better")):
+        Atspi.Selection.select_child(z.field(label, dialog), 1)
+        Atspi.Value.set_current_value(z.field(score, dialog), 41.5)
+    written_is(ALL + "xm=rep5hit1targ 41.50000 give 41.50000 fuse3dri5chk0 rat10 rss css xss nocons hol 1/;")
+    Atspi.Selection.select_child(z.field("Search", dialog), 1)
+    Atspi.Value.set_current_value(z.field("Search level", dialog), 2.25)
+    written_is("xm=lev2.250 hit1targ 41.50000 give 41.50000 nocons hol 1/;")
+    Atspi.Selection.select_child(z.field("Search", dialog), 2)
+    written_is(ALL + "sec=rss; rat=; dri=; tf=;")
+    page("alt+t")
+    z.until(lambda: z.find("label", "Sectors of trees in memory", dialog))
+    Atspi.Selection.select_child(z.field("Sectors of trees in memory", dialog), 2)
+    written_is(ALL + "sec=xss 8-12+2; rat=; dri=; tf=;")
+    cancelled(dialog)
+
+    # What it writes is run, by its level and from trees in memory; nothing chosen is nothing to run.
+    for how, line in ((0, "No target score defined."), (1, "No target score defined."), (2, "rounds of fusing completed.")):
+        z.command("keep 0; p bees_ten.tre; cls;")
+        dialog = opened("analyze/new", "New technology search")
+        Atspi.Selection.select_child(z.field("Search", dialog), how)
+        z.until(lambda: ("tf=;" in written(dialog)) == (how == 2) and ("lev" in written(dialog)) == (how == 1))
+        z.press(dialog, "OK")
+        z.nodialog()
+        z.until(z.idle)
+        assert line in z.text(), z.text()
+    dialog = opened("analyze/new", "New technology search")
+    Atspi.Selection.select_child(z.field("Search", dialog), 2)
+    page("alt+e", "Use tree fusing")
+    page("alt+t", "Use sectorial searches")
+    z.until(lambda: written(dialog) == "" and not ready(dialog))
+    cancelled(dialog)
+
+    # Dialogs start from the settings, however they were made.
+    z.command("sectsch : minsize 6 maxsize 9; xmult : ratchet 3 nofuse hits 4; majority = 66; rseed 17; qnelsen replications 4; "
+              "keep 0; p bees_ten.tre;")
+    dialog = opened("analyze/new", "New technology search")
+    Atspi.Selection.select_child(z.field("Search", dialog), 0)   # it is as it was left, for no setting tells
+    written_is("sec:minsi6maxsi9self43incr75minfo10god75drift6glob2dglob10rou3 gocom0fuse0; rat:it50up4down4au0num20give99; "
+               "xm=rep5hit4nota nogive nofuse dri0chk0 rat3 rss css noxss nocons hol 1/;")
+    cancelled(dialog)
+    for item, title, command in (("settings/random", "Random seed", "rseed 17;"),
+                                 ("analyze/estimate", "Estimate consensus", "qnelsen replications 4 majorcut 85;")):
+        dialog = opened(item, title)
+        assert written(dialog) == command, written(dialog)
+        cancelled(dialog)
+    dialog = opened("trees/consensus", "Consensus")
+    Atspi.Selection.select_child(z.field("Consensus", dialog), 1)
+    written_is("majority = 66; majority;")
+    cancelled(dialog)
 
     # Lists: narrowed down by a text, all that is seen marked, inverted.
     z.command("p bees_ten.tre;")
@@ -197,10 +265,9 @@ with g.zel() as z:
 
     dialog = opened("file/tree save/save all", "Save all trees")
     z.press(dialog, "Browse...")
-    chooser = z.dialog("File")
-    z.type("all.tre")
-    z.until(lambda: g.has(z.find("push button", "Save", chooser), "SENSITIVE"))
-    z.press(chooser, "Save")
+    chooser = z.until(lambda: z.find("file chooser", "Save all trees"))
+    z.until(lambda: g.has(chooser, "ACTIVE"))
+    z.key("a", "l", "l", "period", "t", "r", "e", "Return")  # at once, before the button can be pressed
     z.until(lambda: not g.has(chooser, "SHOWING"))
     z.until(lambda: written(dialog) == "tsave =*all.tre;")
     z.press(dialog, "OK")

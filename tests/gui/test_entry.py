@@ -31,7 +31,20 @@ with g.zel() as z:
     z.until(lambda: "1 match in\ntext search" in z.labels())
     search("needle")
     z.until(lambda: "3 matches in\ntext search" in z.labels())
-    z.key("F3", "F3", "shift+F3")
+    places = [i for i in range(len(z.text())) if z.text().startswith("Needle", i)]
+
+    def colors():
+        """Of the matches, in the order of the text; screen readers are told whole parts of colors only."""
+        found = [Atspi.Text.get_attribute_run(z.view, at, False)[0].get("bg-color") for at in places]
+        return [{"65535,0,0": "orange", "0,0,0": "lightgreen"}.get(c, c) for c in found]
+
+    def shown(n):
+        z.until(lambda: colors() == ["orange" if i == n else "lightgreen" for i in range(3)], "match %i of %s" % (n, colors()))
+
+    shown(0)
+    for key, n in (("F3", 1), ("F3", 2), ("F3", 0), ("shift+F3", 2), ("shift+F3", 1)):
+        z.key(key)
+        shown(n)
 
     # Esc goes back to commands.
     z.key("Escape")

@@ -17,6 +17,12 @@ def write(name, what):
         f.write(what)
 
 
+def size(z):
+    z.window.clear_cache()
+    place = g.Atspi.Component.get_extents(z.window, g.Atspi.CoordType.SCREEN)
+    return place.width, place.height
+
+
 def leave(z, status=0):
     z.command("zzz;", wait=False)
     assert z.ended() == status
@@ -26,6 +32,7 @@ def leave(z, status=0):
 with g.zel() as z:
     assert OBSOLETE not in z.text() and DAMAGED not in z.text()
     assert z.marked("Settings", "Reports", "Warnings") and not z.marked("Format", "Taxon names")
+    z.until(lambda: size(z)[0] == 1280)                      # all of the screen
     z.command("warn -; taxname =; tables =; tables /3; naked -; watch =; tgroup +100;")
     z.choose("Settings", "Tools")
     leave(z)
@@ -44,6 +51,20 @@ with g.zel() as z:
     z.key("Up", "Up", "Up")
     z.until(lambda: z.typed().startswith("warn -; taxname ="))
     z.key("Escape")
+    leave(z)
+
+# The size of the window is kept, and whether it was maximized.
+with g.zel() as z:
+    z.until(lambda: size(z)[0] == 1280)
+    window = g.xdo("search", "--onlyvisible", "--name", "^ZEL$")
+    g.xdo("mousemove", "300", "8", "click", "--repeat", "2", "--delay", "60", "1")      # its title: no longer maximized
+    z.until(lambda: size(z)[0] < 1280)
+    g.xdo("windowsize", window, "1000", "540")
+    z.until(lambda: size(z)[1] < 600)
+    kept = size(z)
+    leave(z)
+with g.zel() as z:
+    z.until(lambda: size(z) == kept, "the size of before")
     leave(z)
 
 # Files of another size are not read.

@@ -108,6 +108,7 @@ with g.zel() as z:
     z.command("menu trees/dexcribe;", wait=False)
     box = z.dialog("Warning")
     assert any("Did you mean:" in l for l in z.labels(box))
+    assert [t.get_name() for t in g.descendants(box) if t.get_role_name() == "push button"] == ["Yes", "No", "Cancel"]
     z.key("y")
     z.nodialog()
     z.until(z.idle)

@@ -98,6 +98,16 @@ with g.zel() as z:
     z.command("warn -; txtsize 10; hold 3000; randtrees 2000; length;")
     z.until(lambda: 0 < len(z.text()) < 300000)
 
+    # Home and End go to the ends of the text when the focus is there; the status line tells the lines seen.
+    z.focus()
+    z.key("Tab")
+    z.until(lambda: g.has(z.view, "FOCUSED"))
+    z.key("Home")
+    z.until(lambda: any(l.startswith("Lines 1-") for l in z.labels()))
+    z.key("End")
+    z.until(lambda: any(l.startswith("Lines ") and l.split("-")[1].split(" of ")[0] == l.split(" of ")[1] for l in z.labels()))
+    z.key("Return")
+
     # The words of the command window act on it.
     z.command("window -;")
     z.command("window =;")

@@ -50,7 +50,8 @@ with g.zel() as z:
             "Data/Show constraints": True, "Optimize/Compare with reference...": True,
             "Trees/Multiple tags/Clear tags": True})
     z.command("hold 30/5;")
-    states({"Trees/Tree vault": True, "Trees/Tree vault/Save to vault...": True, "Trees/Tree vault/Clear vault": False})
+    states({"Trees/Tree vault": True, "Trees/Tree vault/Save to vault...": True, "Trees/Tree vault/Clear vault": False,
+            "Trees/Tree vault/Get from vault...": True})
     z.command("tvault > 0.4;")
     states({"Trees/Tree vault/Save to vault...": False, "Trees/Tree vault/Get from vault...": True,
             "Trees/Tree vault/Clear vault": True})
@@ -98,11 +99,26 @@ with g.zel() as z:
     z.until(lambda: g.has(z.find("tool bar", None, z.window), "SHOWING"))
 
     # While a search runs nothing can be chosen, the window is drawn and answers, and Esc stops it.
-    z.command("warn -; report =; p vertebrates.zel;")
+    z.command("warn -; report =; xread / 100 60 4; help;")
     z.command("mult = replic 100000;", wait=False)
     z.until(lambda: not z.idle())
     z.until(lambda: "Repl." in z.text())
     assert not g.has(z.menuitem("File"), "SENSITIVE")
+
+    # Its last line is in sight, and renewed; who reads what came before is not called back.
+    def lines():
+        return [l for l in z.labels() if l.startswith("Lines ")][0]
+
+    def progress():
+        return z.text().rsplit("\n", 1)[-1]
+
+    z.until(lambda: lines().split("-")[1].split(" of ")[0] == lines().split(" of ")[1])
+    z.key("Prior", "Prior")
+    z.until(lambda: lines().split("-")[1].split(" of ")[0] != lines().split(" of ")[1])
+    for _ in range(2):
+        before = progress()
+        z.until(lambda: progress() not in (before, ""), "another line of progress")
+    assert lines().split("-")[1].split(" of ")[0] != lines().split(" of ")[1], lines()
     z.key("ctrl+q")
     z.key("p")
     pause = z.dialog("Program paused...")

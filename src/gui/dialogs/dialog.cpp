@@ -3,18 +3,15 @@
 #include "gui/appwindow.h"
 #include "gui/boxes.h"
 #include "gui/dialogs/lists.h"
-#include "gui/history.h"
 #include "kernel/shell.h"
-#include "kernel/utf8.h"
 #include "kernel/window.h"
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <initializer_list>
 #include <map>
 #include <vector>
 
-constexpr int LEASTWIDTH = 44, MOSTWIDTH = 80;   // letters of the command that are seen
+constexpr size_t LEASTWIDTH = 44, MOSTWIDTH = 80;  // letters of the command that are seen
 
 struct shownfield {
     const field *of;
@@ -61,11 +58,12 @@ static std::string valueof(const shownfield &s)
     case CHOICE: return std::to_string(gtk_combo_box_get_active(GTK_COMBO_BOX(s.widget)));
     case NUMBER:
         snprintf(text, sizeof text, "%.*f", s.of->decimals, gtk_spin_button_get_value(GTK_SPIN_BUTTON(s.widget)));
-        return withoutzeros(text);
+        return s.of->zeros ? text : withoutzeros(text);
     case COLOUR: {
         GdkRGBA c;
         gtk_color_chooser_get_rgba(GTK_COLOR_CHOOSER(s.widget), &c);
-        snprintf(text, sizeof text, "%02x%02x%02x", int(lround(c.red * 255)), int(lround(c.green * 255)), int(lround(c.blue * 255)));
+        snprintf(text, sizeof text, "%02x%02x%02x", int(lround(c.red * 255)), int(lround(c.green * 255)),
+                 int(lround(c.blue * 255)));
         return text;
     }
     case TEXT: case READFILE: case WRITEFILE: return gtk_entry_get_text(GTK_ENTRY(s.widget));
@@ -80,13 +78,18 @@ static const shownfield *fieldof(const showndialog *d, const std::string &key)
     return nullptr;
 }
 
-static bool isactive(const showndialog *d, const field *f)
+static bool isactive(const showndialog *d, const field *f);
+
+// "key=N" is met: that check or choice has the value N, and can be set; "key!N": it has another one.
+static bool ismet(const showndialog *d, const std::string &condition)
 {
-    if (!f->only) return true;
-    const char *equals = strchr(f->only, '=');
-    const shownfield *ruler = fieldof(d, std::string(f->only, size_t(equals - f->only)));
-    return ruler && isactive(d, ruler->of) && valueof(*ruler) == equals + 1;
+    size_t sign = condition.find_first_of("=!");
+    const shownfield *ruler = fieldof(d, condition.substr(0, sign));
+    if (!ruler || !isactive(d, ruler->of)) return false;
+    return (valueof(*ruler) == condition.substr(sign + 1)) == (condition[sign] == '=');
 }
+
+static bool isactive(const showndialog *d, const field *f) { return !f->only || ismet(d, f->only); }
 
 static std::string inserted(const char *text, const std::string &value)
 {
@@ -124,10 +127,18 @@ static std::string tidied(const std::string &text)
 static std::string compose(const showndialog *d)
 {
     std::string text;
+    int left = 0;                        // conditions, one within the other, from the first that is not met
     for (const char *c = d->form->command; *c; ++c) {
-        if (*c != '{') { text += *c; continue; }
+        if (*c != '{') {
+            if (!left) text += *c;
+            continue;
+        }
         const char *end = strchr(c, '}');
-        if (const shownfield *s = fieldof(d, std::string(c + 1, size_t(end - c - 1)))) text += fragment(d, *s);
+        std::string key(c + 1, end);
+        if (key == "/") left -= left > 0;
+        else if (key[0] == '?') left += left || !ismet(d, key.substr(1));
+        else if (!left)
+            if (const shownfield *s = fieldof(d, key)) text += fragment(d, *s);
         c = end;
     }
     return tidied(text);
@@ -140,7 +151,7 @@ static bool incomplete(const showndialog *d)
         bool wanted = s.of->needed || isfile(s.of->kind);
         if (wanted && isactive(d, s.of) && valueof(s).empty()) return true;
     }
-    return false;
+    return compose(d).empty();
 }
 
 static void refresh(showndialog *d)
@@ -150,7 +161,9 @@ static void refresh(showndialog *d)
         if (s.widget) gtk_widget_set_sensitive(isfile(s.of->kind) ? gtk_widget_get_parent(s.widget) : s.widget, active);
         if (s.label) gtk_widget_set_sensitive(s.label, active);
     }
-    gtk_entry_set_text(GTK_ENTRY(d->preview), compose(d).c_str());
+    std::string command = compose(d);
+    gtk_entry_set_text(GTK_ENTRY(d->preview), command.c_str());
+    gtk_widget_set_tooltip_text(d->preview, command.size() > MOSTWIDTH ? command.c_str() : nullptr);
     gtk_widget_set_sensitive(d->ok, !incomplete(d));
 }
 
@@ -158,52 +171,11 @@ static void on_changed(GtkWidget *, gpointer d) noexcept { refresh(static_cast<s
 
 // --- files and lists -----------------------------------------------------------------------------------
 
-std::string filename_in_command(const std::string &path)
-{
-    char *folder = g_get_current_dir();
-    std::string here = std::string(folder) + "/", name = path;
-    g_free(folder);
-    if (name.compare(0, here.size(), here) == 0) name.erase(0, here.size());
-    if (!name.empty() && strchr("+*&=|-!>[]<", name[0])) name = "./" + name;
-    std::replace(name.begin(), name.end(), ' ', '^');
-    return name;
-}
-
-static void addfilter(GtkFileChooser *chooser, const char *name, std::initializer_list<const char *> patterns)
-{
-    GtkFileFilter *filter = gtk_file_filter_new();
-    gtk_file_filter_set_name(filter, name);
-    for (const char *pattern : patterns) gtk_file_filter_add_pattern(filter, pattern);
-    gtk_file_chooser_add_filter(chooser, filter);
-}
-
-std::string choosefile(GtkWindow *over, const char *title, bool towrite)
-{
-    GtkWidget *chooser = gtk_file_chooser_dialog_new(title, over,
-        towrite ? GTK_FILE_CHOOSER_ACTION_SAVE : GTK_FILE_CHOOSER_ACTION_OPEN,
-        "_Cancel", GTK_RESPONSE_CANCEL, towrite ? "_Save" : "_Open", GTK_RESPONSE_OK, nullptr);
-    gtk_dialog_set_default_response(GTK_DIALOG(chooser), GTK_RESPONSE_OK);
-    char *folder = g_get_current_dir();
-    gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(chooser), folder);
-    g_free(folder);
-    gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(chooser), warn_before_overwriting_files);
-    addfilter(GTK_FILE_CHOOSER(chooser), "All files", { "*" });
-    addfilter(GTK_FILE_CHOOSER(chooser), "Data, trees and commands",
-              { "*.zel", "*.run", "*.tre", "*.dat", "*.ctf", "*.nex", "*.nexus", "*.fas", "*.fasta", "*.phy", "*.nwk" });
-    std::string name;
-    if (rundialog(chooser))
-        if (char *path = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(chooser))) {
-            name = path;
-            g_free(path);
-        }
-    gtk_widget_destroy(chooser);
-    return name;
-}
-
 static void on_browse(GtkButton *, gpointer of) noexcept
 {
     auto s = static_cast<shownfield *>(of);
-    std::string name = choosefile(GTK_WINDOW(s->dialog->dialog), ridofund(s->of->label).c_str(), s->of->kind == WRITEFILE);
+    showndialog *d = s->dialog;
+    std::string name = choosefile(GTK_WINDOW(d->dialog), d->form->title, s->of->kind == WRITEFILE, s->of->files);
     if (!name.empty()) gtk_entry_set_text(GTK_ENTRY(s->widget), name.c_str());
 }
 
@@ -230,7 +202,8 @@ static GtkWidget *makenumber(const field *f, double value)
 static GtkWidget *makechoice(const field *f, int value)
 {
     GtkWidget *combo = gtk_combo_box_text_new();
-    for (const choicerow *c = f->choices; c->label; ++c) gtk_combo_box_text_append_text(GTK_COMBO_BOX_TEXT(combo), c->label);
+    for (const choicerow *c = f->choices; c->label; ++c)
+        gtk_combo_box_text_append_text(GTK_COMBO_BOX_TEXT(combo), c->label);
     gtk_combo_box_set_active(GTK_COMBO_BOX(combo), value);
     return combo;
 }
@@ -280,7 +253,8 @@ static GtkWidget *makewidget(shownfield *s, const std::string &value)
         shown = s->widget = makeentry(value);
         g_signal_connect(shown, "changed", G_CALLBACK(on_changed), d);
         if (f->kind == TEXT) return shown;
-        GtkWidget *box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 6), *browse = gtk_button_new_with_mnemonic("_Browse...");
+        GtkWidget *box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 6);
+        GtkWidget *browse = gtk_button_new_with_mnemonic("_Browse...");
         gtk_box_pack_start(GTK_BOX(box), s->widget, true, true, 0);
         gtk_box_pack_start(GTK_BOX(box), browse, false, false, 0);
         g_signal_connect(browse, "clicked", G_CALLBACK(on_browse), s);
@@ -297,6 +271,7 @@ static GtkWidget *makewidget(shownfield *s, const std::string &value)
 static std::string firstvalue(const dialogform *form, const field *f)
 {
     char text[60];
+    if (f->nowtext) return f->nowtext();
     snprintf(text, sizeof text, "%.*f", f->decimals, f->now ? f->now() : f->first);
     bool number = f->kind == CHECK || f->kind == CHOICE || f->kind == NUMBER;
     if (f->now && f->kind == COLOUR) snprintf(text, sizeof text, "%06x", unsigned(f->now()));
@@ -306,41 +281,98 @@ static std::string firstvalue(const dialogform *form, const field *f)
     return lasts ? last->second : number ? text : "";
 }
 
-static void buildfields(showndialog *d, GtkGrid *grid)
+static GtkWidget *boldlabel(const char *text)
+{
+    GtkWidget *label = gtk_label_new(nullptr);
+    char *bold = g_markup_printf_escaped("<b>%s</b>", text);
+    gtk_label_set_markup(GTK_LABEL(label), bold);
+    g_free(bold);
+    return label;
+}
+
+// Pages and a row of buttons, of which one is in.  (A notebook complains to screen readers as it goes.)
+struct pagebook {
+    GtkWidget *tabs = nullptr, *stack = nullptr, *lasttab = nullptr;
+};
+
+static void startpages(pagebook *book, GtkGrid *top, int row)
+{
+    book->tabs = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+    gtk_style_context_add_class(gtk_widget_get_style_context(book->tabs), "linked");
+    gtk_widget_set_halign(book->tabs, GTK_ALIGN_CENTER);
+    gtk_widget_set_margin_top(book->tabs, 6);
+    gtk_widget_set_margin_bottom(book->tabs, 6);
+    book->stack = gtk_stack_new();
+    gtk_grid_attach(top, book->tabs, 0, row, 2, 1);
+    gtk_grid_attach(top, book->stack, 0, row + 1, 2, 1);
+}
+
+static void on_page(GtkToggleButton *tab, gpointer page) noexcept
+{
+    if (!gtk_toggle_button_get_active(tab)) return;
+    gtk_stack_set_visible_child(GTK_STACK(gtk_widget_get_parent(GTK_WIDGET(page))), GTK_WIDGET(page));
+}
+
+static GtkGrid *addpage(pagebook *book, const char *label)
+{
+    GtkWidget *grid = gtk_grid_new();
+    gtk_grid_set_row_spacing(GTK_GRID(grid), 6);
+    gtk_grid_set_column_spacing(GTK_GRID(grid), 12);
+    gtk_container_add(GTK_CONTAINER(book->stack), grid);
+    GtkRadioButton *last = book->lasttab ? GTK_RADIO_BUTTON(book->lasttab) : nullptr;
+    GtkWidget *tab = gtk_radio_button_new_with_mnemonic_from_widget(last, label);
+    gtk_toggle_button_set_mode(GTK_TOGGLE_BUTTON(tab), false);
+    g_signal_connect(tab, "toggled", G_CALLBACK(on_page), grid);
+    gtk_box_pack_start(GTK_BOX(book->tabs), tab, false, false, 0);
+    book->lasttab = tab;
+    return GTK_GRID(grid);
+}
+
+static void buildfield(shownfield *s, const std::string &value, GtkGrid *grid, int row)
+{
+    const field *f = s->of;
+    if (f->kind == HEADING) {
+        s->label = boldlabel(f->label);
+        gtk_widget_set_margin_top(s->label, row ? 8 : 0);
+        gtk_grid_attach(grid, s->label, 0, row, 2, 1);
+    } else {
+        GtkWidget *shown = makewidget(s, value);
+        gtk_widget_set_hexpand(shown, true);
+        if (f->kind != CHECK) {
+            s->label = gtk_label_new_with_mnemonic(f->label);
+            gtk_label_set_mnemonic_widget(GTK_LABEL(s->label), s->widget);
+            gtk_grid_attach(grid, s->label, 0, row, 1, 1);
+        }
+        gtk_grid_attach(grid, shown, f->kind == CHECK ? 0 : 1, row, f->kind == CHECK ? 2 : 1, 1);
+    }
+    if (s->label) gtk_label_set_xalign(GTK_LABEL(s->label), 0);
+}
+
+static void buildfields(showndialog *d, GtkGrid *top)
 {
     size_t n = 0;
     for (const field *f = d->form->fields; f->kind != NOFIELD; ++f) ++n;
     d->fields.resize(n);
+    GtkGrid *grid = top;
+    pagebook book;
+    int row = 0;
     for (size_t i = 0; i < n; ++i) {
         shownfield *s = &d->fields[i];
         *s = { &d->form->fields[i], nullptr, nullptr, "", d };
-        const field *f = s->of;
-        int row = int(i);
-        if (f->kind == HEADING) {
-            s->label = gtk_label_new(nullptr);
-            char *bold = g_markup_printf_escaped("<b>%s</b>", f->label);
-            gtk_label_set_markup(GTK_LABEL(s->label), bold);
-            g_free(bold);
-            gtk_widget_set_margin_top(s->label, i ? 8 : 0);
-            gtk_grid_attach(grid, s->label, 0, row, 2, 1);
-        } else {
-            GtkWidget *shown = makewidget(s, firstvalue(d->form, f));
-            gtk_widget_set_hexpand(shown, true);
-            if (f->kind != CHECK) {
-                s->label = gtk_label_new_with_mnemonic(f->label);
-                gtk_label_set_mnemonic_widget(GTK_LABEL(s->label), s->widget);
-                gtk_grid_attach(grid, s->label, 0, row, 1, 1);
-            }
-            gtk_grid_attach(grid, shown, f->kind == CHECK ? 0 : 1, row, f->kind == CHECK ? 2 : 1, 1);
+        if (s->of->kind != PAGE) {
+            buildfield(s, firstvalue(d->form, s->of), grid, row++);
+            continue;
         }
-        if (s->label) gtk_label_set_xalign(GTK_LABEL(s->label), 0);
+        if (!book.stack) startpages(&book, top, row);
+        grid = addpage(&book, s->of->label);
+        row = 0;
     }
 }
 
 static void keepvalues(const showndialog *d)
 {
     for (const shownfield &s : d->fields)
-        if (s.of->kind != HEADING) lastvalues[std::string(d->form->name) + ' ' + s.of->key] = valueof(s);
+        if (s.widget) lastvalues[std::string(d->form->name) + ' ' + s.of->key] = valueof(s);
 }
 
 // --- running -------------------------------------------------------------------------------------------
@@ -378,7 +410,7 @@ void opendialog(const dialogform *form)
     buildfields(&d, GTK_GRID(part("fields")));
     gtk_widget_show_all(part("fields"));
     refresh(&d);
-    gtk_entry_set_width_chars(GTK_ENTRY(d.preview), std::clamp(int(compose(&d).size()), LEASTWIDTH, MOSTWIDTH));
+    gtk_entry_set_width_chars(GTK_ENTRY(d.preview), int(std::clamp(compose(&d).size(), LEASTWIDTH, MOSTWIDTH)));
     gtk_widget_grab_default(d.ok);
     std::string command;
     if (rundialog(d.dialog)) {

@@ -1,6 +1,7 @@
 // gui/dialogs/dialog.h: the one way to build a dialog.  A dialog is a table of fields and a command
 // in which {key} stands for what the field of that key gives; the command is shown while the fields
-// are changed, and run when the dialog is accepted.
+// are changed, and run when the dialog is accepted.  What stands between {?key=N} and {/} is part of
+// it only while that check or choice has the value N, and can be set; {?key!N}: another value.
 //
 //     const field bestfields[] = {
 //         { .kind = NUMBER, .key = "n", .label = "Steps above the best", .text = "%s", .high = 1000 },
@@ -13,11 +14,14 @@
 
 enum fieldkind {
     NOFIELD,                             // ends a table
+    PAGE,                                // the fields behind it are on a page of their own
     HEADING, CHECK, NUMBER, CHOICE, TEXT,
     TAXA, TAXON, CHARACTERS, TREES,      // lists, chosen in a dialog of their own; an empty one gives nothing
     READFILE, WRITEFILE,                 // names of files; an empty one refuses the dialog
     COLOUR
 };
+
+enum filesort { ANYFILES, TREEFILES, SVGFILES, TEXTFILES };      // what a chooser of files offers beside all of them
 
 struct choicerow { const char *label, *text; };      // null label ends the rows
 
@@ -29,9 +33,12 @@ struct field {
     const choicerow *choices = nullptr;
     double low = 0, high = 100000, first = 0;        // of a number, a check (0, 1) or a choice (its row)
     int decimals = 0;
+    bool zeros = false;                  // all decimals stand in the command
     double (*now)() = nullptr;           // the value when the dialog opens; null: as left last, `first` at first
-    const char *only = nullptr;          // "key=N": only while that check or choice has the value N; else gives nothing
+    const char *(*nowtext)() = nullptr;  // the same, of a text
+    const char *only = nullptr;          // "key=N" or "key!N": only while that is so; else gives nothing
     bool needed = false;                 // of a list or text: must not be empty
+    filesort files = ANYFILES;           // of a file
 };
 
 struct dialogform {
@@ -44,7 +51,10 @@ struct dialogform {
 // Runs the dialog and, when it is accepted, its command.
 void opendialog(const dialogform *form);
 std::string ridofund(const char *label); // a label without the mark of its mnemonic
+
+// choosefile.cpp
 std::string filename_in_command(const std::string &path);    // blanks written as '^'; without the current folder
-std::string choosefile(GtkWindow *over, const char *title, bool towrite);     // "" when given up
+std::string choosefile(GtkWindow *over, const char *title, bool towrite, filesort sort);     // "" when given up
+
 GtkBuilder *loadui(const char *name);    // a dialog of the resources
 int  rundialog(GtkWidget *dialog);       // modal; true for OK.  Sets exvalis; accepts itself for a menu run by itself

@@ -7,7 +7,7 @@
 
 void open_input_file()
 {
-    std::string path = choosefile(GTK_WINDOW(gtkAppWindowGlobal), "Open input file", false);
+    std::string path = choosefile(GTK_WINDOW(gtkAppWindowGlobal), "Open input file", false, ANYFILES);
     if (path.empty()) return;
     gtkAddRecentFile(path.c_str());
     runchosen("procedure " + filename_in_command(path) + ";");
@@ -18,7 +18,7 @@ static constexpr choicerow treeformats[] = {
 };
 static const field readtreesfields[] = {
     { .kind = CHOICE, .key = "how", .label = "_Notation", .choices = treeformats },
-    { .kind = READFILE, .key = "file", .label = "_File" },
+    { .kind = READFILE, .key = "file", .label = "_File", .files = TREEFILES },
     {}
 };
 const dialogform readtreesform = { "readtrees", "Read trees", "{how}{file};", readtreesfields };
@@ -32,18 +32,19 @@ static const field newmatrixfields[] = {
 const dialogform newmatrixform = { "newmatrix", "New matrix", "xread / {chars} {taxa} {states};", newmatrixfields,
     "Makes a matrix of random cells; with 0 states, of missing entries.  Data and trees in memory are replaced." };
 
-static const field openlogfields[] = { { .kind = WRITEFILE, .key = "file", .label = "_File" }, {} };
+static const field openlogfields[] = { { .kind = WRITEFILE, .key = "file", .label = "_File", .files = TEXTFILES }, {} };
+static const field svgfilefields[] = { { .kind = WRITEFILE, .key = "file", .label = "_File", .files = SVGFILES }, {} };
 const dialogform openlogform = { "openlog", "Open output file", "log {file};", openlogfields,
     "All that is shown is also written to the file.  A file of that name is replaced." };
 const dialogform appendlogform = { "appendlog", "Append to output file", "log +{file};", openlogfields,
     "All that is shown is also added to the file." };
-const dialogform svgfileform = { "svgfile", "SVG file", "log &{file};", openlogfields,
+const dialogform svgfileform = { "svgfile", "SVG file", "log &{file};", svgfilefields,
     "Commands that draw trees save each diagram in the file." };
 
 static constexpr choicerow treefilekinds[] = { { "in parentheses", "*" }, { "compact", "" }, {} };
 static const field treefilefields[] = {
     { .kind = CHOICE, .key = "kind", .label = "_Notation", .choices = treefilekinds },
-    { .kind = WRITEFILE, .key = "file", .label = "_File" },
+    { .kind = WRITEFILE, .key = "file", .label = "_File", .files = TREEFILES },
     { .kind = CHECK, .key = "add", .label = "_Add to the file", .text = "+" },
     {}
 };
@@ -51,7 +52,7 @@ const dialogform treefileform = { "treefile", "Open tree file", "tsave {kind}{fi
     "Trees are then written to it with \"Save trees\"; close it when all are." };
 static const field savealltreesfields[] = {
     { .kind = CHOICE, .key = "kind", .label = "_Notation", .choices = treefilekinds },
-    { .kind = WRITEFILE, .key = "file", .label = "_File" },
+    { .kind = WRITEFILE, .key = "file", .label = "_File", .files = TREEFILES },
     {}
 };
 const dialogform savealltreesform = { "savealltrees", "Save all trees", "tsave ={kind}{file};", savealltreesfields,

@@ -17,8 +17,10 @@ extern const dialogform displayform, consensusform, supertreeform, chooseform, t
     referenceform, compareform, comparefitsform, tagtreeform, svgtreeform;
 
 // searchforms.cpp
-extern const dialogform implicitform, traditionalform, ratchetform, driftform, sectorform, fusingform, xmultform,
-    levelform, suboptimalform, timeoutform, estimateform;
+extern const dialogform implicitform, traditionalform, levelform, suboptimalform, timeoutform, estimateform;
+
+// newtech.cpp
+extern const dialogform newtechform;
 
 // settingforms.cpp
 extern const dialogform memoryform, consensusoptionsform, collapseform, impliedform, concavityform, seedform, reportform,

@@ -6,6 +6,7 @@
 #include "kernel/arena.h"
 #include "kernel/driver.h"
 #include "kernel/output.h"
+#include "kernel/progress.h"
 #include "kernel/textbuf.h"
 #include "search/rseed.h"
 #include "trees/collapse.h"
@@ -56,7 +57,8 @@ const dialogform collapseform = { "collapse", "Collapsing rules", "collapse {rul
 static constexpr choicerow weightings[] = { { "equal weights", "-" }, { "implied weights", "=" }, {} };
 static const field impliedfields[] = {
     { .kind = CHOICE, .key = "on", .label = "_Weighting", .choices = weightings, .now = [] { return double(dopiwe != 0); } },
-    { .kind = NUMBER, .key = "k", .label = "_Concavity (k)", .low = 0.001, .high = 1000, .first = 3, .decimals = 3, .only = "on=1" },
+    { .kind = NUMBER, .key = "k", .label = "_Concavity (k)", .low = 0.001, .high = 1000, .decimals = 3,
+      .now = [] { return konk; }, .only = "on=1" },
     {}
 };
 const dialogform impliedform = { "implied", "Implied weighting", "piwe {on} {k};", impliedfields,
@@ -72,7 +74,8 @@ const dialogform concavityform = { "concavity", "Concavity by ratio", "piwe < {r
 static constexpr choicerow seeds[] = { { "a number", "" }, { "from the time", "0" }, { "at random", "*" }, {} };
 static const field seedfields[] = {
     { .kind = CHOICE, .key = "how", .label = "_Seed", .choices = seeds },
-    { .kind = NUMBER, .key = "n", .label = "_Number", .low = 1, .high = 2000000000, .first = 1, .only = "how=0" },
+    { .kind = NUMBER, .key = "n", .label = "_Number", .low = 1, .high = 2000000000,
+      .now = [] { return double(ranseed); }, .only = "how=0" },
     {}
 };
 const dialogform seedform = { "seed", "Random seed", "rseed {how}{n};", seedfields,
@@ -81,9 +84,12 @@ const dialogform seedform = { "seed", "Random seed", "rseed {how}{n};", seedfiel
 static const field reportfields[] = {
     { .kind = CHECK, .key = "report", .label = "_Progress and confirmations", .text = "report =", .off = "report -",
       .now = [] { return double(report_status); } },
-    { .kind = NUMBER, .key = "secs", .label = "Record searches every so many _seconds", .high = 100000 },
-    { .kind = NUMBER, .key = "reps", .label = "Every so many _replications", .high = 100000 },
-    { .kind = NUMBER, .key = "trees", .label = "Every so many _trees", .high = 100000 },
+    { .kind = NUMBER, .key = "secs", .label = "Record searches every so many _seconds", .high = 100000,
+      .now = [] { return double(xreport_status_time); } },
+    { .kind = NUMBER, .key = "reps", .label = "Every so many _replications", .high = 100000,
+      .now = [] { return double(xreport_status_reps); } },
+    { .kind = NUMBER, .key = "trees", .label = "Every so many _trees", .high = 100000,
+      .now = [] { return double(xreport_status_trees); } },
     {}
 };
 const dialogform reportform = { "report", "Reports of progress", "{report}; report + {secs}/{reps}/{trees};", reportfields,
@@ -107,7 +113,8 @@ static void setfont(const char *values)
 }
 
 static const field fontfields[] = {
-    { .kind = TEXT, .key = "family", .label = "_Family", .needed = true },
+    { .kind = TEXT, .key = "family", .label = "_Family", .nowtext = [] { return static_cast<const char *>(guihistory.fontfamily); },
+      .needed = true },
     { .kind = NUMBER, .key = "size", .label = "_Size", .low = LEASTFONTSIZE, .high = LARGESTFONTSIZE,
       .now = [] { return double(guihistory.fontsize); } },
     {}

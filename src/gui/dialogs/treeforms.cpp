@@ -21,9 +21,10 @@ static constexpr choicerow consensuses[] = {
 static constexpr choicerow results[] = { { "show", "" }, { "keep as a tree", "*" }, { "both", "&" }, {} };
 static const field consensusfields[] = {
     { .kind = CHOICE, .key = "kind", .label = "_Consensus", .choices = consensuses },
-    { .kind = NUMBER, .key = "cutoff", .label = "C_utoff (%)", .text = "majority = %s; ", .low = 50, .high = 100, .first = 50,
-      .only = "kind=1" },
-    { .kind = NUMBER, .key = "fcutoff", .label = "Cu_toff (%)", .text = "freqdifs = %s; ", .high = 100, .only = "kind=3" },
+    { .kind = NUMBER, .key = "cutoff", .label = "C_utoff (%)", .text = "majority = %s; ", .low = 50, .high = 100,
+      .now = [] { return double(majorcut); }, .only = "kind=1" },
+    { .kind = NUMBER, .key = "fcutoff", .label = "Cu_toff (%)", .text = "freqdifs = %s; ", .high = 100,
+      .now = [] { return double(freqdifcut); }, .only = "kind=3" },
     { .kind = CHOICE, .key = "result", .label = "_Result", .choices = results },
     { .kind = TREES, .key = "trees", .label = "_Trees (none: all)" },
     { .kind = TAXA, .key = "taxa", .label = "Without ta_xa", .text = "/ %s" },
@@ -155,7 +156,7 @@ static const field tagtreefields[] = { { .kind = NUMBER, .key = "tree", .label =
 const dialogform tagtreeform = { "tagtree", "Target tree of tags", "ttags *{tree};", tagtreefields };
 
 static const field svgtreefields[] = {
-    { .kind = WRITEFILE, .key = "file", .label = "_File" },
+    { .kind = WRITEFILE, .key = "file", .label = "_File", .files = SVGFILES },
     { .kind = NUMBER, .key = "step", .label = "_Pixels of a step of depth", .text = "blength %s", .low = 1, .high = 500, .first = 20 },
     { .kind = CHECK, .key = "italics", .label = "Names of taxa in _italics", .text = "italics" },
     {}
