@@ -6,6 +6,7 @@
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
 #include "kernel/help.h"
+#include "script/expr.h"
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -98,6 +99,7 @@ static std::string indextext()
         "| --- | --- |\n";
     for (const comrow *row : available())
         out += std::string("| [") + row->name + "](" + pageof(row)->file + ".md#" + row->name + ") | " + row->help->summary + " |\n";
+    out += "\n[Expressions](expressions.md) of the scripting language.\n";
     out += "\n## By topic\n\nWhat `help [ topic ];` lists.\n\n| topic | commands |\n| --- | --- |\n";
     for (const topicrow *topic = topics; topic->word; ++topic) {
         std::string names;
@@ -108,9 +110,35 @@ static std::string indextext()
     return out;
 }
 
+// What scripts can ask for.  A help is the arguments, two blanks, and the text.
+static std::string expressionstext()
+{
+    std::string out =
+        "# Expressions\n"
+        "\n"
+        "[All commands](README.md)\n"
+        "\n"
+        "What expressions of the scripting language can ask for. T is a tree, N a node or taxon, C a\n"
+        "character, G a group, B a block, X and Y numbers, A and V variables; arguments at the end may\n"
+        "often be left out. Expressions that make a list put it into the array on the left of `set`.\n"
+        "\n"
+        "| expression | |\n"
+        "| --- | --- |\n";
+    for (const exprrow *row = exprtable; row->name; ++row) {
+        if (*row->name == '\r') {
+            out += std::string("\n") + (row->name + strspn(row->name, "\r ")) + "\n\n| expression | |\n| --- | --- |\n";
+            continue;
+        }
+        const char *text = strstr(row->help, "  ");
+        std::string asked = row->word ? row->word : row->name;
+        out += "| `" + asked + std::string(row->help, text) + "` | " + (text + 2) + " |\n";
+    }
+    return out;
+}
+
 static std::map<std::string, std::string> manual()
 {
-    std::map<std::string, std::string> files{ { "README.md", indextext() } };
+    std::map<std::string, std::string> files{ { "README.md", indextext() }, { "expressions.md", expressionstext() } };
     for (const pagerow &page : pages) {
         std::string text = pagetext(&page);
         if (!text.empty()) files[std::string(page.file) + ".md"] = text;

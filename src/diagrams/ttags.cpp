@@ -20,6 +20,8 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "script/internals.h"
+#include "script/vars.h"
 #include "trees/scratch.h"
 #include "trees/treebuf.h"
 #include "trees/treefile.h"
@@ -34,6 +36,10 @@ const comhelp ttagshelp = { "Store, write, show and save texts (tags) at the nod
     "  ttags ) ;      stop storing, keep the tags\n"
     "  ttags - ;      stop storing, clear the tags\n"
     "  ttags *N ;     tree N is the target tree, without tags; *! the last tree\n"
+    "  ttags *N <X ;  the same, with the values of array X, a cell for each node, as tags\n"
+    "  ttags =<X ;    the values of array X become the tags; =>X the tags become values.\n"
+    "                 =<<X and =>>X with - Y N blank X for -1 -2 -3 -4 -5; with a \"[\" before\n"
+    "                 X only at internal nodes.  With the scripting language on\n"
     "  ttags +N TXT ; write TXT at node N of the target tree, behind what is there\n"
     "  ttags <N ;     take away what was written last at node N; << at all terminal\n"
     "                 branches, <> at all others\n"
@@ -55,6 +61,8 @@ const comhelp ttagshelp = { "Store, write, show and save texts (tags) at the nod
     "Tags are saved in tree files with \"save *\", and read with \"tread\".\n"
     "Examples:\n"
     "  ttags *0 ; ttags +16 some text ; ttags ; ttags - ;\n"
+    "  macro = ; var: x[99] ; set x[16] 7 ;\n"
+    "  ttags *0 <[x ; ttags ; ttags - ; macro - ;\n"
     "  naked- ; ttags = ; tplot 0 ; ttags ) ; ttags &tree.svg italics ;\n" };
 
 namespace {
@@ -140,19 +148,60 @@ static void showcolours()
     if (c >= 0) showlegend(c);
 }
 
-// --- Storing ---
+// --- Arrays of the scripting language, a cell for each node ---
 
-static void noarrays()
+static constexpr const char *signs[] = { "-", "Y", "N", " ", "X" };    // of -1, -2 ... where signs are asked for
+
+static std::string tagofvalue(double x, bool withsigns)
 {
-    errmsg("Sorry, arrays of tags are not available yet", nullptr);
+    for (size_t i = 0; i < std::size(signs); ++i)
+        if (withsigns && x == -double(i + 1)) return signs[i];
+    return value_text(x);
 }
+
+static double valueoftag(int n, bool withsigns)
+{
+    std::string tag(txtrmsg[n], strcspn(txtrmsg[n], std::string(1, char(tag_separator)).c_str()));
+    for (size_t i = 0; i < std::size(signs); ++i)
+        if (withsigns && tag == signs[i]) return -double(i + 1);
+    if (tag.empty()) return 0;
+    char *end;
+    double value = strtod(tag.c_str(), &end);
+    if (*end) myerr("Tag of node %i is not a number: %s", n, tag.c_str());
+    return value;
+}
+
+static int cellofnode(const arrayof &array, int n)
+{
+    if (array.dims && n >= array.sizes[0])
+        myerr("Variable %i has only %i values (0-%i) for dimension %i", array.variable, array.sizes[0], array.sizes[0] - 1, 1);
+    safevarnum(long(array.base) + n);
+    return array.base + n;
+}
+
+// "<" or ">", the same sign again for signs in place of numbers, "[" for internal nodes only, and an array.
+static void exchangearray()
+{
+    bool fills = gtnb() == '<', withsigns = gotc(fills ? '<' : '>'), internal = gotc('[');
+    arrayof array = readarray();
+    if (array.dims > 1) errmsg("Tags require one-dimensional arrays", nullptr);
+    for (int n = internal ? nt : 0; n < txtrsz; ++n) {
+        if (n != nt && !txtr[n]) continue;
+        int cell = cellofnode(array, n);
+        if (!fills) { set_value(cell, valueoftag(n, withsigns)); continue; }
+        txtrmsg[n][0] = 0;
+        addtreemsg(n, tagofvalue(value_of(cell), withsigns).c_str());
+    }
+}
+
+// --- Storing ---
 
 static void startstoring()
 {
     int c = peep();
     if (c == '<' || c == '>') {
         if (!domacros || !tagtree()) myerr("Option \"=%c\" valid only when macros and tree-tags connected", c);
-        noarrays();
+        return exchangearray();
     }
     nodaterror("storing tree-tags");
     if (havetags()) warnem("Existing tree-tags will be erased", nullptr);
@@ -168,16 +217,25 @@ static void wipetags()
     tagtitle[0] = 0;
 }
 
-static void arraytags()
+static void needtarget()
 {
+    if (!tagtree()) errmsg("Must set target tree (ttag*N ) before writing to a node", nullptr);
+}
+
+static bool wantsarray()
+{
+    if (peep() != '<') return false;
     if (!domacros) errmsg("This option is valid only when macros are enabled", nullptr);
-    noarrays();
+    return true;
 }
 
 // A tree that is tagged already keeps its tags.
 static void targettree()
 {
-    if (peep() == '<') arraytags();
+    if (wantsarray()) {
+        needtarget();
+        return exchangearray();
+    }
     notreeerror();
     long t = trees_in_mem - 1;
     if (!gotc('!')) {
@@ -185,12 +243,13 @@ static void targettree()
         if (t < 0) errarg(peep());
         if (!isatree(t)) numtreeerror(t);
     }
-    if (peep() == '<') arraytags();
+    bool fromarray = wantsarray();
     if (!tagtree() || !equal_tree(mem_tree[t], txtr)) {
         if (havetags()) warnem("Existing tree-tags will be erased", nullptr);
         settarget(mem_tree[t]);
     }
     autost = 0;
+    if (fromarray) exchangearray();
 }
 
 // --- Writing ---
@@ -222,7 +281,7 @@ static int readnode()
 
 static void writetonode()
 {
-    if (!tagtree()) errmsg("Must set target tree (ttag*N ) before writing to a node", nullptr);
+    needtarget();
     int node = readnode();
     std::string text = readtext();
     if (!text.empty()) addtreemsg(node, text.c_str());

@@ -36,6 +36,9 @@ void macro_level_opens(inrec *p);              // p will stand above curproc; ge
 void macro_level_closed(inrec *p);             // curproc and getnext are again those of the level below p
 void macro_buffers_moved(inrec *from, inrec *to, int levels);   // the levels were copied; getnext is not changed
 bool is_macro_text(const char *at);            // at lies in a running loop or in the text of an expansion
+void scriptcommand();                          // what commands of the language begin with: name not cut, language on
+bool is_macro_expression(const char *name);    // the language knows it, but not as a command
+void command_listed(int n);                    // the command put that many things in order: "listsize"
 void macro_errline();                          // composes where an error stood
 void stop_loops();                             // says which loops are running, and ends them
 void reset_macros_after_error();

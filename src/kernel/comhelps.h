@@ -161,6 +161,7 @@ extern const comhelp endloophelp;
 extern const comhelp endswaphelp;
 extern const comhelp errmsghelp;
 extern const comhelp forfileshelp;
+extern const comhelp getfnamehelp;
 extern const comhelp gotohelp;
 extern const comhelp hifilehelp;
 extern const comhelp ifhelp;

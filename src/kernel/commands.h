@@ -137,6 +137,7 @@ void endloopcom();
 void endswapcom();
 void errmsgcom();
 void forfilescom();
+void getfilenamecom();
 void gotocom();
 void hifilecom();
 void ifcom();

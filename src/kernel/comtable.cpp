@@ -191,7 +191,7 @@ const comrow comtable[COMROWS + 1] = {
     { "endswap",    endswapcom,         0, T_SCRIPTS, &endswaphelp },
     { "errmsg",     errmsgcom,          0, T_SCRIPTS, &errmsghelp },
     { "forfiles",   forfilescom,        0, T_SCRIPTS, &forfileshelp },
-    { "getfname",    notyetcom,          0, T_SCRIPTS, nullptr },
+    { "getfname",    getfilenamecom,     0, T_SCRIPTS, &getfnamehelp },
     { "goto",       gotocom,            0, T_SCRIPTS, &gotohelp },
     { "hifile",     hifilecom,          0, T_SCRIPTS, &hifilehelp },
     { "if",         ifcom,              0, T_SCRIPTS, &ifhelp },

@@ -114,7 +114,7 @@ static const comrow *lookup()
         for (int i = 0, answer = 0; i < typolimit && answer != CANCELLED; ++i)
             if ((answer = needwunsch_typo(cmdname, comtable[i].name, "command")) == ACCEPTED) return &comtable[i];
     if (findscript()) return &runfile_row;
-    errmsg("Unknown command:", cmdname, nullptr);
+    nocommand();
 }
 
 static void echocommand(const char *name)
@@ -303,7 +303,13 @@ void gtkZel(const char *text)
 
 // --- rows that do no work of their own ----------------------------------------------------
 
-void nocom() { errmsg("Unknown command:", cmdname, nullptr); }
+void nocom() { nocommand(); }
+
+void nocommand()
+{
+    if (is_macro_expression(cmdname)) errmsg(cmdname, "is recognized only as a macro expression", nullptr);
+    errmsg("Unknown command:", cmdname, nullptr);
+}
 
 void notyetcom()
 {

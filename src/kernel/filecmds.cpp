@@ -151,7 +151,8 @@ const comhelp recursehelp = {
     "Run again the file that is being read.", nullptr,
     "  recurse ARGUMENTS ;   open the current file once more, from its beginning,\n"
     "                        with its own arguments (at most 32, as in \"run\")\n"
-    "Each instance counts as an open file (see \"mxproc\").  Only a file can do it.\n"
+    "Each instance counts as an open file (see \"mxproc\").  Only a file can do it, with\n"
+    "the scripting language on (see \"macro\").\n"
 };
 
 const comhelp mxprochelp = {

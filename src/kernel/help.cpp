@@ -353,16 +353,13 @@ void topic_help()
 
 // --- the command help ---------------------------------------------------------------------
 
-void macrohelp() { myp("The commands of the scripting language are not available yet"); }
-
 static void scripthelp()
 {
     if (peep() == ';') {
         const comrow *row = comtable;
         while (row->run != nocom) ++row;
         listrows(row);
-    } else
-        rdcmd();
+    }
     macrohelp();
 }
 

@@ -11,5 +11,5 @@ struct topicrow { const char *word, *shown; uint32_t bit; };
 extern const topicrow topics[];      // in the order of the bits, "topics" (bit 0) the last; null word ends the table
 
 void docomhlp(const comrow *row);    // name, summary, options with their limits, text
-void macrohelp();                    // help of the scripting language
+void macrohelp();                    // of expressions (script): reads a word, '*' or nothing
 void topic_help();                   // reads topics up to ']' or ';' and lists their commands

@@ -407,6 +407,7 @@ void runscript(const char *name)
 
 void recursecom()
 {
+    scriptcommand();
     const char *arg[MAXARGS + 1];
     std::string name = curproc->name;
     int n = readargs(name.c_str(), arg);

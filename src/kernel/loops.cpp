@@ -79,7 +79,7 @@ static const comrow *lookupinloop(loopstate &saved)
         for (const comrow *row = comtable; row->name; ++row)
             if (needwunsch_typo(cmdname, row->name, "command") == ACCEPTED) return row;
     saved.restore();
-    errmsg("Unknown command:", cmdname, nullptr);
+    nocommand();
 }
 
 static void runrow(const comrow *row)

@@ -1,6 +1,7 @@
 // Warnings: asked in a box while warnings are on, else written like any other text.  A refusal
 // abandons the command and all input without an error message.
 #include "kernel/output.h"
+#include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
@@ -17,6 +18,7 @@ static void abandon()
     if (menuing) menuing = 2;
     ignore_quotes = 0;
     linsdone = 0;
+    goto_on_error();
     inpurge();
     errtrap();
 }

@@ -25,7 +25,6 @@ static arrayof designated_array(int cell)
     a.variable = designated;
     a.base = cell;
     a.dims = std::max(0, remaining_dims());
-    a.whole = !numdims;
     if (!a.dims) return a;
     std::copy(vardimis[designated] + numdims, vardimis[designated] + numdims + a.dims, a.sizes);
     if (numdims) a.base = toint32(value_of(cell));

@@ -20,6 +20,7 @@ static std::string nextskipped(int level, long turns)
     std::string word;
     for (;;) {
         int c = gtch();
+        if (curproc->at_eof && !word.empty()) return word;       // the last one needs nothing behind it
         if (curproc->at_eof || giveme_curproc_level() < level || loop_turns != turns || c == ENDMARK)
             errmsg("Found end-of-file:", current_input(), "\"if\" not matched by \"end\" or \"else\"", nullptr);
         bool ends = c < 33 || c == ';' || c == '(';
@@ -66,7 +67,7 @@ void ifcom()
     if (peep() != '(') errmsg("Use if( condition ) ...actions... end", nullptr);
     bool echoes = macroreport && curproc != procnest;
     if (echoes) tojoin("IF ");
-    doingif = 1;
+    doingif = echoes;
     double value = one_operand();
     doingif = 0;
     if (clean_peep() == ')') errmsg("Unbalanced ')' in expression", nullptr);

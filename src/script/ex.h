@@ -12,13 +12,13 @@ double absincl(), accepted(), allvars(), argnumber(), bbfull(), bbtax(), bittype
     rsubopt(), seclevel(), subopt(), tcount(), seconds(), ttags(), usdram(), vtrees(), whomo(), windows(), thismove(),
     getresponse();
 
-// extree.cpp: shape of trees, and distances of trees by their groups
+// extree.cpp: shape of trees
 double anc(), comnod(), deslist(), distnode(), downlist(), eqgroup(), eqtrees(), firstdes(), gcomp(), getarep(), grouplist(),
     invault(), isanc(), isdup(), isintree(), ismono(), mono(), nnodes(), nodforks(), numdes(), repspoly(), simgroup(),
     sister(), splitgroup(), tnodes(), tsize(), uplist();
 
-// exdist.cpp: distances
-double rfdist(), rrfdist(), rfdistp(), rrfdistp(), editcost(), stringsim();
+// exdist.cpp: distances of trees and sequences
+double rfdist(), rrfdist(), rfdistp(), rrfdistp(), editcost();
 
 // exscore.cpp: scores
 double fit(), homo(), length(), score(), softfit(), softhomo(), softlength(), softscore();
@@ -39,7 +39,7 @@ double matexp();                  // matexp.cpp
 double spearman();                // correl.cpp
 
 // exstring.cpp: texts
-double eqstring(), isdefd(), isfile(), isinstring(), lenstring(), stringend();
+double eqstring(), isdefd(), isfile(), isinstring(), lenstring(), stringend(), stringsim();
 
 // exfile.cpp: input files
 double hifchar(), hifeof(), hifline(), hifnumber(), hifspy(), hiftext();

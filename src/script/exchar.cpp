@@ -112,7 +112,7 @@ struct ontree {
     }
 };
 
-static double setof(int n, int c) { return cell(n, c) & (celldim == 4 ? 0xffffffffu : MISSING); }
+static double setof(int n, int c) { return cell(n, c); }
 
 static void nocontinuous(int c)
 {
@@ -145,13 +145,17 @@ double states()
             for (int i = 0; i < (tree ? tree[nt] : nt); ++i) nodes.push_back(i);
         if (!allchars) chars.push_back(c);
         else
-            for (int i = num_continuous_chars; i < nc; ++i) chars.push_back(i);
-        for (int i : chars) nocontinuous(i);
+            for (int i = 0; i < nc; ++i) chars.push_back(i);
+        if (!allchars) nocontinuous(c);
         bool inner = tree && (allnodes || n >= nt);
         if (inner) need_scoring();
         if (allnodes || allchars) listtarget();          // before anything is calculated
         std::vector<std::vector<double>> table(chars.size());
         for (size_t i = 0; i < chars.size(); ++i) {
+            if (charcodes[chars[i]].continuous) {            // no states; the others keep their places
+                table[i].assign(nodes.size(), 0);
+                continue;
+            }
             if (inner) ontree(t).assign(chars[i]);
             for (int node : nodes) table[i].push_back(node < nt || inner ? setof(node, chars[i]) : 0);
         }

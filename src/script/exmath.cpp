@@ -28,7 +28,7 @@ double combin()
     });
 }
 
-double exponential() { return bracketed([] { return std::exp(number()); }); }
+double exponential() { return std::exp(braknu()); }
 
 double logarithm()
 {
@@ -57,7 +57,7 @@ double power()
     });
 }
 
-double numbits() { return bracketed([] { return double(fmems(uint32_t(toint32(number())))); }); }
+double numbits() { return fmems(uint32_t(toint32(braknu()))); }
 
 // Rooted binary trees: the next taxon can join any of the branches, or the root.
 double numclads()

@@ -49,7 +49,13 @@ double stringend()
     });
 }
 
-double isdefd() { return bracketed([] { return double(find_varname(wordarg().c_str()) >= 0); }); }
+double isdefd()
+{
+    return bracketed([] {
+        getst();
+        return double(find_varname(cmdname) >= 0);
+    });
+}
 
 double isfile()
 {

@@ -141,7 +141,7 @@ void macro_errline()
         snprintf(text, sizeof text, "At line %i of loop %i (value: %i)\n", line, atloop - addatloop, loop_value[atloop]);
         tojoin(text);
     }
-    if (curproc->stream && curproc->stream != stdin && !menuing) {
+    if (curproc->stream && curproc->stream != stdin) {
         if (place.loop) snprintf(text, sizeof text, "Error reading %s\n", curproc->name);
         else snprintf(text, sizeof text, "Error reading line %li of %s\n", curproc->lineno, curproc->name);
         tojoin(text);
@@ -158,6 +158,15 @@ void macro_errline()
     tojoin("^\n");
 }
 
+// As the file that it stands in counts it, from 1.
+static int number_of_loop(int l)
+{
+    int base = -1;
+    for (const inrec *p = procnest; p < curproc; ++p)
+        if (p->saved_loseg && p->saved_atloop < l) base = std::max(base, p->saved_atloop);
+    return l - base;
+}
+
 void stop_loops()
 {
     if (!macros_are_on()) return;
@@ -166,7 +175,7 @@ void stop_loops()
         for (int l = 0; l <= atloop; ++l) {
             if (l) tojoin(", ");
             tojoin("loop ");
-            tojoin(*loopname[l] ? loopname[l] : intvert(l + 1));
+            tojoin(*loopname[l] ? loopname[l] : intvert(number_of_loop(l)));
             tojoin(" (value ");
             tojoin(intvert(loop_value[l]));
             spewch(')');
@@ -188,5 +197,8 @@ void reset_macros_after_error()
     reset_repeats();
     close_hifiles();
     if (!macros_are_on()) return;
+    drop_expansion();                    // a refused warning comes here without a word about loops
+    drop_all_loops();
+    pending.clear();
     macfreelo();
 }

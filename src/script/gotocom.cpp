@@ -37,7 +37,7 @@ static bool nextword(int level, std::string *word)
     word->clear();
     for (;;) {
         int c = gtch();
-        if (curproc->at_eof || giveme_curproc_level() < level) return false;
+        if (curproc->at_eof || giveme_curproc_level() < level) return !word->empty();
         bool ends = c < 33 || c == ';';
         if (!ends) *word += char(c);
         else if (!word->empty()) return true;

@@ -2,6 +2,7 @@
 #include "script/internals.h"
 #include "data/lists.h"
 #include "data/matrix.h"
+#include "kernel/below.h"
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
@@ -44,7 +45,7 @@ int integer()
     return imacnu();
 }
 
-double bracketed_number() { return bracketed(number); }
+double braknu() { return bracketed(number); }
 
 int treearg()
 {
@@ -107,6 +108,14 @@ const exprrow *find_expression(const char *name)
     auto it = names.find(name);
     return it == names.end() ? nullptr : it->second;
 }
+
+bool is_macro_expression(const char *name)
+{
+    const exprrow *row = find_expression(name);
+    return row && row->value;
+}
+
+void command_listed(int n) { listsize = n; }
 
 double internal_variable(int *found)
 {

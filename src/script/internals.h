@@ -12,7 +12,7 @@ void   closebrackets();           // "Need closing brackets"
 bool   another();                 // something stands before the closing bracket
 double number();                  // the next argument
 int    integer();                 // the same: "Expected integral number"
-double bracketed_number();        // the only argument
+double braknu();                  // the only argument, with its brackets
 
 // Arguments that must be something; each fails in the words of the house.
 int    treearg();
@@ -41,7 +41,6 @@ struct arrayof {
     int base;                     // its first cell, data or leading to rows
     int dims;                     // 0: a single value
     int sizes[5];
-    bool whole;                   // designated without subscripts
 };
 arrayof readarray();              // "Arrays must be specified with names, not numbers"
 bool    names_array();            // what comes next is a name

@@ -177,10 +177,7 @@ static std::string readloopname()
     std::string name;
     int c;
     for (c = gtnb(); c > 32; c = gtch()) {
-        if (strchr("!&()*+-./;<=>@[]{|}", c)) {
-            if (c == ';') break;
-            myerr("A loop name cannot contain symbol '%c'", c);
-        }
+        if (strchr("!&()*+-./;<=>@[]{|}", c)) myerr("A loop name cannot contain symbol '%c'", c);
         name += char(c);
     }
     ungtch();

@@ -372,13 +372,12 @@ int macrand()
 // last block takes what the division leaves.
 long macrandinterval(long n)
 {
-    constexpr long DIRECT = 32766, BLOCKS = 16383;
+    constexpr long DIRECT = 32766, BLOCK = 16383;
     if (n < 1) return 0;
     if (n <= DIRECT) return macrand() % n;
-    long size = std::min((n + BLOCKS - 1) / BLOCKS, DIRECT), blocks = std::min(n / size, DIRECT);
-    long which = macrand() % blocks;
-    long width = which == blocks - 1 ? n - which * size : size;
-    return which * size + (width <= DIRECT ? macrand() % width : macrandinterval(width));
+    long blocks = (n + BLOCK - 1) / BLOCK, size = n / blocks;       // the last one is larger by what remains
+    long which = macrandinterval(blocks);
+    return which * size + macrandinterval(which == blocks - 1 ? n - which * size : size);
 }
 
 void macrseedcom()

@@ -4,6 +4,7 @@
 // names of variables and the text of running loops.  It is a bump allocator: memory returns only by
 // setting macro_lotop back to a mark.
 #pragma once
+#include "kernel/below.h"
 #include <cstddef>
 #include <cstdint>
 
@@ -38,9 +39,7 @@ void turn_macros_on();            // for commands that need the language; silent
 void startmacros();               // lays the block out; says so
 void endmacros();
 
-// What every command of the language but "macro" begins with: its name was not cut, and the language is on.
-void scriptcommand();
-void fullnamed();                 // the first half of it
+void fullnamed();                 // the command's name was not cut; the first half of scriptcommand
 
 extern int seed;                  // of the random numbers of the language; starts at 1
 int  macrand();                   // 0..32767

@@ -6,7 +6,7 @@
 #include "kernel/input.h"
 #include "kernel/output.h"
 #include "script/arrays.h"
-#include "script/expr.h"
+#include "script/internals.h"
 #include "script/macmem.h"
 #include "script/stream.h"
 #include "script/vars.h"
@@ -76,13 +76,15 @@ static double operate(int op, double a, double b)
 
 // A list-making expression on the right side fills the array on the left.
 struct lefthand {
-    explicit lefthand(int v) { liststart = v; }
-    ~lefthand() { liststart = -1; }
+    explicit lefthand(int v) { begin_list(v); }
+    ~lefthand() { end_list(); }
+    lefthand(const lefthand &) = delete;
+    lefthand &operator=(const lefthand &) = delete;
 };
 
-// What is done with the right side: 0 it replaces the value, else one of + - * / & | ^.  ++ and -- are
-// done at once.
-static bool readoperator(int v, int *op)
+// What is done with the right side: 0 it replaces the value, else one of + - * / & | ^.  False for ++ and
+// --, which have none.
+static bool readoperator(int *op)
 {
     *op = 0;
     int c = clean_peep();
@@ -93,7 +95,7 @@ static bool readoperator(int v, int *op)
     if (next == '=') { gtch(); *op = c; return true; }
     if (next == c && (c == '+' || c == '-')) {
         gtch();
-        set_value(v, operate(c, value_of(v), 1));
+        *op = c;
         return false;
     }
     if (c != '-') errmsg("Invalid syntax in set command", nullptr);
@@ -130,15 +132,19 @@ static void set_variable()
         return;
     }
     if (c == ';') errmsg("Set requires a value or expression", nullptr);
+    bool protects = left > 0 && macprotmod == 2;
     int op;
     lefthand side(v);
-    if (readoperator(v, &op)) {
+    if (readoperator(&op)) {
         listsize_made = 0;
         double value = evaluate_expression();
         if (!listsize_made) {
-            if (left > 0 && macprotmod == 2) excep_raiser(array, left);
+            if (protects) excep_raiser(array, left);
             set_value(v, op ? operate(op, value_of(v), value) : value);
         }
+    } else {
+        if (protects) excep_raiser(array, left);
+        set_value(v, operate(op, value_of(v), 1));
     }
     echo_assignment(v);
 }
@@ -173,11 +179,28 @@ const comhelp sethelp = {
     "                        semicolon\n"
     "  set + ;               texts ($X) are followed by a blank where they are inserted\n"
     "  set - ;               they are not (the default)\n"
+    "  set * A B + C ;       operate on whole arrays, cell by cell: + - * / & | ^; > the\n"
+    "                        larger and < the smaller; == != ?> ?< ?>= ?<= give 1 or 0.\n"
+    "                        A number in place of B or C is the same for all cells, and\n"
+    "                        \"+ C\" may be left out\n"
+    "  set * A += B ;        the same with A itself; also -= *= /= &= |= ^=\n"
+    "  set * A *N ;          random numbers, 0 to N (at most 32767)\n"
+    "  set ! A B ;           A takes the places of the cells of B, in increasing order\n"
+    "  set ~ A:N B ;         column N of array B, of two dimensions\n"
+    "  set ^ A B ;           the values below the diagonal of a symmetric square, B\n"
+    "  set ) A T R ;         rotate A[3 N], points in space: T degrees about x, R about y\n"
+    "  set : A B /W ;        A[K N] are points whose distances are as near to B[N N] as\n"
+    "                        can be; W are weights of elements or distances, and may be\n"
+    "                        left out.  The expression regr tells how near\n"
+    "What expressions can ask for is listed by \"help+\"; some make lists, which\n"
+    "fill the array they are given to.\n"
     "Expressions are evaluated from left to right, without precedence: 2+3*4 is 20.\n"
     "A name in them is the number of that variable; its value is in quotes, as in 'x'.\n"
     "Examples:\n"
     "  macro = ; var: x ; set x 2+3*4 ; quote 'x' and '/6.2x' ; set x ++ ; var x ;\n"
-    "  set 0 $bees.zel ; quote The file is $0. ; macro - ;\n"
+    "  set 50 length[0] ; set 50 += homo[0 3] ; var 50 ;\n"
+    "  macro - ; macro = ; var: y[9] ; set y deslist[0 root] ; var y ; set * y 5 ;\n"
+    "  set 90 $bees.zel ; quote The file is $90. ; macro - ;\n"
 };
 
 // --- setarray -----------------------------------------------------------------------------

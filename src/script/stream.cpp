@@ -42,20 +42,25 @@ static bool isalphanumeric(int c) { return c < 128 && isalnum(c); }
 
 bool in_expansion(const char *at) { return at >= str_space && at < str_space + sizeof str_space; }
 
-void expand(const std::string &text)
+// The text is read next, then what stood there.
+static void insert(const std::string &text)
 {
     std::string rest;
-    bool within = in_expansion(getnext);
-    nested = nestedin == startime && (within || getnext == subst_resume) ? nested + 1 : 0;
-    nestedin = startime;
-    if (nested > MOSTNESTED) errmsg("An expansion leads to itself without end", nullptr);
-    if (within) rest = getnext;
+    if (in_expansion(getnext)) rest = getnext;
     else subst_resume = getnext;
     if (text.size() + rest.size() > MAXCONVERSION)
         myerr("Cannot make string conversion so long ( max. %i)", MAXCONVERSION);
     memcpy(str_space, text.c_str(), text.size() + 1);
     strcpy(str_space + text.size(), rest.c_str());
     getnext = str_space;
+}
+
+void expand(const std::string &text)
+{
+    nested = nestedin == startime && (in_expansion(getnext) || getnext == subst_resume) ? nested + 1 : 0;
+    nestedin = startime;
+    if (nested > MOSTNESTED) errmsg("An expansion leads to itself without end", nullptr);
+    insert(text);
 }
 
 char *leave_expansion(std::string *rest)
@@ -79,7 +84,7 @@ void expansion_moved(char *resumes) { subst_resume = resumes; }
 // The character was read from a place that is gone; it can still be stepped back to.
 static void hold(int c)
 {
-    expand(std::string(1, char(c)));
+    insert(std::string(1, char(c)));
     ++getnext;
 }
 

@@ -5,6 +5,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "script/correl.h"
 #include "script/expr.h"
 #include "script/frames.h"
 #include "script/loops.h"
@@ -267,12 +268,6 @@ static void show_usvar()
     spewout();
 }
 
-// Forms whose subject is drawn or calculated elsewhere.
-[[noreturn]] static void notyet(int c)
-{
-    notyetavailable(c == '&' ? "correlations" : "plots of variables");
-}
-
 void varcom()
 {
     scriptcommand();
@@ -282,7 +277,8 @@ void varcom()
         case ':': gtch(); define_varnames(false); break;
         case '-': gtch(); dename_vars(); break;
         case ';': show_named_vars(); break;
-        case '&': case '+': case '!': case '\\': case '|': notyet(c);
+        case '&': gtch(); correlate_variables(); break;
+        case '+': case '!': case '\\': case '|': notyetavailable("plots of variables");
         default:  show_usvar();
     }
 }
@@ -299,6 +295,10 @@ const comhelp varhelp = {
     "  var /X ;             show its bits, 0 to 29\n"
     "  var $X ;             show it as text\n"
     "  var X* ;             show array X as the \"setarray\" that would fill it\n"
+    "  var & X Y *W N ;     regression of array Y on array X, with weights W (may be left\n"
+    "                       out), of the first N values (all); +S behind an array leaves\n"
+    "                       its first S values out, -T its last T ones.  The expressions\n"
+    "                       regalfa, regbeta and regr keep the result\n"
     "A name of an array is followed by its sizes in brackets, as in x[10 5], at most 5 of\n"
     "them.  Names begin with a letter, and have at most 50 letters, digits and \"_\".\n"
     "A file counts its variables from 0, whatever opened it, and its names go when it\n"

@@ -1,19 +1,32 @@
 // The stream and the commands of the macro language.  The data are a file of commands, without those
 // that reach out of the session.
 #include "fuzzing.h"
+#include "kernel/comtable.h"
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "script/macmem.h"
-#include <cstring>
+#include <cctype>
+#include <set>
 #include <string>
 
 // Loops without end, other programs and other folders are no matter of the reader.
 static bool harmless(const std::string &text)
 {
-    for (const char *word : { "sys", "cdir", "rdir", "log", "tsave", "save", "exp", "zzz", "qui", "exit", "bground", "slavep",
-                              "pause", "svtxt", "procs", "mxram", "hold", "timeout", "recurse", "goto", "run", "+0", "forfiles",
-                              "combine", "bandb", "mult", "bb", "rat", "randt", "alltr", "xread", "tcom", "edit" })
-        if (text.find(word) != std::string::npos) return false;
+    static const std::set<std::string> left_alone = {
+        "system", "cdir", "rdir", "log", "tsave", "save", "export", "zzz", "quit", "exit", "bground", "pause", "svtxt", "procedure",
+        "mxram", "mxproc", "hold", "timeout", "recurse", "goto", "run", "forfiles", "combine", "bandb", "mult", "xmult", "bbreak",
+        "ratchet", "drift", "tfuse", "hybrid", "sectsch", "randtrees", "alltrees", "xread", "edit", "ienum", "pfijo", "mixtrees",
+        "ttags", "tplot", "condense", "majority", "rebuild", "zel", "view", "menu"
+    };
+    std::string word;
+    for (size_t i = 0; i <= text.size(); ++i) {
+        unsigned char c = i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+        if (isalpha(c)) { word += char(tolower(c)); continue; }
+        if (const comrow *row = findcommand(word.c_str()); row && left_alone.count(row->name)) return false;
+        word.clear();
+    }
+    for (const char *reached : { "+0", "sprit", "tbrit" })       // minutes of turns
+        if (text.find(reached) != std::string::npos) return false;
     int loops = 0;
     for (size_t at = 0; (at = text.find("loop", at)) != std::string::npos; ++at) ++loops;
     for (size_t i = 0, digits = 0; i < text.size(); ++i) {

@@ -11,6 +11,7 @@
 #include "kernel/input.h"
 #include "kernel/output.h"
 #include "kernel/window.h"
+#include "trees/treetags.h"
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
 
@@ -368,6 +369,51 @@ TEST(Tshrink, LabelsOfShrunkCladesReplaceTheirTaxa)
     EXPECT_TRUE(holds(text, "\xc4Three\n"));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5);
     zelrun("tshrink -;");
+}
+
+// Nodes of the first of TREES: 6 the root.
+TEST(Ttags, ComeFromArraysAndGoBackToThem)
+{
+    sixtaxa();
+    zelrun("macro -; macro =; var: x[12] y[12]; setarray 12 x 0 1 2 3 4 5 60 70 80 90 100 110; ttags *0 <x;");
+    ASSERT_FALSE(zelfailed());
+    EXPECT_STREQ(txtrmsg[3], "3");
+    EXPECT_STREQ(txtrmsg[7], "70");
+    zelrun("ttags =>y; set x[7] 2/3; ttags *<x;");
+    EXPECT_EQ(zelrun("quote 'y[3]' 'y[7]' 'y[11]';"), "3 70 0\n") << "no cell is changed for a node that there is not";
+    EXPECT_STREQ(txtrmsg[7], "0.666667");
+    zelrun("ttags -; ttags *0; ttags =<[x; ttags =>y;");
+    EXPECT_STREQ(txtrmsg[3], "") << "terminals are left alone";
+    EXPECT_STREQ(txtrmsg[8], "80");
+    EXPECT_EQ(zelrun("quote 'y[3]' 'y[8]';"), "0 80\n");
+    zelrun("macro -; ttags -;");
+}
+
+TEST(Ttags, OfArraysMayBeSigns)
+{
+    sixtaxa();
+    zelrun("macro -; macro =; var: x[12] y[12]; setarray 12 x 7 -1 -2 -3 -4 -5 -6 0 0 0 0 0; ttags *0; ttags =<<x; ttags =>>y;");
+    ASSERT_FALSE(zelfailed());
+    const char *expected[] = { "7", "-", "Y", "N", " ", "X", "-6" };
+    for (int n = 0; n < 7; ++n) EXPECT_STREQ(txtrmsg[n], expected[n]) << n;
+    EXPECT_EQ(zelrun("quote 'y[1]' 'y[2]' 'y[3]' 'y[4]' 'y[5]' 'y[6]';"), "-1 -2 -3 -4 -5 -6\n");
+    EXPECT_TRUE(holds(failure("ttags =>y;"), "Tag of node 1 is not a number: -"));
+    zelrun("ttags =<x; ttags =>y;");
+    EXPECT_EQ(zelrun("quote 'y[2]';"), "-2\n");
+    zelrun("macro -; ttags -;");
+}
+
+TEST(Ttags, RefuseArraysThatCannotBe)
+{
+    sixtaxa();
+    zelrun("macro -; macro =; var: short[3] table[4 4];");
+    EXPECT_TRUE(holds(failure("ttags *<short;"), "Must set target tree (ttag*N ) before writing to a node"));
+    EXPECT_TRUE(holds(failure("ttags =<short;"), "Option \"=<\" valid only when macros and tree-tags connected"));
+    zelrun("ttags *0;");
+    EXPECT_TRUE(holds(failure("ttags =<short;"), "Variable 0 has only 3 values (0-2) for dimension 1"));
+    EXPECT_TRUE(holds(failure("ttags =<table;"), "Tags require one-dimensional arrays"));
+    EXPECT_TRUE(holds(failure("ttags =<5;"), "Arrays must be specified with names, not numbers"));
+    zelrun("macro -; ttags -;");
 }
 
 }

@@ -1,6 +1,7 @@
 #include "zeltest.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
+#include "kernel/putback.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
 #include "kernel/typos.h"
@@ -159,4 +160,37 @@ TEST(Errors, ResetRowsAreNamedAndComplete)
     int n = 0;
     for (const resetrow *row = resettable; row->what; ++row, ++n) EXPECT_NE(row->undo, nullptr) << row->what;
     EXPECT_GT(n, 0);
+}
+
+// Rows as those of the system, of which some fail.
+static std::string undone;
+static void undoes() { undone += 'u'; }
+static void fails()
+{
+    undone += 'f';
+    errmsg("This row fails", nullptr);
+}
+
+TEST(Errors, AFailureWithinARowNeitherLoopsNorLeavesOutTheOthers)
+{
+    static constexpr resetrow rows[] = {
+        { "one", undoes }, { "two", fails }, { "three", undoes }, { "four", fails }, { "five", undoes }, { nullptr, nullptr }
+    };
+    zelrun("");
+    int failed = failed_commands;
+    undone.clear();
+    EXPECT_FALSE(safecall([] { put_back(rows); }));
+    EXPECT_EQ(undone, "ufufu");
+    EXPECT_EQ(failed_commands, failed);          // the failure that put back was counted already
+    EXPECT_FALSE(putting_back());
+
+    // The next failure puts everything back again.
+    undone.clear();
+    EXPECT_FALSE(safecall([] { put_back(rows); }));
+    EXPECT_EQ(undone, "ufufu");
+    reading_literal_file = 1;
+    EXPECT_FALSE(safecall([] { errmsg("stop", nullptr); }));
+    EXPECT_EQ(failed_commands, failed + 1);
+    EXPECT_EQ(reading_literal_file, 0);
+    zelrun("");
 }

@@ -84,9 +84,8 @@ TEST(Help, OfEverythingShowsEveryRow)
 
 TEST(Help, OfScriptsListsTheSecondBlock)
 {
-    EXPECT_EQ(zelrun("help+"), "\nMACROS:\n" + lines(rows(true), false) +
-                               "The commands of the scripting language are not available yet\n");
-    EXPECT_EQ(zelrun("help+loop"), "The commands of the scripting language are not available yet\n");
+    std::string block = "\nMACROS:\n" + lines(rows(true), false) + "Expressions (enter \"help+xxx\" for help on xxx):\n";
+    EXPECT_EQ(zelrun("help+").substr(0, block.size()), block);
 }
 
 TEST(HelpTopics, ListTheRowsThatHaveAllOfThem)

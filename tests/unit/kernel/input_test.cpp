@@ -162,6 +162,7 @@ TEST(Files, MayRecurseWhichIsCounted)
     std::string path = tempdir() + "/again";
     writefile("again", "recurse;");
     boot();
+    zelrun("macro =");
     std::string text = zelrun("proc " + path), expected = reading(path);
     for (int i = 1; i < maxnest; ++i)
         expected += "Recursing " + path + " (instance " + number(i) + ", with no arguments)\n";
@@ -171,6 +172,7 @@ TEST(Files, MayRecurseWhichIsCounted)
     text = zelrun("proc " + path);
     expected = reading(path) + "Recursing " + path + " (instance 1) with arguments: one two\n";
     EXPECT_EQ(text.substr(0, expected.size()), expected);
+    zelrun("macro -");
 }
 
 TEST(Files, ThatCannotBeOpenedAreRefused)

@@ -38,6 +38,19 @@ TEST(Conditions, AreRefused)
     EXPECT_EQ(typed("loop 1 1 quote clean; stop"), "clean\n");
 }
 
+TEST(Conditions, AreNotEchoedAtTheConsole)
+{
+    EXPECT_EQ(typed("macreport =; if (2 > 1) quote a; end macreport -;"), "Macro report is ON \na\nMacro report is OFF \n");
+}
+
+TEST(Conditions, MayEndWithTheFile)
+{
+    EXPECT_EQ(fromfile("if (0) quote a; end"), "");
+    EXPECT_EQ(fromfile("if (1) quote a; else quote b; end"), "a\n");
+    std::string file = writefile("last.run", "quote a; label last");
+    EXPECT_EQ(typed("goto " + file + " last; quote b;"), "Goto Label \"last\" in " + file + " (no args.)\nb\n");
+}
+
 TEST(Conditions, AreEchoed)
 {
     EXPECT_EQ(fromfile("macreport =; if (2 > 1) end if (3 < 1) end macreport -;"),
@@ -56,7 +69,7 @@ TEST(ScriptCommands, NeedTheLanguageAndTheirWholeName)
     EXPECT_TRUE(has(typed("setarr 1 a 2"), "Unknown command: setarr"));
     EXPECT_TRUE(has(typed("macr ="), "Unknown command: macr"));
     EXPECT_TRUE(has(typed("cont"), "Unknown command: cont"));
-    for (const char *later : { "barplot", "opendlg", "getfname", "iterrecs", "iternucrecs", "slaveget", "slaveset" })
+    for (const char *later : { "barplot", "opendlg", "iterrecs", "iternucrecs", "slaveget", "slaveset" })
         EXPECT_TRUE(has(typed(later), "not available yet")) << later;
 }
 

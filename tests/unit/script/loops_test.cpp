@@ -98,6 +98,12 @@ TEST(ScriptLoops, RunOutOfMemoryCleanly)
     EXPECT_EQ(zelrun("loop 1 2 quote #1; stop"), "1\n2\n");
 }
 
+TEST(ScriptLoops, OfNothingRunToTheirEnd)
+{
+    EXPECT_EQ(typed("loop 1 5000 stop loop 1 5000 ; stop quote done;"), "done\n");
+    EXPECT_EQ(fromfile("loop 1 5000 // nothing here\nstop loop 1 40 loop 1 40 stop stop quote done;"), "done\n");
+}
+
 TEST(ScriptLoops, TellWhereAnErrorStands)
 {
     std::string said = fromfile("quote one;\nloop 4 6\nquote #1;\nnosuchcommand;\nstop");

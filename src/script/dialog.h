@@ -1,0 +1,6 @@
+// script/dialog.h: what scripts ask the user.
+#pragma once
+#include <string>
+
+// The window's chooser of files; "" when it was given up.  Null: there is no window, and names are typed.
+extern std::string (*choose_file_name)(const char *title, bool towrite);
