@@ -306,7 +306,7 @@ void checkvariables()
     assert((usvar != nullptr) != (iusvar != nullptr));
     assert(num_defdvarnames >= 0 && num_defdvarnames <= Maxvars && addatvar >= 0 && highest_varname >= 0);
     for (int i = 0; i < num_defdvarnames; ++i) {
-        int v = defdvarnames[i];
+        [[maybe_unused]] int v = defdvarnames[i];
         assert(v >= 0 && v < Maxvars && (!i || v > defdvarnames[i - 1]));
         assert(usvarname[v] >= macrostart_loseg && usvarname[v] < macro_lotop);
         assert(!varnumdims || varnumdims[v] <= MAXDIMS);
