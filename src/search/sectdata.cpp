@@ -180,6 +180,12 @@ static void layreduced(const reduction *r)
     if (fitsets) rebase_sets(homoplasy);
 }
 
+static void closesector()
+{
+    sector.open = false;
+    load_imagevars(sector.image);
+}
+
 bool make_small_matrix(int base, int count, int (*standin)(int), int outgroup)
 {
     assert(!sector.open && base != ntax && base != 0 && count >= 3);
@@ -198,13 +204,13 @@ bool make_small_matrix(int base, int count, int (*standin)(int), int outgroup)
     reduction r = { count, sets, slow, sector.outside, sector.slowoutside, saferedsan != 0, nullptr, nullptr, nullptr, false };
     save_imagevars(sector.image);
     sector.mark = lomark();
+    sector.open = true;                        // an error in packing closes it
     ntax = count;
     hinod = 2 * count - 1;
     if (!pack_reduced_data(&r, enoughroom)) {
-        load_imagevars(sector.image);
+        closesector();
         return false;
     }
-    sector.open = true;
     [[maybe_unused]] char *limit = sector.mark + bytesneeded();
     layreduced(&r);
     assert(lomark() <= limit);
@@ -215,12 +221,6 @@ bool make_small_matrix(int base, int count, int (*standin)(int), int outgroup)
 // ---- Closing -------------------------------------------------------------------------------------
 
 int reduced_data_were_left;
-
-static void closesector()
-{
-    sector.open = false;
-    load_imagevars(sector.image);
-}
 
 void debuf_reduced_data(int)
 {

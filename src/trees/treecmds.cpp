@@ -194,6 +194,7 @@ void check_everything()
     checktextbuf();
     if (datonlytag) checkmatrix();
     if (!datatag || doing_a_search) return;
+    if (vailram() < size_t(nodz) * sizeof(int) * 64) return;       // the checks themselves take memory
     checktreebuf();
     checknamedgroups();
     checkvault();

@@ -7,6 +7,8 @@
 #include "search/status.h"
 #include "search/swapper.h"
 #include "search/tbr.h"
+#include "trees/implied.h"
+#include "trees/pack.h"
 
 static bool differ(const plain::tree &a, const plain::tree &b) { return plain::shape(a) != plain::shape(b); }
 
@@ -217,6 +219,7 @@ TEST(Swappers, VisitEveryClipOnceMoreAfterTheLastMove)
                 swapuntil(0, start, how);
                 int all = visits, stop = 1;
                 unsigned long moves = acceprearrangs;
+                int again = w.again && (dopiwe || asymmetric_fields);       // the uneven character may be idle
                 do swapuntil(++stop, start, how); while (acceprearrangs < moves);
                 window.zel_app_window_getKeyPressed = key;
                 polling_interval = 1;
@@ -224,7 +227,7 @@ TEST(Swappers, VisitEveryClipOnceMoreAfterTheLastMove)
                 zelrun(w.undo);
                 if (!moves) continue;
                 ++moved;
-                EXPECT_EQ(all - (stop - 1), hinod - 2 + w.again) << w.settings << how;
+                EXPECT_EQ(all - (stop - 1), hinod - 2 + again) << w.settings << how;
             }
     EXPECT_GT(moved, atmost(12));
     zelrun("bbreak:tbr mulpars;");

@@ -338,9 +338,25 @@ TEST(Xmult, RefusesExclusiveSectorsWithAsymmetricCosts)
     zelrun("keep 0;");
 }
 
+// All memory but so many bytes is taken until giveback; no image of an earlier search stands beneath.
+static void giveback(int *rest)
+{
+    wipetag(&opttag);
+    wipetag(&schtag);
+    wipetag(rest);
+}
+
+static void leaveonly(size_t bytes, int *rest)
+{
+    wipetag(&schtag);
+    wipetag(&opttag);
+    loram((vailram() - bytes) & ~size_t(7));
+    lockram(rest);
+}
+
 TEST(SearchesThatFuse, UnderImpliedWeightsSayWhenMemoryIsTooLow)
 {
-    zelrun("");
+    zelrun("mxram 64;");
     xmultsettings saved;
     std::mt19937 rng(1308);
     plain::data m = matrixof(rng, 14, 30);
@@ -352,24 +368,24 @@ TEST(SearchesThatFuse, UnderImpliedWeightsSayWhenMemoryIsTooLow)
         SCOPED_TRACE(search);
         zelrun(search);
         EXPECT_FALSE(zelfailed());
-        int failed = 0;
-        for (size_t bytes = 2000; bytes < 40000; bytes += 1900) {
+        int failed = 0, done = 0;
+        for (size_t bytes = 2000; bytes < 400000 && !done; bytes += 1900) {
             int rest = 0;
-            loram((vailram() - bytes) & ~size_t(7));
-            lockram(&rest);
+            leaveonly(bytes, &rest);
             std::string said = zelrun(search);
             failed += zelfailed() && said.find(refusal) != std::string::npos;
-            wipetag(&rest);
+            done += !zelfailed();
+            giveback(&rest);
         }
         EXPECT_GT(failed, 0);
+        EXPECT_GT(done, 0);
     }
     zelrun("xmult:nofuse nomultiply nogfuse;sectsch:nofuse nogocomb;");
     for (const char *search : { "xmult;", "sectsch=rss;" }) {          // nothing is to be fused
         int rest = 0;
-        loram((vailram() - 4000) & ~size_t(7));
-        lockram(&rest);
+        leaveonly(4000, &rest);
         EXPECT_EQ(zelrun(search).find(refusal), std::string::npos);
-        wipetag(&rest);
+        giveback(&rest);
     }
     zelrun("piwe-;keep 0;");
 }
