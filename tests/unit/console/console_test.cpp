@@ -196,7 +196,7 @@ TEST(Terminal, PageUpOpensTheTextViewerAndComesBackToTheLineTyped)
     const std::string shown = "leave)\033[m";
     std::string written = converse({ { PROMPT, "quote first; quote second;\r" }, { PROMPT, "quo" }, { "quo", "\033[5~" },
                                      { shown, "/" }, { "Search: \033[m", "SEC\r" }, { shown, "h" }, { "go back\033[m", "\033[A" },
-                                     { shown, "\003" }, { "quo", "te third;\r" } });
+                                     { shown, "q" }, { "quo", "te third;\r" } });
     EXPECT_TRUE(holds(written, "\033[?1049h\033[H\033[2J")) << "a screen of its own";
     EXPECT_TRUE(holds(written, "Found in line 1"));
     EXPECT_TRUE(holds(written, "\r\nText-viewer\r\n"));
