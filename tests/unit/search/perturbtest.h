@@ -97,3 +97,63 @@ inline void stopeverywhere(const std::string &before, const std::string &search,
         ASSERT_FALSE(zelfailed());
     }
 }
+
+// Trees kept have the score that the report tells, which is that of the plain reference, in every weighting; and they are
+// local optima.  The command with each list of options.
+inline void keepsreportedscores(const std::string &command, const std::vector<std::string> &options, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    for (size_t k = 0; k < kinds().size(); ++k)
+        for (const std::string &how : options) {
+            plain::data m = plain::randommatrix(rng, 8 + int(k) % 4, 15, kinds()[k]);
+            m.taxactive.assign(m.taxa, 1);
+            use(m);
+            plain::tree start = plain::randomtree(rng, m.taxa);
+            usetrees({ start });
+            untouched same;
+            std::string report = zelrun(command + "=" + how + ";");
+            ASSERT_FALSE(zelfailed()) << report;
+            same.check();
+            long best = plain::length(m, kept(0));
+            EXPECT_LE(best, plain::length(m, start));
+            std::string expected = "Saved " + std::to_string(trees_in_mem) + " trees of score " + std::to_string(best) + "\n";
+            EXPECT_NE(report.find(expected), std::string::npos) << report << how;
+            for (const plain::tree &t : allkept()) EXPECT_EQ(plain::length(m, t), best);
+            if (k % 4) continue;
+            neighbours(kept(0), true, [&](const plain::tree &u) { EXPECT_GE(plain::length(m, u), best); });
+        }
+    zelrun("keep 0;");
+}
+
+// The same for step matrices, continuous characters and all else, under equal and implied weights.
+inline void keepsreportedscoresofallkinds(const std::string &search, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    zelrun("mxram 32;");
+    for (const char *weighting : { "", "piwe=3;" })
+        for (const mixed::kind &k : mixed::kinds) {
+            SCOPED_TRACE(std::string(k.what) + weighting);
+            mixed::data d = mixed::random(rng, 10, 8, k);
+            d.m.taxactive.assign(d.m.taxa, 1);
+            zelrun(std::string(weighting) + "procedure " + writefile("slow.xread", mixed::readtext(d)) + ";");
+            ASSERT_FALSE(zelfailed());
+            if (dopiwe) set_fit_minima();
+            usetrees({ plain::randomtree(rng, d.m.taxa) });
+            untouched same;
+            double start = reportscore(0);
+            std::string report = zelrun(search);
+            ASSERT_FALSE(zelfailed()) << report;
+            ASSERT_EQ(report.find("rror"), std::string::npos) << report;
+            same.check();
+            if (dopiwe) set_fit_minima();
+            for (int t = 0; t < trees_in_mem; ++t) {
+                double score = dopiwe ? mixed::fits(d, kept(t)) : mixed::length(d, kept(t));
+                EXPECT_NEAR(reportscore(t), score, 1e-8);
+                EXPECT_LE(score, start + 1e-8);
+                size_t at = report.find("of score ");
+                ASSERT_NE(at, std::string::npos) << report;
+                EXPECT_NEAR(std::stod(report.substr(at + 9)), score, dopiwe ? 1e-5 : 1e-3);
+            }
+            zelrun("keep 0; piwe-;");
+        }
+}
