@@ -23,28 +23,26 @@ inline uint32_t countbits(vec e)
     return uint32_t(_mm_popcnt_u64(uint64_t(_mm_cvtsi128_si64(x))) + _mm_popcnt_u64(uint64_t(_mm_extract_epi64(x, 1))));
 }
 
-inline __m256i countbytes(__m256i x)
+// Bits of any vector, in parts that can be added up, up to 31 of them, before they are summed.
+inline vec partcounts(vec e)
 {
     const __m256i nibbles = _mm256_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4,
                                              0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);
-    __m256i mask = _mm256_set1_epi8(15);
-    return _mm256_add_epi8(_mm256_shuffle_epi8(nibbles, _mm256_and_si256(x, mask)),
-                           _mm256_shuffle_epi8(nibbles, _mm256_and_si256(_mm256_srli_epi32(x, 4), mask)));
+    __m256i x = (__m256i) e, mask = _mm256_set1_epi8(15);
+    return (vec) _mm256_add_epi8(_mm256_shuffle_epi8(nibbles, _mm256_and_si256(x, mask)),
+                                 _mm256_shuffle_epi8(nibbles, _mm256_and_si256(_mm256_srli_epi32(x, 4), mask)));
 }
 
-// The same of four vectors at once.
-inline uint32_t countfour(vec a, vec b, vec c, vec d)
+inline uint32_t sumparts(vec bytes)
 {
-    __m256i bytes = _mm256_add_epi8(countbytes((__m256i) (a | b >> 1)), countbytes((__m256i) (c | d >> 1)));
-    __m256i n = _mm256_sad_epu8(bytes, _mm256_setzero_si256());
+    __m256i n = _mm256_sad_epu8((__m256i) bytes, _mm256_setzero_si256());
     __m128i x = _mm_add_epi64(_mm256_castsi256_si128(n), _mm256_extracti128_si256(n, 1));
     return uint32_t(_mm_cvtsi128_si64(x) + _mm_extract_epi64(x, 1));
 }
 
 inline vec countcells(vec e)
 {
-    __m256i bytes = countbytes((__m256i) e);
-    return (vec) _mm256_madd_epi16(_mm256_maddubs_epi16(bytes, _mm256_set1_epi8(1)), _mm256_set1_epi16(1));
+    return (vec) _mm256_madd_epi16(_mm256_maddubs_epi16((__m256i) partcounts(e), _mm256_set1_epi8(1)), _mm256_set1_epi16(1));
 }
 
 inline uint32_t sumcells(vec v)

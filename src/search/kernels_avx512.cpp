@@ -29,10 +29,11 @@ inline uint32_t countbits(vec e)
     return uint32_t(_mm_cvtsi128_si64(y) + _mm_extract_epi64(y, 1));
 }
 
-// The same of four vectors at once.
-inline uint32_t countfour(vec a, vec b, vec c, vec d)
+// Bits of any vector, in parts that can be added up before they are summed.
+inline vec partcounts(vec x) { return (vec) _mm512_popcnt_epi64((__m512i) x); }
+
+inline uint32_t sumparts(vec n)
 {
-    vec n = (vec) _mm512_popcnt_epi64((__m512i) (a | b >> 1)) + (vec) _mm512_popcnt_epi64((__m512i) (c | d >> 1));
     __m256i x = (__m256i) (lower(n) + upper(n));
     __m128i y = _mm_add_epi64(_mm256_castsi256_si128(x), _mm256_extracti128_si256(x, 1));
     return uint32_t(_mm_cvtsi128_si64(y) + _mm_extract_epi64(y, 1));

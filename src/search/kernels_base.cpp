@@ -25,18 +25,19 @@ inline uint32_t countbits(vec e)
     return uint32_t(x * 0x0101010101010101 >> 56);
 }
 
-inline vec countnibbles(vec x)
+// Bits of any vector, in parts that can be added up, up to 31 of them, before they are summed.
+inline vec partcounts(vec x)
 {
     x -= x >> 1 & 0x55555555;
-    return (x & 0x33333333) + (x >> 2 & 0x33333333);
+    x = (x & 0x33333333) + (x >> 2 & 0x33333333);
+    return (x + (x >> 4)) & 0x0f0f0f0f;
 }
 
-// The same of four vectors at once.
-inline uint32_t countfour(vec a, vec b, vec c, vec d)
+// A whole vector has no more than 128 bits, but the sum of 31 does not fit a byte.
+inline uint32_t sumparts(vec bytes)
 {
-    vec x = countnibbles(a | b >> 1) + countnibbles(c | d >> 1);       // up to 8 a nibble, 128 a half
-    halves h = (halves) ((x & 0x0f0f0f0f) + (x >> 4 & 0x0f0f0f0f));
-    return uint32_t((h[0] * 0x0101010101010101 >> 56) + (h[1] * 0x0101010101010101 >> 56));
+    halves h = (halves) ((bytes & 0x00ff00ff) + (bytes >> 8 & 0x00ff00ff));
+    return uint32_t((h[0] * 0x0001000100010001 >> 48) + (h[1] * 0x0001000100010001 >> 48));
 }
 
 inline vec countcells(vec e)

@@ -1,5 +1,5 @@
 // search/kernels_body.h: the text of the kernels, included once in each kernel file, inside its
-// unnamed namespace, after N, vec, loosevec, anybit, countbits, countfour, countcells, sumcells, bytemask,
+// unnamed namespace, after N, vec, loosevec, anybit, countbits, partcounts, sumparts, countcells, sumcells, bytemask,
 // addbytes and tofeet.
 //
 // Fields of all widths go through one loop, because the test for an empty field needs only a mask
@@ -86,23 +86,34 @@ inline vec bytesmarked(vec tops, const uint32_t *bytes, size_t row, bool twobits
 template<int W> constexpr bool hasbytes = W == KW_FIELD || W == KW_FIT;
 
 // ---- Rows ----------------------------------------------------------------------------------
-// Adding up the lanes of a vector takes as long as finding the empty fields, so with unit weights it is done, and the
-// bound asked, once for BLOCK vectors where there are as many.
-constexpr int BLOCK = 4, BLOCKCELLS = BLOCK * N;
+// Adding up the lanes of a vector takes as long as finding the empty fields, and a branch that goes now this way and
+// now that way takes longer than both.  So with unit weights it is done, and the bound asked, once for BLOCK vectors.
+constexpr int BLOCK = 4;
 
-inline int blocksend(int from, int cells)        // rows have whole vectors, not whole blocks
+// Tops of K vectors from cell c on, counted.
+template<int K, class F> inline long counttops(F tops, int c)
 {
-    int vectors = (cells - from + N - 1) / N;
-    return from + vectors / BLOCK * BLOCKCELLS;
+    vec n = {};
+    if constexpr (K >= 2) n = partcounts(tops(c) | tops(c + N) >> 1);
+    if constexpr (K >= 4) n += partcounts(tops(c + 2 * N) | tops(c + 3 * N) >> 1);
+    if constexpr (K == 1) return countbits(tops(c));
+    if constexpr (K == 3) n += partcounts(tops(c + 2 * N));
+    return sumparts(n);
 }
 
 // Weight of the fields marked from cell c on, and n; some sum above the bound when that is above it.
 template<int W, class F> inline long weighrow(const evaldata *d, F tops, int c, long n, long bound)
 {
     const int cells = d->cells;
-    if constexpr (W == KW_UNIT)
-        for (int end = blocksend(c, cells); c < end; c += BLOCKCELLS)
-            if ((n += countfour(tops(c), tops(c + N), tops(c + 2 * N), tops(c + 3 * N))) > bound) return n;
+    if constexpr (W == KW_UNIT) {
+        int left = (cells - c + N - 1) / N;
+        for (; left >= BLOCK; left -= BLOCK, c += BLOCK * N)
+            if ((n += counttops<BLOCK>(tops, c)) > bound) return n;
+        if (left == 1) n += counttops<1>(tops, c);
+        else if (left == 2) n += counttops<2>(tops, c);
+        else if (left == 3) n += counttops<3>(tops, c);
+        return n;
+    }
     for (; c < cells; c += N)
         if ((n += weigh<W>(d, tops(c), c)) > bound) return n;
     return n;
@@ -171,6 +182,32 @@ template<int W, bool BYTES> int scanrows(const evaldata *d, const uint32_t *set,
     return n;
 }
 
+// The same with unit weights, the first K vectors counted at once.
+template<int K> int scancounts(const evaldata *d, const uint32_t *set, const uint32_t *base, const int *list,
+                               int from, int n, long bound, long *steps)
+{
+    const size_t row = d->row;
+    const uint32_t *low = d->low;
+    const bool more = d->cells > K * N;
+    vec part[K], lows[K];
+    for (int k = 0; k < K; ++k) {
+        part[k] = load(set + k * N);
+        lows[k] = load(low + k * N);
+    }
+    for (int i = from; i < n; ++i) {
+        const uint32_t *p = base + list[i] * row;
+        long sum = counttops<K>([&](int c) { return topsempty(part[c / N] & load(p + c), lows[c / N]); }, 0);
+        if (sum > bound) continue;
+        if (more) {
+            sum = weighrow<KW_UNIT>(d, [=](int c) { return topsempty(load(set + c) & load(p + c), load(low + c)); }, K * N, sum, bound);
+            if (sum > bound) continue;
+        }
+        *steps = sum;
+        return i;
+    }
+    return n;
+}
+
 template<int W> int scan(const evaldata *d, const uint32_t *set, const uint32_t *base, const int *list,
                          int from, int n, long bound, long *steps)
 {
@@ -179,9 +216,16 @@ template<int W> int scan(const evaldata *d, const uint32_t *set, const uint32_t 
         *steps = 0;
         return from;
     }
-    if constexpr (hasbytes<W>)
-        if (usebytes(d, bound)) return scanrows<W, true>(d, set, base, list, from, n, bound, steps);
-    return scanrows<W, false>(d, set, base, list, from, n, bound, steps);
+    if constexpr (W == KW_UNIT) {
+        if (d->cells > 3 * N) return scancounts<4>(d, set, base, list, from, n, bound, steps);
+        if (d->cells > 2 * N) return scancounts<3>(d, set, base, list, from, n, bound, steps);
+        if (d->cells > N) return scancounts<2>(d, set, base, list, from, n, bound, steps);
+        return scancounts<1>(d, set, base, list, from, n, bound, steps);
+    } else {
+        if constexpr (hasbytes<W>)
+            if (usebytes(d, bound)) return scanrows<W, true>(d, set, base, list, from, n, bound, steps);
+        return scanrows<W, false>(d, set, base, list, from, n, bound, steps);
+    }
 }
 
 int disjoint(const evaldata *d, const uint32_t *a, const uint32_t *b, int *places)
@@ -288,37 +332,56 @@ void up(const evaldata *d, const int *list, int n, int terminals)
 // They run through the tree once for each vector of cells, over the nodes where something in those
 // cells changes; most vectors die after a few nodes.
 
-struct stretch {             // cells c .. c + N - 1 of all rows
+struct stretch {             // cells c .. c + N - 1 of all rows, with what is read again and again at hand
     evaldata *d;
-    int c;
+    const int *anc, *lef, *rig, *isinclu;
+    uint32_t *walk, *branch, *unions;
     size_t row;
+    int ntax, c;
     vec low, shift;
-    uint32_t *dn(int n) const { return d->walk + n * 3 * row + c; }
+    savedblock *log, *logend;
+    bool logging;
+    uint32_t *dn(int n) const { return walk + n * 3 * row; }
 };
 
-inline void change(evaldata *d, uint32_t *where, vec old, vec now)
+inline stretch firststretch(evaldata *d)
 {
-    if (d->logging) {
-        if (d->nlog < d->maxlog) {
-            savedblock *b = d->log + d->nlog++;
-            b->where = where;
-            store(b->old, old);
+    return { d, d->anc, d->lef, d->rig, d->isinclu, d->walk, d->branch, d->unions, d->row, d->ntax, 0, load(d->low), load(d->shift),
+             d->log + d->nlog, d->log + d->maxlog, d->logging != 0 };
+}
+
+inline void nextstretch(stretch &s)
+{
+    s.c += N;
+    s.walk += N;
+    s.branch += N;
+    if (s.unions) s.unions += N;
+    s.low = load(s.d->low + s.c);
+    s.shift = load(s.d->shift + s.c);
+}
+
+inline void keeplog(const stretch &s)
+{
+    if (s.logging) s.d->nlog = int(s.log - s.d->log);
+}
+
+inline void change(stretch &s, uint32_t *where, vec old, vec now)
+{
+    if (s.logging) {
+        if (s.log < s.logend) {
+            s.log->where = where;
+            store(s.log->old, old);
+            ++s.log;
         } else
-            d->nlog = d->maxlog + 1;
+            s.log = s.logend + 1;
     }
     store(where, now);
 }
 
-inline void setbranch(const stretch &s, int n, vec now)
+inline void widen(const stretch &s, int k, vec now)
 {
     evaldata *d = s.d;
-    uint32_t *br = d->branch + n * s.row + s.c;
-    vec old = load(br);
-    if (!anybit(old ^ now)) return;
-    change(d, br, old, now);
-    if (!d->unions) return;
-    int k = d->isinclu[n];
-    uint32_t *u = d->unions + k * s.row + s.c;
+    uint32_t *u = s.unions + k * s.row;
     vec was = load(u), wider = was | now;
     if (!d->dirty[k]) {
         d->dirty[k] = 1;
@@ -339,109 +402,121 @@ inline void setbranch(const stretch &s, int n, vec now)
     if (s.c + N > d->hicell[k]) d->hicell[k] = s.c + N;
 }
 
+inline void setbranch(stretch &s, int n, vec now)
+{
+    uint32_t *br = s.branch + n * s.row;
+    vec old = load(br);
+    if (!anybit(old ^ now)) return;
+    change(s, br, old, now);
+    if (s.unions) widen(s, s.isinclu[n], now);
+}
+
 // First-pass sets of an internal node from its descendants: 0 nothing changed, 1 only the union
 // of the descendants (no concern of the ancestor), 2 the set itself.
-inline int downchange(const stretch &s, int n)
+inline int downchange(stretch &s, int n)
 {
-    firstsets f = firstpass(load(s.dn(s.d->lef[n])), load(s.dn(s.d->rig[n])), s.low, s.shift);
+    firstsets f = firstpass(load(s.dn(s.lef[n])), load(s.dn(s.rig[n])), s.low, s.shift);
     uint32_t *to = s.dn(n);
     vec olddn = load(to), oldeither = load(to + s.row);
     int what = 0;
     if (anybit(oldeither ^ f.either)) {
-        change(s.d, to + s.row, oldeither, f.either);
+        change(s, to + s.row, oldeither, f.either);
         what = 1;
     }
     if (anybit(olddn ^ f.dn)) {
-        change(s.d, to, olddn, f.dn);
+        change(s, to, olddn, f.dn);
         what = 2;
     }
     return what;
 }
 
-// Final and branch set of a node from its ancestor's final set; the root, and a clip, which is the
-// root of a tree of its own, take their first-pass set.  True if the descendants must follow.
-inline bool upchange(const stretch &s, int n, bool isroot)
+// The root, and a clip, which is the root of a tree of its own, take their first-pass set as the final one.  True if
+// the descendants must follow.
+inline bool upchangeroot(stretch &s, int n)
 {
-    uint32_t *dn = s.dn(n);
-    const size_t row = s.row;
-    if (isroot) {
-        vec old = load(dn + 2 * row), now = load(dn);
-        if (n < s.d->ntax) {
-            setbranch(s, n, now);
-            return false;
-        }
-        if (!anybit(old ^ now)) return false;
-        change(s.d, dn + 2 * row, old, now);
-        return true;
+    uint32_t *dn = s.dn(n), *fin = dn + 2 * s.row;
+    vec now = load(dn);
+    if (n < s.ntax) {
+        setbranch(s, n, now);
+        return false;
     }
-    vec f = load(s.dn(s.d->anc[n]) + 2 * row);
-    if (n < s.d->ntax) {
+    vec old = load(fin);
+    if (!anybit(old ^ now)) return false;
+    change(s, fin, old, now);
+    return true;
+}
+
+// Final and branch set of a node from its ancestor's final set.  True if the descendants must follow.
+inline bool upchange(stretch &s, int n)
+{
+    uint32_t *dn = s.dn(n), *fin = dn + 2 * s.row;
+    vec f = load(s.dn(s.anc[n]) + 2 * s.row);
+    if (n < s.ntax) {
         setbranch(s, n, terminalbranch(f, load(dn), s.low, s.shift));
         return false;
     }
-    vec old = load(dn + 2 * row), now = finalset(f, load(dn), load(dn + row), s.low, s.shift);
+    vec old = load(fin), now = finalset(f, load(dn), load(dn + s.row), s.low, s.shift);
     bool changed = anybit(old ^ now);
-    if (changed) change(s.d, dn + 2 * row, old, now);
+    if (changed) change(s, fin, old, now);
     setbranch(s, n, now | f);
     return changed;
 }
 
 // Final sets of path[k - 1] .. path[0], each the ancestor of the next, and of all that hangs from
 // them and must follow; force: the descendants of path[0] must follow in any case.
-inline void uppath(const stretch &s, int k, bool force, int sp)
+__attribute__((always_inline)) inline void uppath(stretch &s, int k, bool force, int sp)
 {
-    evaldata *d = s.d;
-    int *path = d->path, *stack = d->stack;
+    int *path = s.d->path, *stack = s.d->stack;
     while (k--) {
         int n = path[k];
-        bool follow = upchange(s, n, n == d->ntax);
+        bool follow = n == s.ntax ? upchangeroot(s, n) : upchange(s, n);
         if (!k) follow |= force;
-        if (!follow || n < d->ntax) continue;
-        int l = d->lef[n], r = d->rig[n];
+        if (!follow || n < s.ntax) continue;
+        int l = s.lef[n], r = s.rig[n];
         if (!k || l != path[k - 1]) stack[sp++] = l;
         if ((!k || r != path[k - 1]) && r != l) stack[sp++] = r;
     }
     while (sp) {
         int n = stack[--sp];
-        if (upchange(s, n, false)) {
-            stack[sp++] = d->lef[n];
-            stack[sp++] = d->rig[n];
+        if (upchange(s, n)) {
+            stack[sp++] = s.lef[n];
+            stack[sp++] = s.rig[n];
         }
     }
 }
 
 void afterclip(evaldata *d, int sister, int x)
 {
-    for (int c = 0; c < d->cells; c += N) {
-        stretch s = { d, c, d->row, load(d->low + c), load(d->shift + c) };
+    for (stretch s = firststretch(d); ; nextstretch(s)) {
         int k = 0, sp = 0;
         d->path[k++] = sister;
-        for (int n = sister, what = 2; what == 2 && n != d->ntax; ) {
-            n = d->anc[n];
+        for (int n = sister, what = 2; what == 2 && n != s.ntax; ) {
+            n = s.anc[n];
             what = downchange(s, n);
             if (what) d->path[k++] = n;
         }
-        if (upchange(s, x, true)) {
-            d->stack[sp++] = d->lef[x];
-            d->stack[sp++] = d->rig[x];
+        if (upchangeroot(s, x)) {
+            d->stack[sp++] = s.lef[x];
+            d->stack[sp++] = s.rig[x];
         }
         uppath(s, k, false, sp);
+        if (s.c + N >= d->cells) return keeplog(s);
     }
 }
 
 void afterjoin(evaldata *d, int a)
 {
-    for (int c = 0; c < d->cells; c += N) {
-        stretch s = { d, c, d->row, load(d->low + c), load(d->shift + c) };
+    for (stretch s = firststretch(d); ; nextstretch(s)) {
         int k = 0;
         downchange(s, a);
         d->path[k++] = a;
-        for (int n = a, what = 2; what == 2 && n != d->ntax; ) {
-            n = d->anc[n];
+        for (int n = a, what = 2; what == 2 && n != s.ntax; ) {
+            n = s.anc[n];
             what = downchange(s, n);
             if (what) d->path[k++] = n;
         }
         uppath(s, k, true, 0);
+        if (s.c + N >= d->cells) return keeplog(s);
     }
 }
 
