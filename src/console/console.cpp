@@ -6,10 +6,10 @@
 #include "console/console.h"
 #include "console/arguments.h"
 #include "console/terminal.h"
-#include "kernel/below.h"
 #include "kernel/driver.h"
 #include "kernel/errors.h"
 #include "kernel/output.h"
+#include "kernel/shell.h"
 #include "kernel/textbuf.h"
 #include "kernel/window.h"
 #include <algorithm>
@@ -318,18 +318,6 @@ static void takesignals()
     signal(SIGPIPE, SIG_DFL);            // nobody reads any more: end quietly
 }
 
-// What "exit" does about work under way.
-static void endwork()
-{
-    if (autosave_results) {
-        autosave_results = 1;
-        autosave_the_results();
-    }
-    close_treefile_at_exit();
-    closelog();
-    finishoutput();
-}
-
 // What went wrong stands in the output; where it did may be lost there among much else.
 static void runargument(const std::string &commands, const std::string &what)
 {
@@ -376,5 +364,7 @@ int runconsole(const std::vector<std::string> &words)
     }
     zelpivot(nullptr);
     endwork();
+    closelog();
+    finishoutput();
     return !interactive && (failed_commands || *writeproblem()) ? 1 : 0;
 }

@@ -7,10 +7,21 @@
 #include "gui/menus.h"
 #include "console/arguments.h"
 #include "kernel/driver.h"
+#include "kernel/errors.h"
+#include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/shell.h"
 #include "kernel/window.h"
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <glib-unix.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
+#ifdef GDK_WINDOWING_X11
+#include <gdk/gdkx.h>
+#endif
 
 constexpr size_t LONGESTPATH = 200;
 constexpr unsigned FIRSTCOMMANDS = 100;  // milliseconds after the window is there
@@ -24,12 +35,23 @@ struct ZelAppClass {
 G_DEFINE_TYPE(ZelApp, zel_app, GTK_TYPE_APPLICATION)
 
 static std::vector<std::string> consoleArgs;     // commands waiting for the window
+static windowslots withoutwindow;                // as they were before the window filled them
 
 // --- the window ----------------------------------------------------------------------------------
 
 static bool hashistory()
 {
     return g_file_test(homefile(".zel_guistory").c_str(), G_FILE_TEST_EXISTS);
+}
+
+// The middle of its title is on some monitor: there may have been more of them.
+static bool wasonscreen()
+{
+    int x = guihistory.x + guihistory.width / 2, y = guihistory.y;
+    GdkMonitor *monitor = gdk_display_get_monitor_at_point(gdk_display_get_default(), x, y);
+    GdkRectangle r = {};
+    if (monitor) gdk_monitor_get_geometry(monitor, &r);
+    return x >= r.x && x < r.x + r.width && y >= r.y && y < r.y + r.height;
 }
 
 static void on_activate(GApplication *app) noexcept
@@ -40,7 +62,7 @@ static void on_activate(GApplication *app) noexcept
     gtk_window_set_default_size(window, guihistory.width, guihistory.height);
     gtk_window_present(window);
     if (guihistory.maximized || !remembered) gtk_window_maximize(window);
-    else gtk_window_move(window, guihistory.x, guihistory.y);
+    else if (wasonscreen()) gtk_window_move(window, guihistory.x, guihistory.y);
     gtk_window_set_keep_above(window, true);
     gtk_window_set_keep_above(window, false);
     focusentry();
@@ -121,6 +143,45 @@ void gtkRunArguments(char **commands)
     gtk_window_set_keep_above(GTK_WINDOW(gtkAppWindowGlobal), false);
 }
 
+// --- the end -----------------------------------------------------------------------------------------
+
+// Files are closed and histories written, whatever ends the program; nothing is shown any more.
+static void keepwork()
+{
+    window = withoutwindow;
+    safecall(endwork);
+    savehistories();
+}
+
+void keepwork_at_exit() { atexit(keepwork); }
+
+#ifdef GDK_WINDOWING_X11
+// In the middle of some call of the toolkit, of which nothing more can be used, not even at exit.
+static int on_displaygone(Display *)
+{
+    fputs("The display has gone: files are closed and the program ends\n", stderr);
+    if (gtkAppWindowGlobal) keepwork();
+    fflush(nullptr);
+    _exit(1);
+}
+#endif
+
+// The session ends, or somebody ends the program; there is nobody to be asked.
+static gboolean on_endsignal(gpointer) noexcept
+{
+    is_typed_menu = 0;
+    gtkZel("zzz;");
+    return G_SOURCE_CONTINUE;
+}
+
+static void takeends()
+{
+#ifdef GDK_WINDOWING_X11
+    XSetIOErrorHandler(on_displaygone);
+#endif
+    for (int signal : { SIGTERM, SIGHUP, SIGINT }) g_unix_signal_add(signal, on_endsignal, nullptr);
+}
+
 // --- the class -------------------------------------------------------------------------------------
 
 static void zel_app_init(ZelApp *) {}
@@ -141,10 +202,12 @@ bool displayopens()
 // Each run is a program of its own: another one is not to take its files.
 int runwindow(int argc, char **argv)
 {
+    withoutwindow = window;
     g_set_prgname("zel");
     g_set_application_name("ZEL");
     auto app = static_cast<GApplication *>(g_object_new(zel_app_get_type(), "application-id", "org.gtk.zelapp",
         "flags", GApplicationFlags(G_APPLICATION_HANDLES_OPEN | G_APPLICATION_NON_UNIQUE), nullptr));
+    takeends();
     int status = g_application_run(app, argc, argv);
     g_object_unref(app);
     return status;

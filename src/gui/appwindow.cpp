@@ -1,5 +1,6 @@
 // The window: its construction, and the road of a command through it.
 #include "gui/appwindow.h"
+#include "gui/application.h"
 #include "gui/boxes.h"
 #include "gui/dialogs/dialog.h"
 #include "gui/history.h"
@@ -103,8 +104,8 @@ void fillslots()
     window.enable_tools = tools;
     window.progressline = viewprogress;
     choose_from_menus = readmenucommand;
-    choose_file_name = [](const char *title, bool towrite) {
-        return choosefile(GTK_WINDOW(gtkAppWindowGlobal), title, towrite, ANYFILES);
+    choose_file_name = [](const char *title, bool towrite, const char *extension) {
+        return choosefile(GTK_WINDOW(gtkAppWindowGlobal), title, towrite, ANYFILES, extension);
     };
     size_window = [](bool large) {
         GtkWindow *w = GTK_WINDOW(gtkAppWindowGlobal);
@@ -176,7 +177,7 @@ static void constructed(GObject *object) noexcept
     mybeep = warning = 1;
     start_command_history();
     retrieve_guizel_history();
-    save_histories_at_exit();
+    keepwork_at_exit();
     setviewfont();
     startentry();
     entryshow(guihistory.commandline);

@@ -3,6 +3,7 @@
 #include "gui/appwindow.h"
 #include "kernel/driver.h"
 #include "kernel/output.h"
+#include "kernel/utf8.h"
 #include "kernel/window.h"
 #include <cctype>
 #include <cstring>
@@ -26,9 +27,10 @@ static GtkEntry *search() { return GTK_ENTRY(gtkAppWindowGlobal->entryCommandSea
 static GtkTextView *view() { return GTK_TEXT_VIEW(gtkAppWindowGlobal->textView); }
 static GtkTextBuffer *buffer() { return gtk_text_view_get_buffer(view()); }
 
+// Lines of the history may come from a damaged file.
 static void settext(GtkEntry *e, const char *text)
 {
-    gtk_entry_set_text(e, text);
+    gtk_entry_set_text(e, inutf8(text).c_str());
     gtk_editable_set_position(GTK_EDITABLE(e), -1);
 }
 

@@ -196,15 +196,13 @@ void start_command_history()
     joinem("Cannot write ~/.zel_command_history: commands typed will not be kept\n", nullptr);
 }
 
-static void savehistories()
+void savehistories()
 {
+    static bool saved;
+    if (saved) return;
+    saved = true;
     std::string name = commandhistory();
     if (int problem = write_history(name.c_str()))
         fprintf(stderr, "Cannot write %s: %s\n", name.c_str(), strerror(problem));
     save_guizel_history();
-}
-
-void save_histories_at_exit()
-{
-    atexit(savehistories);
 }

@@ -29,4 +29,4 @@ const char *fontstylename(int style);        // as CSS calls it
 bool retrieve_guizel_history();              // false: there was none that could be used; says so when it was there
 void save_guizel_history();
 void start_command_history();                // reads it; makes one where there is none
-void save_histories_at_exit();               // from now on
+void savehistories();                        // both; once

@@ -42,6 +42,7 @@ static bool havelog()        { return logfile != stderr; }
 static bool havetreefile()   { return treefile; }
 static bool cansavetrees()   { return treefile && trees_in_mem; }
 static bool nodata()         { return !datatag; }
+static bool havecharactersets() { return dopiwe && xdopiwe_setlist; }
 
 // --- what marks follow -----------------------------------------------------------------------------------
 
@@ -67,6 +68,7 @@ static bool nodesnumbered()  { return !nakedtree; }
 static bool optional()       { return optional_tables; }
 static bool taxanamed()      { return usetaxnames; }
 static bool charsnamed()     { return use_charnames; }
+static bool asciitrees()     { return linux_trees; }
 static bool colourmapped()   { return do_color_map; }
 static bool previewed()      { return preview_trees; }
 static bool quick()          { return quick_collapse; }
@@ -202,6 +204,7 @@ const menuitem menuEntries[] = {
     { .id = "opt_SubSynapo", .depth = 1, .label = "_Synapomorphies", .enabled = havetrees },
     { .id = "opt_SubSynapo_list", .depth = 2, .label = "_List synapomorphies", .command = "apo;" },
     { .id = "opt_SubCharacters", .depth = 1, .label = "_Characters", .enabled = havetrees },
+    { .id = "opt_SubCharacters_homoplasy", .depth = 2, .label = "_Homoplasy...", .dialog = &homoplasyform },
     { .id = "opt_SubCharacters_recons", .depth = 2, .label = "_Reconstructions", .command = "recons;" },
     { .id = "opt_SubCharacters_map", .depth = 2, .label = "_Map landmarks", .command = "lmark;" },
     { .id = "opt_SubCharacters_trace", .depth = 2, .label = "_Trace characters", .command = "map;" },
@@ -210,7 +213,7 @@ const menuitem menuEntries[] = {
     { .id = "opt_tree", .depth = 1, .label = "_Tree scores...", .dialog = &lengthform, .enabled = havetrees, .word = "length" },
     { .id = "opt_SubWeighted", .depth = 1, .label = "_Weighted scores", .enabled = havetrees },
     { .id = "opt_SubWeighted_fit", .depth = 2, .label = "_Fit...", .dialog = &fitform },
-    { .id = "opt_SubWeighted_sets", .depth = 2, .label = "_Sets of characters", .command = "xpiwe &;" },
+    { .id = "opt_SubWeighted_sets", .depth = 2, .label = "_Sets of characters", .command = "xpiwe &;", .enabled = havecharactersets },
     { .id = "opt_SubWeighted_concavity", .depth = 2, .label = "_Concavities", .command = "piwe &;" },
     { .id = "opt_character", .depth = 1, .label = "Cha_racter scores...", .dialog = &charscoreform, .enabled = havetrees },
     { .id = "opt_ImpossAncs", .depth = 1, .label = "_Impossible ancestors", .command = "mkmap;", .enabled = havetrees },
@@ -231,6 +234,8 @@ const menuitem menuEntries[] = {
     { .id = "data_SubCharacterStatus", .depth = 1, .label = "Character stat_us" },
     { .id = "data_SubCharacterStatus_info", .depth = 2, .label = "_Informative characters", .command = "info;" },
     { .id = "data_SubCharacterStatus_drop", .depth = 2, .label = "_Deactivate uninformative characters", .command = "xinact;" },
+    { .id = "data_SubCharacterStatus_ancestral", .depth = 2, .label = "_Ancestral states...", .dialog = &ancestralform, .enabled = havecharacters },
+    { .id = "data_SubCharacterStatus_costs", .depth = 2, .label = "Show _costs of changes", .command = "costs;", .enabled = havecharacters },
     { .id = "data_SubCharacterStatus_store", .depth = 2, .label = "_Store settings", .command = "ckeep;" },
     { .id = "data_SubCharacterStatus_reset", .depth = 2, .label = "_Reset to stored settings", .command = "ccode !;" },
     { .id = "data_showMin", .depth = 1, .label = "_Minimum and maximum steps...", .dialog = &minmaxform },
@@ -300,6 +305,7 @@ const menuitem menuEntries[] = {
     { .id = "format_SubDisplay", .depth = 1, .label = "_Output" },
     { .id = "format_SubDisplay_no", .depth = 2, .label = "_No output to the text", .command = "silent =buffer;", .uncommand = "silent -buffer;", .marked = nodisplay },
     { .id = "format_SubFileDisplay_no", .depth = 2, .label = "No output to the _file", .command = "silent =file;", .uncommand = "silent -file;", .marked = nofile },
+    { .id = "format_SubDisplay_ascii", .depth = 2, .label = "_Plain ASCII trees", .command = "lintrees =;", .uncommand = "lintrees -;", .marked = asciitrees },
     { .id = "format_SubDisplay_clear", .depth = 2, .label = "_Clear the text", .command = "cls;" },
     { .id = "format_SubData", .depth = 1, .label = "_Data" },
     { .id = "format_SubData_dna", .depth = 2, .label = "_DNA", .command = "nstates dna;", .enabled = nodata, .marked = isdna },

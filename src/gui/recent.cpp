@@ -2,6 +2,7 @@
 #include "gui/appwindow.h"
 #include "gui/menus.h"
 #include "console/arguments.h"
+#include <unistd.h>
 
 static void on_recent(GtkRecentChooser *chooser, gpointer) noexcept
 {
@@ -28,8 +29,16 @@ void GtkLoadRecentIcons()
     gtk_menu_item_set_submenu(GTK_MENU_ITEM(gtkAppWindowGlobal->menuItemRecent), menu);
 }
 
+// Where the list is kept; the toolkit complains when it cannot be.
+static bool canbekept()
+{
+    const char *folder = g_get_user_data_dir();
+    return !g_mkdir_with_parents(folder, 0700) && !access(folder, W_OK);
+}
+
 void gtkAddRecentFile(const char *path)
 {
+    if (!canbekept()) return;
     char *uri = g_filename_to_uri(path, nullptr, nullptr);
     if (!uri) return;
     gtk_recent_manager_add_item(gtk_recent_manager_get_default(), uri);

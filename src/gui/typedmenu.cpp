@@ -45,18 +45,25 @@ static const menuitem *endoftable()
 
 // --- finding -------------------------------------------------------------------------------------------
 
-static bool matches(const std::string &name, const menuitem *item)
+static bool begins(const std::string &name, const menuitem *item)
 {
-    std::string label = ridofund(item->label);
-    if (!strncasecmp(name.c_str(), label.c_str(), name.size())) return true;
-    return admit_inner_typos && needwunsch_typo(name.c_str(), label.c_str(), "menu option") == ACCEPTED;
+    return !strncasecmp(name.c_str(), ridofund(item->label).c_str(), name.size());
 }
 
-// Among the items one level below that which ends at `to`, the first that the name begins.
+static bool nearly(const std::string &name, const menuitem *item)
+{
+    return needwunsch_typo(name.c_str(), ridofund(item->label).c_str(), "menu option") == ACCEPTED;
+}
+
+// Among the items one level below that which ends at `to`, the first that the name begins; only when
+// there is none is the user asked about those it may mean.
 static const menuitem *finditem(const menuitem *from, const menuitem *to, const std::string &name)
 {
-    for (const menuitem *item = from; item < to; item = behind(item))
-        if (itemenabled(item) && matches(name, item)) return item;
+    for (auto matches : { begins, nearly }) {
+        if (matches == nearly && !admit_inner_typos) break;
+        for (const menuitem *item = from; item < to; item = behind(item))
+            if (itemenabled(item) && matches(name, item)) return item;
+    }
     myerr("No (available) menu option matches \"%s\"", name.c_str());
 }
 

@@ -8,6 +8,7 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/output.h"
+#include "kernel/shell.h"
 #include <cstdlib>
 #include <cstring>
 
@@ -67,18 +68,26 @@ const comhelp vversionhelp = {
 
 // --- exit ---------------------------------------------------------------------------------
 
-void haltcom()
+void endwork()
 {
-    if (inbground && open_execute_file()) return;
-    if (!strcmp(cmdname, "exi"))
-        errmsg("Did you mean \"exit\"? The \"exit\" command can't be truncated...", nullptr);
-    go_on = timeit = 0;
+    static bool ended;
+    if (ended) return;
+    ended = true;
     if (autosave_results) {
         autosave_results = 1;
         autosave_the_results();
     }
     close_treefile_at_exit();
     flushlog();
+}
+
+void haltcom()
+{
+    if (inbground && open_execute_file()) return;
+    if (!strcmp(cmdname, "exi"))
+        errmsg("Did you mean \"exit\"? The \"exit\" command can't be truncated...", nullptr);
+    go_on = timeit = 0;
+    endwork();
     exit(0);
 }
 

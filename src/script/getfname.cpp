@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <string>
 
-std::string (*choose_file_name)(const char *title, bool towrite);
+std::string (*choose_file_name)(const char *title, bool towrite, const char *extension);
 
 [[noreturn]] static void unidentified(const std::string &option)
 {
@@ -78,7 +78,7 @@ void getfilenamecom()
     bool towrite = readwriting();
     std::string title = readtitle();
     if (title.empty()) title = towrite ? "File to write" : "File to read";
-    std::string path = choose_file_name ? choose_file_name(title.c_str(), towrite) : typedname(title);
+    std::string path = choose_file_name ? choose_file_name(title.c_str(), towrite, extension.c_str()) : typedname(title);
     last_exstatus = !path.empty();
     if (path.empty()) return;
     if (!hasextension(path)) path += extension;

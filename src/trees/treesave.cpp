@@ -198,7 +198,9 @@ const char *give_treefile_name() { return treefile ? out.name.c_str() : ""; }
 
 void close_treefile_at_exit()
 {
-    if (treefile) closetreefile(";\nproc/;\n");
+    if (!treefile) return;
+    std::string name = out.name;
+    if (!closetreefile(";\nproc/;\n")) fprintf(stderr, "Cannot write %s: the trees saved are lost\n", name.c_str());
 }
 
 static void closecom()

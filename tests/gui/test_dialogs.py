@@ -1,5 +1,5 @@
 """Dialogs: all of them open and write commands; some are filled in and run."""
-import os
+import os, re
 import guitest as g
 from guitest import Atspi
 
@@ -28,6 +28,7 @@ DIALOGS = [
     ("optimize/branch", "Branch lengths", "blength;"),
     ("optimize/tree scores", "Tree scores", "length;"),
     ("optimize/weighted/fit", "Fit of trees", "fit;"),
+    ("optimize/characters/homoplasy", "Homoplasy of characters", "chomo;"),
     ("optimize/character scores", "Character scores", "cscores;"),
     ("optimize/define", "Reference tree", "xcomp = 0;"),
     ("data/active", "Active taxa", ""),
@@ -35,6 +36,7 @@ DIALOGS = [
     ("data/taxon/define", "Group of taxa", ""),
     ("data/taxon/rename", "Rename taxon", ""),
     ("data/character settings", "Character settings", ""),
+    ("data/character status/ancestral", "Ancestral states", ""),
     ("data/minimum", "Minimum and maximum steps", "minmax;"),
     ("data/character groups/define", "Group of characters", ""),
     ("data/define", "Define constraint", ""),
@@ -60,6 +62,20 @@ DIALOGS = [
     ("settings/random", "Random seed", "rseed 1;"),
     ("format/significant", "Decimals of numbers in tables", "tables / 5;"),
 ]
+# Those that need more: text in the output file, trees in the vault, a reference, tags; and those that set
+# the window itself, without a command.
+MORE = [
+    ("file/output/save text", "Save text", None),
+    ("file/tree save/save trees", "Save trees", "save;"),
+    ("trees/multiple/save as", "Save the tree with tags as SVG", ""),
+    ("trees/tree vault/save", "Move trees to the vault", "tvault >;"),
+    ("trees/tree vault/get", "Take trees from the vault", "tvault <;"),
+    ("optimize/compare with", "Compare with reference tree", "xcomp;"),
+    ("optimize/compare fits", "Compare fits with reference tree", "xcomp *;"),
+    ("format/graphics/font", "Font of the text", None),
+    ("format/graphics/colors", "Colors of the text", None),
+]
+OTHERS = ["Open input file...", "Active blocks..."]             # a chooser of files; data in blocks
 g.copyexamples()
 with g.zel() as z:
     z.command("warn -; mxram 64; p bees.zel; p bees_ten.tre;")
@@ -95,6 +111,20 @@ with g.zel() as z:
             z.command(command)
     assert "Unknown" not in z.text()
 
+    # The dialogs that need more; with them, all that the menus have.
+    z.command("hold 100/5; xcomp = 1; ttags =; tplot 0; ttags ); log more.out; tsave *more.tre; tvault > 0.1;")
+    for item, title, command in MORE:
+        dialog = opened(item, title)
+        if command:
+            assert written(dialog) == command, (title, written(dialog))
+        assert ready(dialog) == (command != ""), title
+        cancelled(dialog)
+    z.command("cls; menu +;")
+    items = re.findall(r"^ +(\([+-]\) .*\.\.\.)", z.text(), re.M)
+    assert len(items) == len(DIALOGS) + len(MORE) + len(OTHERS), items
+    assert [i for i in items if i.startswith("(-)")] == ["(-) Active blocks..."], items
+    z.command("tsave /; log /;")
+
     # Fields: a number typed, a choice, a check; the command follows, and is run and shown.
     dialog = opened("analyze/trad", "Traditional search")
     Atspi.Value.set_current_value(z.field("Replications", dialog), 3)
@@ -126,7 +156,7 @@ with g.zel() as z:
         """Goes to the page of that key, and clicks."""
         z.key(key)
         for name in checks:
-            box = z.find("check box", name, dialog)
+            box = z.until(lambda: z.find("check box", name, dialog), name)
             z.until(lambda: g.has(box, "SHOWING"), name)
             g.click(box)
 
@@ -188,11 +218,14 @@ with g.zel() as z:
     written_is("sec:minsi6maxsi9self43incr75minfo10god75drift6glob2dglob10rou3 gocom0fuse0; rat:it50up4down4au0num20give99; "
                "xm=rep5hit4nota nogive nofuse dri0chk0 rat3 rss css noxss nocons hol 1/;")
     cancelled(dialog)
-    for item, title, command in (("settings/random", "Random seed", "rseed 17;"),
+    z.command("timeout 12345:0:0;")                          # more than the dialog would offer
+    for item, title, command in (("analyze/time", "Time limit of searches", "timeout 12345:0:0;"),
+                                 ("settings/random", "Random seed", "rseed 17;"),
                                  ("analyze/estimate", "Estimate consensus", "qnelsen replications 4 majorcut 85;")):
         dialog = opened(item, title)
         assert written(dialog) == command, written(dialog)
         cancelled(dialog)
+    z.command("timeout 0;")
     dialog = opened("trees/consensus", "Consensus")
     Atspi.Selection.select_child(z.field("Consensus", dialog), 1)
     written_is("majority = 66; majority;")
@@ -226,6 +259,37 @@ with g.zel() as z:
     dialog = opened("data/active", "Active taxa")
     pick("Taxa", "find wasp", "All")
     z.until(lambda: written(dialog).startswith("taxcode - 0"))
+    cancelled(dialog)
+
+    # Esc empties the text first, and then gives the list up.
+    dialog = opened("data/active", "Active taxa")
+    g.click(z.field("Taxa", dialog))
+    chooser = z.dialog("Taxa")
+    z.type("wasp")
+    z.until(lambda: Atspi.Text.get_text(z.find("text", None, chooser), 0, -1) == "wasp")
+    z.key("Escape")
+    z.until(lambda: Atspi.Text.get_text(z.find("text", None, chooser), 0, -1) == "")
+    z.key("Escape")
+    z.until(lambda: not g.has(chooser, "SHOWING"))
+    assert not ready(dialog)
+    cancelled(dialog)
+
+    # A single taxon is taken at once by a double click.
+    dialog = opened("data/taxon/rename", "Rename taxon")
+    Atspi.EditableText.set_text_contents(z.field("New name", dialog), "Oily")
+    g.click(z.field("Taxon", dialog))
+    chooser = z.dialog("Taxon")
+    assert not [t for t in g.descendants(chooser) if t.get_name() == "All" and g.has(t, "SENSITIVE")]
+    cell = z.until(lambda: [t for t in g.children(z.find("table", "Taxa", chooser)) if t.get_name() == "Oil_bee"])[0]
+    g.click(cell, 2)
+    z.until(lambda: not g.has(chooser, "SHOWING"))
+    z.until(lambda: written(dialog) == "taxname / 6 Oily;")
+    cancelled(dialog)
+
+    # Characters have a list of their own.
+    dialog = opened("data/character settings", "Character settings")
+    pick("Characters", "find 3", "All")
+    z.until(lambda: written(dialog) == "ccode + 3;")
     cancelled(dialog)
 
     # Some at random.
@@ -280,6 +344,24 @@ with g.zel() as z:
     z.press(z.dialog("Outgroup"), "OK")
     z.nodialog()
     z.until(z.idle)
+
+    # The font: a name that is too long is cut between letters, and one that is none changes nothing else.
+    for family, kept in (("\u00e9" * 40, "\u00e9" * 14), ('None such"} {', 'None such"} {')):
+        dialog = opened("format/graphics/font", "Font of the text")
+        Atspi.EditableText.set_text_contents(z.field("Family", dialog), family)
+        z.press(dialog, "OK")
+        z.nodialog()
+        z.until(z.idle)
+        dialog = opened("format/graphics/font", "Font of the text")
+        assert Atspi.Text.get_text(z.field("Family", dialog), 0, -1) == kept
+        cancelled(dialog)
+
+    # Colors: of the desktop, until others are chosen.
+    dialog = opened("format/graphics/colors", "Colors of the text")
+    assert not g.has(z.field("Text", dialog), "SENSITIVE")
+    Atspi.Selection.select_child(z.field("Colors", dialog), 1)
+    z.until(lambda: g.has(z.field("Text", dialog), "SENSITIVE"))
+    cancelled(dialog)
 
     # Closing data asks.
     z.command("warn =;")

@@ -6,6 +6,8 @@ STORY = g.HOME + "/.zel_guistory"
 OBSOLETE = "File ~/.zel_guistory seems to be obsolete.\nIgnoring history and re-setting all defaults\n"
 DAMAGED = "File ~/.zel_guistory is damaged."
 
+g.copyexamples()
+
 
 def read(name):
     with open(name, "rb") as f:
@@ -100,8 +102,54 @@ with g.zel() as z:
     z.command("warn -;")
     leave(z)
 
+# Places where no screen is any more are not gone back to.
+far = bytearray(good)
+far[15:19] = (15000).to_bytes(4, "little")                   # x; the window was not maximized
+far[31] = 0
+write(STORY, far)
+with g.zel() as z:
+    z.window.clear_cache()
+    place = g.Atspi.Component.get_extents(z.window, g.Atspi.CoordType.SCREEN)
+    assert place.x < 1280, place.x
+    leave(z)
+
+# Lines of a damaged history are shown as far as they can be, and the program goes on.
+LINES = g.HOME + "/.zel_command_history"
+write(LINES, b"quote fine;\nquote \xff\xfe\x80 broken \x01;\n" + bytes(range(128, 256)) + b"\n" + b"x" * 100000 + b"\n\n")
+with g.zel() as z:
+    z.command("quote alive;")
+    assert "\nalive\n" in z.text()
+    for _ in range(6):
+        z.key("Up")
+    z.until(lambda: z.typed() == "quote fine;")
+    z.key("Escape")
+    z.key("ctrl+r")
+    z.type("broken")
+    z.until(lambda: "broken" in z.typed())
+    z.key("Escape", "Escape")
+    leave(z)
+
+# Folders where the files should be: told at the start and at the end.
+os.remove(LINES)
+os.remove(STORY)
+os.mkdir(LINES)
+os.mkdir(STORY)
+with g.zel() as z:
+    assert OBSOLETE in z.text()
+    assert "Cannot write ~/.zel_command_history: commands typed will not be kept" in z.text()
+    z.command("quote alive;")
+    assert "\nalive\n" in z.text()
+    z.command("warn -;")
+    leave(z)
+    complaints = z.stderr()
+    assert "Cannot write %s: " % LINES in complaints and "Cannot write %s: settings are not kept" % STORY in complaints
+    write(z.errors, b"")
+os.rmdir(LINES)
+os.rmdir(STORY)
+
 # A home that cannot be written: told at the start and at the end, and nothing else is lost.
-with g.zel(env={"HOME": "/nonexistent"}) as z:
+with g.zel("bees.zel", env={"HOME": "/nonexistent", "XDG_DATA_HOME": "/dev/null/data"}) as z:
+    z.until(lambda: "20x14" in z.text() and z.idle())
     assert "Cannot write ~/.zel_command_history: commands typed will not be kept" in z.text()
     z.command("quote alive;")
     assert "\nalive\n" in z.text()

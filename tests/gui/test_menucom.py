@@ -114,6 +114,11 @@ with g.zel() as z:
     z.until(z.idle)
     assert "Options now available under Trees/Describe:" in z.text()
 
+    # But not when another item is the one named.
+    z.command("menu format/output/no output to the file=y;")
+    z.until(lambda: z.marked("Format", "Output", "No output to the file"))
+    z.command("help <;")
+
     # Quit ends the program at once.
     z.command("menu file/quit;", wait=False)
     assert z.ended() == 0

@@ -75,6 +75,10 @@ with g.zel() as z:
            "Analyze/Time limit...": True, "Format/Optional tables": True, "Settings/Add groups of trees": False,
            "Format/Character names": True, "Format/Output/No output to the file": True,
            "Settings/Reports/Check typing errors": True, "Format/Data/Read gaps as missing": False})
+    z.choose("Format", "Output", "Plain ASCII trees")
+    marks({"Format/Output/Plain ASCII trees": True})
+    z.choose("Format", "Output", "Plain ASCII trees")
+    marks({"Format/Output/Plain ASCII trees": False})
     z.choose("Format", "Show node numbers")
     marks({"Format/Show node numbers": False})
     assert "> naked =;" in z.text()

@@ -1,6 +1,7 @@
 // Choosing a file, and its name as commands take it.
 #include "gui/dialogs/dialog.h"
 #include "gui/history.h"
+#include "kernel/window.h"
 #include <algorithm>
 #include <cstring>
 
@@ -25,6 +26,13 @@ std::string filename_in_command(const std::string &path)
     return name;
 }
 
+// Of some names a command would read a part only.
+static bool fitsacommand(const std::string &name)
+{
+    auto ends = [](char c) { return (c >= 0 && c < ' ') || strchr(";,^", c); };
+    return std::none_of(name.begin(), name.end(), ends) && g_utf8_validate(name.data(), gssize(name.size()), nullptr);
+}
+
 static void addfilter(GtkFileChooser *chooser, const char *name, const char *const *patterns)
 {
     GtkFileFilter *filter = gtk_file_filter_new();
@@ -33,9 +41,12 @@ static void addfilter(GtkFileChooser *chooser, const char *name, const char *con
     gtk_file_chooser_add_filter(chooser, filter);
 }
 
-static void addfilters(GtkFileChooser *chooser, filesort sort)
+static void addfilters(GtkFileChooser *chooser, filesort sort, const char *extension)
 {
     constexpr const char *all[] = { "*", nullptr };
+    std::string wanted = std::string("*") + extension;
+    const char *these[] = { wanted.c_str(), nullptr };
+    if (*extension) addfilter(chooser, ("Files " + wanted).c_str(), these);
     addfilter(chooser, "All files", all);
     for (const filterrow &row : filters)
         if (row.sort == sort) addfilter(chooser, row.name, row.patterns);
@@ -53,7 +64,7 @@ static gboolean on_chooserkey(GtkWidget *chooser, GdkEventKey *event, gpointer) 
     return false;
 }
 
-std::string choosefile(GtkWindow *over, const char *title, bool towrite, filesort sort)
+std::string choosefile(GtkWindow *over, const char *title, bool towrite, filesort sort, const char *extension)
 {
     GtkWidget *dialog = gtk_file_chooser_dialog_new(title, over,
         towrite ? GTK_FILE_CHOOSER_ACTION_SAVE : GTK_FILE_CHOOSER_ACTION_OPEN,
@@ -64,7 +75,7 @@ std::string choosefile(GtkWindow *over, const char *title, bool towrite, filesor
     gtk_file_chooser_set_current_folder(chooser, folder);
     g_free(folder);
     gtk_file_chooser_set_do_overwrite_confirmation(chooser, warn_before_overwriting_files);
-    addfilters(chooser, sort);
+    addfilters(chooser, sort, extension);
     g_signal_connect(dialog, "key-press-event", G_CALLBACK(on_chooserkey), nullptr);
     std::string name;
     if (rundialog(dialog))
@@ -73,5 +84,7 @@ std::string choosefile(GtkWindow *over, const char *title, bool towrite, filesor
             g_free(path);
         }
     gtk_widget_destroy(dialog);
-    return name;
+    if (fitsacommand(name)) return name;
+    MsgBox_OK(title, ("Commands cannot take the name of this file:\n\n" + name).c_str());
+    return "";
 }

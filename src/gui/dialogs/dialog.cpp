@@ -1,4 +1,5 @@
-// Dialogs from tables of fields: labels on the left, what is chosen on the right, the command below.
+// Dialogs: fields laid out by a file of the resources, with a table that says what each one gives to
+// the command, which is shown below them.
 #include "gui/dialogs/dialog.h"
 #include "gui/appwindow.h"
 #include "gui/boxes.h"
@@ -13,16 +14,40 @@
 
 constexpr size_t LEASTWIDTH = 44, MOSTWIDTH = 80;  // letters of the command that are seen
 
+// The frame of all of them; the named children are those of zeldialog.ui.
+struct ZelDialog {
+    GtkDialog parent;
+    GtkWidget *note, *fields, *commandrow, *command, *ok;
+};
+struct ZelDialogClass {
+    GtkDialogClass parent;
+};
+G_DEFINE_TYPE(ZelDialog, zel_dialog, GTK_TYPE_DIALOG)
+
+static void zel_dialog_init(ZelDialog *self) { gtk_widget_init_template(GTK_WIDGET(self)); }
+
+static void zel_dialog_class_init(ZelDialogClass *type)
+{
+    GtkWidgetClass *widget = GTK_WIDGET_CLASS(type);
+    gtk_widget_class_set_template_from_resource(widget, ZEL_RESOURCES "zeldialog.ui");
+    gtk_widget_class_bind_template_child_internal(widget, ZelDialog, note);
+    gtk_widget_class_bind_template_child_internal(widget, ZelDialog, fields);
+    gtk_widget_class_bind_template_child(widget, ZelDialog, commandrow);
+    gtk_widget_class_bind_template_child(widget, ZelDialog, command);
+    gtk_widget_class_bind_template_child(widget, ZelDialog, ok);
+}
+
 struct shownfield {
     const field *of;
-    GtkWidget *label, *widget;           // label may be null; the widget holds the value
+    GtkWidget *widget;                   // holds the value, but of a list
     std::string list;                    // of a list
     struct showndialog *dialog;
 };
 
 struct showndialog {
     const dialogform *form;
-    GtkWidget *dialog, *preview, *ok;
+    GtkBuilder *ui;
+    ZelDialog *dialog;
     std::vector<shownfield> fields;      // filled before any of them is pointed at
 };
 
@@ -40,6 +65,8 @@ std::string ridofund(const char *label)
 
 static bool islist(fieldkind kind) { return kind >= TAXA && kind <= TREES; }
 static bool isfile(fieldkind kind) { return kind == READFILE || kind == WRITEFILE; }
+static bool ischeck(const shownfield &s) { return GTK_IS_CHECK_BUTTON(s.widget); }
+static bool isnumber(const shownfield &s) { return GTK_IS_SPIN_BUTTON(s.widget); }
 
 static std::string withoutzeros(std::string number)
 {
@@ -49,26 +76,43 @@ static std::string withoutzeros(std::string number)
     return number;
 }
 
+static std::string numberof(const shownfield &s)
+{
+    char text[60];
+    GtkSpinButton *spin = GTK_SPIN_BUTTON(s.widget);
+    snprintf(text, sizeof text, "%.*f", int(gtk_spin_button_get_digits(spin)), gtk_spin_button_get_value(spin));
+    return s.of->zeros ? text : withoutzeros(text);
+}
+
+static std::string colourof(GtkColorChooser *chooser)
+{
+    char text[60];
+    GdkRGBA c;
+    gtk_color_chooser_get_rgba(chooser, &c);
+    snprintf(text, sizeof text, "%02x%02x%02x", int(lround(c.red * 255)), int(lround(c.green * 255)), int(lround(c.blue * 255)));
+    return text;
+}
+
 // The state of a field, as it is kept for the next time.
 static std::string valueof(const shownfield &s)
 {
-    char text[60];
-    switch (s.of->kind) {
-    case CHECK:  return gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(s.widget)) ? "1" : "0";
-    case CHOICE: return std::to_string(gtk_combo_box_get_active(GTK_COMBO_BOX(s.widget)));
-    case NUMBER:
-        snprintf(text, sizeof text, "%.*f", s.of->decimals, gtk_spin_button_get_value(GTK_SPIN_BUTTON(s.widget)));
-        return s.of->zeros ? text : withoutzeros(text);
-    case COLOUR: {
-        GdkRGBA c;
-        gtk_color_chooser_get_rgba(GTK_COLOR_CHOOSER(s.widget), &c);
-        snprintf(text, sizeof text, "%02x%02x%02x", int(lround(c.red * 255)), int(lround(c.green * 255)),
-                 int(lround(c.blue * 255)));
-        return text;
-    }
-    case TEXT: case READFILE: case WRITEFILE: return gtk_entry_get_text(GTK_ENTRY(s.widget));
-    default: return s.list;
-    }
+    if (islist(s.of->kind)) return s.list;
+    if (ischeck(s)) return gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(s.widget)) ? "1" : "0";
+    if (isnumber(s)) return numberof(s);
+    if (GTK_IS_COLOR_CHOOSER(s.widget)) return colourof(GTK_COLOR_CHOOSER(s.widget));
+    if (GTK_IS_ENTRY(s.widget)) return gtk_entry_get_text(GTK_ENTRY(s.widget));
+    const char *row = gtk_combo_box_get_active_id(GTK_COMBO_BOX(s.widget));
+    return row ? row : "";
+}
+
+static void setvalue(shownfield *s, const std::string &value)
+{
+    GdkRGBA c;
+    if (ischeck(*s)) gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(s->widget), value != "0");
+    else if (isnumber(*s)) gtk_spin_button_set_value(GTK_SPIN_BUTTON(s->widget), g_ascii_strtod(value.c_str(), nullptr));
+    else if (GTK_IS_COMBO_BOX(s->widget)) gtk_combo_box_set_active_id(GTK_COMBO_BOX(s->widget), value.c_str());
+    else if (GTK_IS_ENTRY(s->widget)) gtk_entry_set_text(GTK_ENTRY(s->widget), value.c_str());
+    else if (gdk_rgba_parse(&c, ("#" + value).c_str())) gtk_color_chooser_set_rgba(GTK_COLOR_CHOOSER(s->widget), &c);
 }
 
 static const shownfield *fieldof(const showndialog *d, const std::string &key)
@@ -80,7 +124,7 @@ static const shownfield *fieldof(const showndialog *d, const std::string &key)
 
 static bool isactive(const showndialog *d, const field *f);
 
-// "key=N" is met: that check or choice has the value N, and can be set; "key!N": it has another one.
+// "key=V" is met: that field has the value V, and can be set; "key!V": it has another one.
 static bool ismet(const showndialog *d, const std::string &condition)
 {
     size_t sign = condition.find_first_of("=!");
@@ -104,9 +148,7 @@ static std::string fragment(const showndialog *d, const shownfield &s)
     const field *f = s.of;
     if (!isactive(d, f)) return "";
     std::string value = valueof(s);
-    if (f->kind == CHECK) return value == "1" ? f->text : f->off;
-    if (f->kind == NUMBER && *f->off && value == "0") return f->off;
-    if (f->kind == CHOICE) return inserted(f->text, f->choices[std::max(0, atoi(value.c_str()))].text);
+    if (ischeck(s)) return value == "1" ? f->text : f->off;
     if (isfile(f->kind)) value = filename_in_command(value);
     return value.empty() ? "" : inserted(f->text, value);
 }
@@ -154,225 +196,142 @@ static bool incomplete(const showndialog *d)
     return compose(d).empty();
 }
 
+static GtkWidget *part(const showndialog *d, const std::string &id)
+{
+    return GTK_WIDGET(gtk_builder_get_object(d->ui, id.c_str()));
+}
+
+static void setsensitive(const showndialog *d, const shownfield &s, bool on)
+{
+    gtk_widget_set_sensitive(s.widget, on);
+    if (isfile(s.of->kind)) gtk_widget_set_sensitive(part(d, std::string(s.of->key) + "_browse"), on);
+    GList *labels = gtk_widget_list_mnemonic_labels(s.widget);
+    for (GList *l = labels; l; l = l->next)
+        if (l->data != s.widget) gtk_widget_set_sensitive(GTK_WIDGET(l->data), on);
+    g_list_free(labels);
+}
+
 static void refresh(showndialog *d)
 {
-    for (shownfield &s : d->fields) {
-        bool active = isactive(d, s.of);
-        if (s.widget) gtk_widget_set_sensitive(isfile(s.of->kind) ? gtk_widget_get_parent(s.widget) : s.widget, active);
-        if (s.label) gtk_widget_set_sensitive(s.label, active);
-    }
+    for (const shownfield &s : d->fields) setsensitive(d, s, isactive(d, s.of));
     std::string command = compose(d);
-    gtk_entry_set_text(GTK_ENTRY(d->preview), command.c_str());
-    gtk_widget_set_tooltip_text(d->preview, command.size() > MOSTWIDTH ? command.c_str() : nullptr);
-    gtk_widget_set_sensitive(d->ok, !incomplete(d));
+    gtk_entry_set_text(GTK_ENTRY(d->dialog->command), command.c_str());
+    gtk_widget_set_tooltip_text(d->dialog->command, command.size() > MOSTWIDTH ? command.c_str() : nullptr);
+    gtk_widget_set_sensitive(d->dialog->ok, !incomplete(d));
 }
 
 static void on_changed(GtkWidget *, gpointer d) noexcept { refresh(static_cast<showndialog *>(d)); }
 
 // --- files and lists -----------------------------------------------------------------------------------
 
+static std::string titleof(const showndialog *d) { return gtk_window_get_title(GTK_WINDOW(d->dialog)); }
+
 static void on_browse(GtkButton *, gpointer of) noexcept
 {
     auto s = static_cast<shownfield *>(of);
-    showndialog *d = s->dialog;
-    std::string name = choosefile(GTK_WINDOW(d->dialog), d->form->title, s->of->kind == WRITEFILE, s->of->files);
+    std::string name = choosefile(GTK_WINDOW(s->dialog->dialog), titleof(s->dialog).c_str(), s->of->kind == WRITEFILE, s->of->files);
     if (!name.empty()) gtk_entry_set_text(GTK_ENTRY(s->widget), name.c_str());
+}
+
+static std::string labelof(GtkWidget *widget)
+{
+    GList *labels = gtk_widget_list_mnemonic_labels(widget);
+    std::string text = labels ? gtk_label_get_text(GTK_LABEL(labels->data)) : "";
+    g_list_free(labels);
+    return text;
 }
 
 static void on_list(GtkButton *button, gpointer of) noexcept
 {
     auto s = static_cast<shownfield *>(of);
-    if (!chooselist(s->of->kind, GTK_WINDOW(s->dialog->dialog), ridofund(s->of->label).c_str(), &s->list)) return;
+    if (!chooselist(s->of->kind, GTK_WINDOW(s->dialog->dialog), labelof(s->widget).c_str(), &s->list)) return;
     gtk_button_set_label(button, saylist(s->of->kind, s->list).c_str());
     refresh(s->dialog);
 }
 
-// --- building ------------------------------------------------------------------------------------------
+// --- filling -------------------------------------------------------------------------------------------
 
-static GtkWidget *makenumber(const field *f, double value)
+// What is set now stays within the range, however it was set.
+static void setnumber(GtkSpinButton *spin, double value)
 {
-    double step = f->decimals ? pow(10, -std::min(f->decimals, 2)) : 1;
-    GtkWidget *spin = gtk_spin_button_new_with_range(f->low, f->high, step);
-    gtk_spin_button_set_digits(GTK_SPIN_BUTTON(spin), guint(f->decimals));
-    gtk_spin_button_set_value(GTK_SPIN_BUTTON(spin), value);
-    gtk_entry_set_activates_default(GTK_ENTRY(spin), true);
-    return spin;
+    GtkAdjustment *range = gtk_spin_button_get_adjustment(spin);
+    if (value < gtk_adjustment_get_lower(range)) gtk_adjustment_set_lower(range, value);
+    if (value > gtk_adjustment_get_upper(range)) gtk_adjustment_set_upper(range, value);
+    gtk_spin_button_set_value(spin, value);
 }
 
-static GtkWidget *makechoice(const field *f, int value)
-{
-    GtkWidget *combo = gtk_combo_box_text_new();
-    for (const choicerow *c = f->choices; c->label; ++c)
-        gtk_combo_box_text_append_text(GTK_COMBO_BOX_TEXT(combo), c->label);
-    gtk_combo_box_set_active(GTK_COMBO_BOX(combo), value);
-    return combo;
-}
-
-static GtkWidget *makeentry(const std::string &value)
-{
-    GtkWidget *entry = gtk_entry_new();
-    gtk_entry_set_text(GTK_ENTRY(entry), value.c_str());
-    gtk_entry_set_width_chars(GTK_ENTRY(entry), 30);
-    gtk_entry_set_activates_default(GTK_ENTRY(entry), true);
-    return entry;
-}
-
-static GtkWidget *makecolour(const std::string &value)
-{
-    GdkRGBA c = { 0, 0, 0, 1 };
-    gdk_rgba_parse(&c, ("#" + value).c_str());
-    return gtk_color_button_new_with_rgba(&c);
-}
-
-// The widget of a field, which holds the value, and what is put in the dialog for it.
-static GtkWidget *makewidget(shownfield *s, const std::string &value)
+// Data and files may be others now: lists and names of files are not kept.
+static void startvalue(shownfield *s)
 {
     const field *f = s->of;
-    showndialog *d = s->dialog;
-    GtkWidget *shown;
-    double number = g_ascii_strtod(value.c_str(), nullptr);
-    switch (f->kind) {
-    case CHECK:
-        shown = s->widget = gtk_check_button_new_with_mnemonic(f->label);
-        gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(shown), number != 0);
-        g_signal_connect(shown, "toggled", G_CALLBACK(on_changed), d);
-        return shown;
-    case NUMBER:
-        shown = s->widget = makenumber(f, number);
-        g_signal_connect(shown, "value-changed", G_CALLBACK(on_changed), d);
-        return shown;
-    case CHOICE:
-        shown = s->widget = makechoice(f, int(number));
-        g_signal_connect(shown, "changed", G_CALLBACK(on_changed), d);
-        return shown;
-    case COLOUR:
-        shown = s->widget = makecolour(value);
-        g_signal_connect(shown, "color-set", G_CALLBACK(on_changed), d);
-        return shown;
-    case TEXT: case READFILE: case WRITEFILE: {
-        shown = s->widget = makeentry(value);
-        g_signal_connect(shown, "changed", G_CALLBACK(on_changed), d);
-        if (f->kind == TEXT) return shown;
-        GtkWidget *box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 6);
-        GtkWidget *browse = gtk_button_new_with_mnemonic("_Browse...");
-        gtk_box_pack_start(GTK_BOX(box), s->widget, true, true, 0);
-        gtk_box_pack_start(GTK_BOX(box), browse, false, false, 0);
-        g_signal_connect(browse, "clicked", G_CALLBACK(on_browse), s);
-        return box;
-    }
-    default:
-        s->list = value;
-        shown = s->widget = gtk_button_new_with_label(saylist(f->kind, value).c_str());
-        g_signal_connect(shown, "clicked", G_CALLBACK(on_list), s);
-        return shown;
-    }
-}
-
-static std::string firstvalue(const dialogform *form, const field *f)
-{
     char text[60];
-    if (f->nowtext) return f->nowtext();
-    snprintf(text, sizeof text, "%.*f", f->decimals, f->now ? f->now() : f->first);
-    bool number = f->kind == CHECK || f->kind == CHOICE || f->kind == NUMBER;
-    if (f->now && f->kind == COLOUR) snprintf(text, sizeof text, "%06x", unsigned(f->now()));
-    if (f->now) return text;
-    auto last = lastvalues.find(std::string(form->name) + ' ' + f->key);
-    bool lasts = last != lastvalues.end() && !islist(f->kind) && !isfile(f->kind);     // the data may be others now
-    return lasts ? last->second : number ? text : "";
+    if (f->nowtext) setvalue(s, f->nowtext());
+    else if (f->now && isnumber(*s)) setnumber(GTK_SPIN_BUTTON(s->widget), f->now());
+    else if (f->now) {
+        snprintf(text, sizeof text, GTK_IS_COLOR_CHOOSER(s->widget) ? "%06x" : "%i", int(f->now()));
+        setvalue(s, text);
+    } else if (f->kind == PLAIN) {
+        auto last = lastvalues.find(std::string(s->dialog->form->name) + ' ' + f->key);
+        if (last != lastvalues.end()) setvalue(s, last->second);
+    }
 }
 
-static GtkWidget *boldlabel(const char *text)
+static void setbounds(const shownfield &s)
 {
-    GtkWidget *label = gtk_label_new(nullptr);
-    char *bold = g_markup_printf_escaped("<b>%s</b>", text);
-    gtk_label_set_markup(GTK_LABEL(label), bold);
-    g_free(bold);
-    return label;
+    GtkAdjustment *range = gtk_spin_button_get_adjustment(GTK_SPIN_BUTTON(s.widget));
+    if (s.of->low) gtk_adjustment_set_lower(range, s.of->low());
+    if (s.of->high) gtk_adjustment_set_upper(range, s.of->high());
 }
 
-// Pages and a row of buttons, of which one is in.  (A notebook complains to screen readers as it goes.)
-struct pagebook {
-    GtkWidget *tabs = nullptr, *stack = nullptr, *lasttab = nullptr;
-};
-
-static void startpages(pagebook *book, GtkGrid *top, int row)
+static const char *changesignal(const shownfield &s)
 {
-    book->tabs = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-    gtk_style_context_add_class(gtk_widget_get_style_context(book->tabs), "linked");
-    gtk_widget_set_halign(book->tabs, GTK_ALIGN_CENTER);
-    gtk_widget_set_margin_top(book->tabs, 6);
-    gtk_widget_set_margin_bottom(book->tabs, 6);
-    book->stack = gtk_stack_new();
-    gtk_grid_attach(top, book->tabs, 0, row, 2, 1);
-    gtk_grid_attach(top, book->stack, 0, row + 1, 2, 1);
+    return ischeck(s) ? "toggled" : isnumber(s) ? "value-changed" : GTK_IS_COLOR_CHOOSER(s.widget) ? "color-set" : "changed";
 }
 
-static void on_page(GtkToggleButton *tab, gpointer page) noexcept
+static void startfield(shownfield *s)
+{
+    showndialog *d = s->dialog;
+    if (isnumber(*s)) setbounds(*s);
+    if (GTK_IS_ENTRY(s->widget)) gtk_entry_set_activates_default(GTK_ENTRY(s->widget), true);
+    if (islist(s->of->kind)) {
+        gtk_button_set_label(GTK_BUTTON(s->widget), saylist(s->of->kind, "").c_str());
+        g_signal_connect(s->widget, "clicked", G_CALLBACK(on_list), s);
+        return;
+    }
+    if (isfile(s->of->kind))
+        g_signal_connect(part(d, std::string(s->of->key) + "_browse"), "clicked", G_CALLBACK(on_browse), s);
+    startvalue(s);
+    g_signal_connect(s->widget, changesignal(*s), G_CALLBACK(on_changed), d);
+}
+
+static void startfields(showndialog *d)
+{
+    for (const field *f = d->form->fields; f->key; ++f) d->fields.push_back({ f, part(d, f->key), "", d });
+    for (shownfield &s : d->fields) startfield(&s);
+}
+
+// Pages are a stack and a row of buttons, of which one is in; each shows the page of its place.  (A
+// notebook complains to screen readers as it goes.)
+static void on_tab(GtkToggleButton *tab, gpointer page) noexcept
 {
     if (!gtk_toggle_button_get_active(tab)) return;
     gtk_stack_set_visible_child(GTK_STACK(gtk_widget_get_parent(GTK_WIDGET(page))), GTK_WIDGET(page));
 }
 
-static GtkGrid *addpage(pagebook *book, const char *label)
+static void starttabs(const showndialog *d)
 {
-    GtkWidget *grid = gtk_grid_new();
-    gtk_grid_set_row_spacing(GTK_GRID(grid), 6);
-    gtk_grid_set_column_spacing(GTK_GRID(grid), 12);
-    gtk_container_add(GTK_CONTAINER(book->stack), grid);
-    GtkRadioButton *last = book->lasttab ? GTK_RADIO_BUTTON(book->lasttab) : nullptr;
-    GtkWidget *tab = gtk_radio_button_new_with_mnemonic_from_widget(last, label);
-    gtk_toggle_button_set_mode(GTK_TOGGLE_BUTTON(tab), false);
-    g_signal_connect(tab, "toggled", G_CALLBACK(on_page), grid);
-    gtk_box_pack_start(GTK_BOX(book->tabs), tab, false, false, 0);
-    book->lasttab = tab;
-    return GTK_GRID(grid);
-}
-
-static void buildfield(shownfield *s, const std::string &value, GtkGrid *grid, int row)
-{
-    const field *f = s->of;
-    if (f->kind == HEADING) {
-        s->label = boldlabel(f->label);
-        gtk_widget_set_margin_top(s->label, row ? 8 : 0);
-        gtk_grid_attach(grid, s->label, 0, row, 2, 1);
-    } else {
-        GtkWidget *shown = makewidget(s, value);
-        gtk_widget_set_hexpand(shown, true);
-        if (f->kind != CHECK) {
-            s->label = gtk_label_new_with_mnemonic(f->label);
-            gtk_label_set_mnemonic_widget(GTK_LABEL(s->label), s->widget);
-            gtk_grid_attach(grid, s->label, 0, row, 1, 1);
-        }
-        gtk_grid_attach(grid, shown, f->kind == CHECK ? 0 : 1, row, f->kind == CHECK ? 2 : 1, 1);
-    }
-    if (s->label) gtk_label_set_xalign(GTK_LABEL(s->label), 0);
-}
-
-static void buildfields(showndialog *d, GtkGrid *top)
-{
-    size_t n = 0;
-    for (const field *f = d->form->fields; f->kind != NOFIELD; ++f) ++n;
-    d->fields.resize(n);
-    GtkGrid *grid = top;
-    pagebook book;
-    int row = 0;
-    for (size_t i = 0; i < n; ++i) {
-        shownfield *s = &d->fields[i];
-        *s = { &d->form->fields[i], nullptr, nullptr, "", d };
-        if (s->of->kind != PAGE) {
-            buildfield(s, firstvalue(d->form, s->of), grid, row++);
-            continue;
-        }
-        if (!book.stack) startpages(&book, top, row);
-        grid = addpage(&book, s->of->label);
-        row = 0;
-    }
+    if (!part(d, "tabs")) return;
+    GList *tabs = gtk_container_get_children(GTK_CONTAINER(part(d, "tabs")));
+    GList *pages = gtk_container_get_children(GTK_CONTAINER(part(d, "pages")));
+    for (GList *t = tabs, *p = pages; t && p; t = t->next, p = p->next)
+        g_signal_connect(t->data, "toggled", G_CALLBACK(on_tab), p->data);
+    g_list_free(tabs);
+    g_list_free(pages);
 }
 
 static void keepvalues(const showndialog *d)
 {
-    for (const shownfield &s : d->fields)
-        if (s.widget) lastvalues[std::string(d->form->name) + ' ' + s.of->key] = valueof(s);
+    for (const shownfield &s : d->fields) lastvalues[std::string(d->form->name) + ' ' + s.of->key] = valueof(s);
 }
 
 // --- running -------------------------------------------------------------------------------------------
@@ -382,6 +341,12 @@ GtkBuilder *loadui(const char *name)
     char path[200];
     snprintf(path, sizeof path, ZEL_RESOURCES "%s.ui", name);
     return gtk_builder_new_from_resource(path);
+}
+
+GtkBuilder *loadform(const dialogform *form)
+{
+    g_type_ensure(zel_dialog_get_type());
+    return loadui((std::string("dialog_") + form->name).c_str());
 }
 
 int rundialog(GtkWidget *dialog)
@@ -400,27 +365,24 @@ int rundialog(GtkWidget *dialog)
 
 void opendialog(const dialogform *form)
 {
-    GtkBuilder *ui = loadui("dialog_command");
-    auto part = [ui](const char *name) { return GTK_WIDGET(gtk_builder_get_object(ui, name)); };
-    showndialog d = { form, part("dialog"), part("command"), part("ok"), {} };
-    gtk_window_set_title(GTK_WINDOW(d.dialog), form->title);
-    gtk_label_set_text(GTK_LABEL(part("note")), form->note ? form->note : "");
-    gtk_widget_set_visible(part("note"), form->note != nullptr);
-    gtk_widget_set_visible(part("commandrow"), !form->done);
-    buildfields(&d, GTK_GRID(part("fields")));
-    gtk_widget_show_all(part("fields"));
+    GtkBuilder *ui = loadform(form);
+    showndialog d = { form, ui, reinterpret_cast<ZelDialog *>(gtk_builder_get_object(ui, "dialog")), {} };
+    gtk_widget_set_visible(d.dialog->note, *gtk_label_get_text(GTK_LABEL(d.dialog->note)));
+    gtk_widget_set_visible(d.dialog->commandrow, !form->done);
+    startfields(&d);
+    starttabs(&d);
+    gtk_widget_show_all(d.dialog->fields);
     refresh(&d);
-    gtk_entry_set_width_chars(GTK_ENTRY(d.preview), int(std::clamp(compose(&d).size(), LEASTWIDTH, MOSTWIDTH)));
-    gtk_widget_grab_default(d.ok);
+    gtk_entry_set_width_chars(GTK_ENTRY(d.dialog->command), int(std::clamp(compose(&d).size(), LEASTWIDTH, MOSTWIDTH)));
     std::string command;
-    if (rundialog(d.dialog)) {
+    if (rundialog(GTK_WIDGET(d.dialog))) {
         bool missing = incomplete(&d);       // a dialog that accepts itself
         if (!missing) command = compose(&d);
-        else MsgBox_OK(form->title, "Something that must be given is not");
+        else MsgBox_OK(titleof(&d).c_str(), "Something that must be given is not");
         exvalis = !missing;
         keepvalues(&d);
     }
-    gtk_widget_destroy(d.dialog);
+    gtk_widget_destroy(GTK_WIDGET(d.dialog));
     g_object_unref(ui);
     if (command.empty()) return;
     if (form->done) form->done(command.c_str());

@@ -8,13 +8,13 @@ extern const dialogform readtreesform, newmatrixform, openlogform, appendlogform
 void open_input_file();
 
 // dataforms.cpp
-extern const dialogform taxaform, outgroupform, renametaxonform, taxongroupform, charactersform, chargroupform,
+extern const dialogform taxaform, outgroupform, renametaxonform, taxongroupform, charactersform, ancestralform, chargroupform,
     minmaxform, editcellform, blocksform, constraintform, fillform;
 
 // treeforms.cpp
 extern const dialogform displayform, consensusform, supertreeform, chooseform, treegroupform, bestform, sortform, rerootform,
-    randtreesform, prunetaxaform, condenseform, keepform, tovaultform, fromvaultform, lengthform, branchform, charscoreform, fitform,
-    referenceform, compareform, comparefitsform, tagtreeform, svgtreeform;
+    randtreesform, prunetaxaform, condenseform, keepform, tovaultform, fromvaultform, lengthform, branchform,
+    charscoreform, fitform, homoplasyform, referenceform, compareform, comparefitsform, tagtreeform, svgtreeform;
 
 // searchforms.cpp
 extern const dialogform implicitform, traditionalform, levelform, suboptimalform, timeoutform, estimateform;

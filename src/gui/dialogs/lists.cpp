@@ -1,6 +1,7 @@
 // Choosing taxa, characters or trees: a list with marks, a text that narrows it down, and buttons
 // that mark many at a time.
 #include "gui/dialogs/lists.h"
+#include "gui/appwindow.h"
 #include "gui/boxes.h"
 #include "data/matrix.h"
 #include "kernel/utf8.h"
@@ -14,15 +15,34 @@
 
 enum column { MARKED, NUMBERTEXT, NAME, PLACE };
 
+// What all of them share; the named children are those of zellistdialog.ui.
+struct ZelListDialog {
+    GtkDialog parent;
+    GtkWidget *find, *items, *buttons, *all, *none, *invert, *count;
+};
+struct ZelListDialogClass {
+    GtkDialogClass parent;
+};
+G_DEFINE_TYPE(ZelListDialog, zel_list_dialog, GTK_TYPE_DIALOG)
+
+static void zel_list_dialog_init(ZelListDialog *self) { gtk_widget_init_template(GTK_WIDGET(self)); }
+
+static void zel_list_dialog_class_init(ZelListDialogClass *type)
+{
+    GtkWidgetClass *widget = GTK_WIDGET_CLASS(type);
+    gtk_widget_class_set_template_from_resource(widget, ZEL_RESOURCES "zellistdialog.ui");
+#define CHILD(name) gtk_widget_class_bind_template_child_internal(widget, ZelListDialog, name)
+    CHILD(find); CHILD(items); CHILD(buttons); CHILD(all); CHILD(none); CHILD(invert); CHILD(count);
+#undef CHILD
+}
+
 struct listchooser {
     fieldkind kind;
-    GtkBuilder *ui;
+    ZelListDialog *dialog;
     GtkListStore *store;
     GtkTreeModel *filtered;
     int n;
 };
-
-static GObject *part(listchooser *c, const char *name) { return gtk_builder_get_object(c->ui, name); }
 
 // --- lists as text ---------------------------------------------------------------------------------
 
@@ -94,7 +114,7 @@ static void saycount(listchooser *c)
     std::vector<bool> marks = marksnow(c);
     char text[80];
     snprintf(text, sizeof text, "%i of %i chosen", int(std::count(marks.begin(), marks.end(), true)), c->n);
-    gtk_label_set_text(GTK_LABEL(part(c, "count")), text);
+    gtk_label_set_text(GTK_LABEL(c->dialog->count), text);
 }
 
 // Only what is seen is marked, so that the text that narrows the list down chooses.
@@ -141,7 +161,7 @@ static void on_rowactivated(GtkTreeView *, GtkTreePath *path, GtkTreeViewColumn 
     on_toggled(nullptr, text, of);
     g_free(text);
     auto c = static_cast<listchooser *>(of);
-    if (c->kind == TAXON) gtk_dialog_response(GTK_DIALOG(part(c, "dialog")), GTK_RESPONSE_OK);
+    if (c->kind == TAXON) gtk_dialog_response(GTK_DIALOG(c->dialog), GTK_RESPONSE_OK);
 }
 
 // Some trees at random, by the random numbers of the toolkit: the seed of the analysis stays.
@@ -153,7 +173,7 @@ static void on_random(GtkButton *, gpointer of) noexcept
     auto many = GTK_SPIN_BUTTON(gtk_builder_get_object(ui, "many"));
     gtk_spin_button_set_range(many, 1, c->n);
     gtk_spin_button_set_value(many, std::min(c->n, 10));
-    gtk_window_set_transient_for(GTK_WINDOW(dialog), GTK_WINDOW(part(c, "dialog")));
+    gtk_window_set_transient_for(GTK_WINDOW(dialog), GTK_WINDOW(c->dialog));
     bool ok = rundialog(dialog);
     int left = gtk_spin_button_get_value_as_int(many), rest = c->n;
     gtk_widget_destroy(dialog);
@@ -171,7 +191,7 @@ static void on_random(GtkButton *, gpointer of) noexcept
 
 static gboolean isseen(GtkTreeModel *model, GtkTreeIter *at, gpointer of) noexcept
 {
-    const char *text = gtk_entry_get_text(GTK_ENTRY(part(static_cast<listchooser *>(of), "find")));
+    const char *text = gtk_entry_get_text(GTK_ENTRY(static_cast<listchooser *>(of)->dialog->find));
     if (!*text) return true;
     char *number, *name;
     gtk_tree_model_get(model, at, NUMBERTEXT, &number, NAME, &name, -1);
@@ -184,6 +204,13 @@ static gboolean isseen(GtkTreeModel *model, GtkTreeIter *at, gpointer of) noexce
 static void on_find(GtkEditable *, gpointer of) noexcept
 {
     gtk_tree_model_filter_refilter(GTK_TREE_MODEL_FILTER(static_cast<listchooser *>(of)->filtered));
+}
+
+// Esc clears the text first, and then gives the list up.
+static void on_stopsearch(GtkSearchEntry *find, gpointer of) noexcept
+{
+    if (*gtk_entry_get_text(GTK_ENTRY(find))) gtk_entry_set_text(GTK_ENTRY(find), "");
+    else gtk_dialog_response(GTK_DIALOG(static_cast<listchooser *>(of)->dialog), GTK_RESPONSE_CANCEL);
 }
 
 static void fillstore(listchooser *c, const std::string &list)
@@ -199,7 +226,7 @@ static void fillstore(listchooser *c, const std::string &list)
 
 static void makecolumns(listchooser *c)
 {
-    auto tree = GTK_TREE_VIEW(part(c, "items"));
+    auto tree = GTK_TREE_VIEW(c->dialog->items);
     GtkCellRenderer *mark = gtk_cell_renderer_toggle_new(), *number = gtk_cell_renderer_text_new(),
                     *name = gtk_cell_renderer_text_new();
     gtk_cell_renderer_toggle_set_radio(GTK_CELL_RENDERER_TOGGLE(mark), c->kind == TAXON);
@@ -213,36 +240,35 @@ static void makecolumns(listchooser *c)
     gtk_tree_view_set_model(tree, c->filtered);
 }
 
-static void connectbuttons(listchooser *c)
+// Only trees are chosen at random.
+static void connectbuttons(listchooser *c, GObject *random)
 {
-    constexpr struct { const char *name; void (*does)(GtkButton *, gpointer) noexcept; } buttons[] = {
-        { "all", on_all }, { "none", on_none }, { "invert", on_invert }, { "random", on_random }
-    };
-    for (auto &b : buttons) {
-        GObject *button = part(c, b.name);
-        if (!button) continue;
-        g_signal_connect(button, "clicked", G_CALLBACK(b.does), c);
-        gtk_widget_set_sensitive(GTK_WIDGET(button), c->kind != TAXON);
-    }
-    g_signal_connect(part(c, "find"), "changed", G_CALLBACK(on_find), c);
+    g_signal_connect(c->dialog->all, "clicked", G_CALLBACK(on_all), c);
+    g_signal_connect(c->dialog->none, "clicked", G_CALLBACK(on_none), c);
+    g_signal_connect(c->dialog->invert, "clicked", G_CALLBACK(on_invert), c);
+    if (random) g_signal_connect(random, "clicked", G_CALLBACK(on_random), c);
+    gtk_widget_set_sensitive(c->dialog->buttons, c->kind != TAXON);
+    g_signal_connect(c->dialog->find, "changed", G_CALLBACK(on_find), c);
+    g_signal_connect(c->dialog->find, "stop-search", G_CALLBACK(on_stopsearch), c);
 }
 
 bool chooselist(fieldkind kind, GtkWindow *over, const char *title, std::string *list)
 {
-    const char *ui = kind == TREES ? "trees_select" : kind == CHARACTERS ? "trees_chars_select" : "taxa_select";
-    listchooser c = { kind, loadui(ui), nullptr, nullptr, elements(kind) };
-    GtkWidget *dialog = GTK_WIDGET(part(&c, "dialog"));
+    g_type_ensure(zel_list_dialog_get_type());
+    GtkBuilder *ui = loadui(kind == TREES ? "trees_select" : kind == CHARACTERS ? "trees_chars_select" : "taxa_select");
+    GtkWidget *dialog = GTK_WIDGET(gtk_builder_get_object(ui, "dialog"));
+    listchooser c = { kind, reinterpret_cast<ZelListDialog *>(dialog), nullptr, nullptr, elements(kind) };
     gtk_window_set_title(GTK_WINDOW(dialog), title);
     gtk_window_set_transient_for(GTK_WINDOW(dialog), over);
     fillstore(&c, *list);
     makecolumns(&c);
-    connectbuttons(&c);
+    connectbuttons(&c, gtk_builder_get_object(ui, "random"));
     saycount(&c);
     bool ok = rundialog(dialog);
     if (ok) *list = listof(marksnow(&c));
     gtk_widget_destroy(dialog);
     g_object_unref(c.filtered);
     g_object_unref(c.store);
-    g_object_unref(c.ui);
+    g_object_unref(ui);
     return ok;
 }

@@ -45,12 +45,18 @@ TEST(FileNames, TakeAnExtensionWhenTheyHaveNone)
 TEST(FileNames, AreChosenInTheWindow)
 {
     someone there("typed");
-    choose_file_name = [](const char *title, bool towrite) { return asked = title, writing = towrite, std::string("/chosen here.x"); };
+    static std::string wanted;
+    choose_file_name = [](const char *title, bool towrite, const char *extension) {
+        asked = title, writing = towrite, wanted = extension;
+        return std::string("/chosen here.x");
+    };
     EXPECT_EQ(typed("var: name[40]; getfname name write; quote $name;"), "/chosen^here.x\n");
     EXPECT_EQ(asked, "File to write");
     EXPECT_TRUE(writing);
-    zelrun("getfname name r Input;");
+    EXPECT_EQ(wanted, "");
+    zelrun("getfname [*.zel] name r Input;");
     EXPECT_FALSE(writing);
+    EXPECT_EQ(wanted, ".zel");
 }
 
 TEST(FileNames, AreNotThereWhenNobodyCanAnswer)

@@ -322,6 +322,19 @@ TEST(Treefiles, ExitEndsAParentheticalFile)
     EXPECT_EQ(text.substr(text.find('\n')), "\n(0 (1 2) (3 4));\nproc/;\n");
 }
 
+TEST(Treefiles, ExitTellsOfOneThatCannotBeWritten)
+{
+    datafor(5);
+    zelrun("tread (0 (1 2) (3 4));");
+    std::string file = "/dev/full";
+    zelrun("tsave *" + file + ";");
+    fputs("trees not written yet\n", treefile);
+    testing::internal::CaptureStderr();
+    close_treefile_at_exit();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Cannot write /dev/full: the trees saved are lost\n");
+    EXPECT_EQ(treefile, nullptr);
+}
+
 TEST(Autosave, WritesAllTreesByTurns)
 {
     datafor(6);
