@@ -3,6 +3,7 @@
 #include "kernel/arena.h"
 #include "kernel/errors.h"
 #include "trees/imagevars.h"
+#include "trees/packlist.h"
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -27,9 +28,7 @@ void andmem()
     if (packweightkind() != WT_UNIT || !foldcells) return;
     ands_on = 1;
     size_t cells = size_t(maxclustnum) * rowcells;
-    constexpr size_t LINE = 64;
-    char *p = static_cast<char *>(loram(2 * cells * sizeof(uint32_t) + LINE));
-    interrows = reinterpret_cast<uint32_t *>(p + (LINE - uintptr_t(p) % LINE) % LINE);
+    interrows = alignedrows(2 * cells);
     interbackups = interrows + cells;
     memset(interrows, 255, 2 * cells * sizeof(uint32_t));
     and_list = lo<int>(foldcells);

@@ -5,6 +5,7 @@
 #include "kernel/arena.h"
 #include "kernel/errors.h"
 #include "trees/imagevars.h"
+#include "trees/packlist.h"
 #include <algorithm>
 #include <cassert>
 #include <cstring>
@@ -48,9 +49,8 @@ int clusternumber()                 // enough for every partition of hinod nodes
 void layclusters()
 {
     maxclustnum = clusternumber();
-    size_t row = rowcells, line = 64;
-    char *p = static_cast<char *>(loram(2 * maxclustnum * row * sizeof(uint32_t) + line));
-    unionrows = reinterpret_cast<uint32_t *>(p + (line - uintptr_t(p) % line) % line);
+    size_t row = rowcells;
+    unionrows = alignedrows(2 * maxclustnum * row);
     unionbackups = unionrows + maxclustnum * row;
     memset(unionrows, 255, 2 * maxclustnum * row * sizeof(uint32_t));   // padding holds every state here too
     clusmat = zlo<clusrec>(maxclustnum);

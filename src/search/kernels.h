@@ -16,12 +16,6 @@ constexpr long NOLIMIT = 1L << 62;               // a bound that everything pass
 constexpr int NOCELL = 2147483647;               // above every cell
 constexpr long TOOMANY = NOLIMIT;                // what a check returns when its bound was passed
 
-// One stretch of a row as it was before a clip.
-struct savedblock {
-    uint32_t *where;
-    uint32_t  old[WIDESTVECTOR];
-};
-
 // What the loops work on.  Rows have `row` cells, at multiples of 64 bytes; cells from `cells` up to
 // the next multiple of the widest vector hold every state everywhere and never cost anything.
 struct evaldata {
@@ -54,7 +48,7 @@ struct evaldata {
     int *lowcell, *hicell;        // per dirty cluster: its union was widened in cells lowcell..hicell - 1 only
     // What a clip overwrites; nlog above maxlog means that not all was kept.
     int logging, nlog, maxlog;
-    savedblock *log;
+    uint32_t **logged, *logcells; // where each stretch of a row lay, and its cells as they were; room for maxlog of the widest
 };
 
 struct kernelset {

@@ -339,7 +339,8 @@ struct stretch {             // cells c .. c + N - 1 of all rows, with what is r
     size_t row;
     int ntax, c;
     vec low, shift;
-    savedblock *log, *logend;
+    uint32_t **logged, *logcells;
+    int nlog, maxlog;
     bool logging;
     uint32_t *dn(int n) const { return walk + n * 3 * row; }
 };
@@ -347,7 +348,7 @@ struct stretch {             // cells c .. c + N - 1 of all rows, with what is r
 inline stretch firststretch(evaldata *d)
 {
     return { d, d->anc, d->lef, d->rig, d->isinclu, d->walk, d->branch, d->unions, d->row, d->ntax, 0, load(d->low), load(d->shift),
-             d->log + d->nlog, d->log + d->maxlog, d->logging != 0 };
+             d->logged, d->logcells, d->nlog, d->maxlog, d->logging != 0 };
 }
 
 inline void nextstretch(stretch &s)
@@ -362,18 +363,17 @@ inline void nextstretch(stretch &s)
 
 inline void keeplog(const stretch &s)
 {
-    if (s.logging) s.d->nlog = int(s.log - s.d->log);
+    if (s.logging) s.d->nlog = s.nlog;
 }
 
 inline void change(stretch &s, uint32_t *where, vec old, vec now)
 {
     if (s.logging) {
-        if (s.log < s.logend) {
-            s.log->where = where;
-            store(s.log->old, old);
-            ++s.log;
+        if (s.nlog < s.maxlog) {
+            s.logged[s.nlog] = where;
+            store(s.logcells + s.nlog++ * size_t(N), old);
         } else
-            s.log = s.logend + 1;
+            s.nlog = s.maxlog + 1;
     }
     store(where, now);
 }
@@ -563,7 +563,7 @@ int renew(const evaldata *d, const int *list, int n, int sure)
 
 void restore(evaldata *d)
 {
-    for (int i = 0; i < d->nlog; ++i) store(d->log[i].where, load(d->log[i].old));
+    for (int i = 0; i < d->nlog; ++i) store(d->logged[i], load(d->logcells + i * size_t(N)));
     d->nlog = 0;
 }
 

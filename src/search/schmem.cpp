@@ -50,7 +50,8 @@ void reduced_search_mem(const reduction *reduced)
     tmpsuprt = zlo<int>(reduced ? hinod + 2 : nodz);
     xrandseq = zlo<int>(ntax + 1);
     ed.maxlog = logsize(hinod);
-    ed.log = lo<savedblock>(ed.maxlog);
+    ed.logged = lo<uint32_t *>(ed.maxlog);
+    ed.logcells = alignedrows(size_t(ed.maxlog) * WIDESTVECTOR);
     layclusters();
     andmem();
     fitmem(reduced);
@@ -70,7 +71,7 @@ size_t search_bytes()
 {
     size_t nodes = size_t(hinod) + 2, row = size_t(rowlength(char_cells)), ups = size_t(sankrow) + 2 * size_t(controw);
     size_t down = 2 * size_t(sankrow + controw), slow = size_t(nsank + num_cont), clusters = size_t(clusternumber());
-    size_t bytes = nodes * (40 * sizeof(int) + sizeof(goodmove)) + size_t(logsize(hinod)) * sizeof(savedblock);
+    size_t bytes = nodes * (40 * sizeof(int) + sizeof(goodmove)) + size_t(logsize(hinod)) * (sizeof(uint32_t *) + WIDESTVECTOR * sizeof(uint32_t));
     bytes += clusters * (row * 4 * sizeof(uint32_t) + sizeof(clusrec) + 48 * sizeof(int)) + row * 40 * sizeof(uint32_t);
     if (dopiwe) bytes += row * 16 * (9 * sizeof(int64_t)) + size_t(fitsets + 2) * 9 * sizeof(double);
     if (packweightkind() >= WT_FIELD) bytes += row * 4 * sizeof(uint32_t);

@@ -19,7 +19,7 @@
 #include "data/matrix.h"
 #include "kernel/arena.h"
 #include "trees/imagevars.h"
-#include "trees/pack.h"
+#include "trees/packlist.h"
 #include "trees/reduce.h"
 #include "trees/scratch.h"
 #include "trees/treemodel.h"
@@ -48,13 +48,11 @@ static struct {
 
 void sectormem()
 {
-    constexpr size_t LINE = 64;
     size_t nodes = size_t(hinod) + 2, row = size_t(rowcells);
     for (int **list : { &sectonod, &nodtosect, &wholetree, &sectree, &sector.path, &sector.list }) *list = zlo<int>(nodes);
     std::fill(nodtosect, nodtosect + nodes, -1);
     sector.image = lo<char>(imagevars_size());
-    char *p = lo<char>(row * sizeof(uint32_t) + LINE);
-    sector.beyond = reinterpret_cast<uint32_t *>(p + (LINE - uintptr_t(p) % LINE) % LINE);
+    sector.beyond = alignedrows(row);
     memset(sector.beyond, 255, row * sizeof(uint32_t));
     sector.slowbeyond = lo<int>(slowrow);
     sector.outside = dopiwe ? lo<uint32_t>(row * 16) : nullptr;

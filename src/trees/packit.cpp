@@ -43,7 +43,7 @@ int rowlength(int cells)
     return (vectors | 1) * ROWALIGN;
 }
 
-static uint32_t *alignedrows(size_t cells)
+uint32_t *alignedrows(size_t cells)
 {
     constexpr size_t LINE = 64;
     char *p = static_cast<char *>(loram(cells * sizeof(uint32_t) + LINE));

@@ -1,4 +1,4 @@
-// trees/packlist.h: which characters are packed, and in which cells; used only by the pack itself.
+// trees/packlist.h: which characters are packed, and in which cells; for the pack itself and what lays rows beside its own.
 //
 // The list and the tables of weights live at the high end of the arena during a pack.
 #pragma once
@@ -44,5 +44,6 @@ using fieldwriter = void (*)(const packrec &p, int cell, int bit, int rec);
 void placefields(bool bywt, fieldwriter write);   // the place of each record of the list: of its first field
 fieldrec &enterfield(const packrec &p, int cell, int bit, int rec);   // tables by cell, and the weight of the record
 int  rowlength(int cells);
+uint32_t *alignedrows(size_t cells);    // room at the low end of the arena that begins with a line of the cache
 int  wholelanes(int n);
 void endofpacking();                    // branch sets of terminals, cumulative bounds

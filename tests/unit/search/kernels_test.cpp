@@ -22,7 +22,9 @@ struct rows {
     int anc[NODES] = { 5, 6, 7, 8, 8, NODES, 5, 6, 7 };
     int lef[NODES] = { -1, -1, -1, -1, -1, 0, 1, 2, 3 }, rig[NODES] = { -1, -1, -1, -1, -1, 6, 7, 8, 4 };
     int path[NODES], stack[NODES], isinclu[NODES] = {}, dirtylist[4], dirty[4] = {}, lowcell[4], hicell[4];
-    savedblock log[1200];
+    static constexpr int LOGGED = 1200;
+    uint32_t *logged[LOGGED];
+    alignas(64) uint32_t logcells[LOGGED * WIDESTVECTOR];
     int64_t fieldfits[ROW * 16];
     uint32_t fieldsteps[ROW * 16] = {};
     evaldata d = {};
@@ -80,8 +82,9 @@ struct rows {
         d.dirty = dirty;
         d.lowcell = lowcell;
         d.hicell = hicell;
-        d.log = log;
-        d.maxlog = 1200;
+        d.logged = logged;
+        d.logcells = logcells;
+        d.maxlog = LOGGED;
     }
 
     void roundweights(int shift)
@@ -323,7 +326,8 @@ TEST(Kernels, AClipAndItsUndoingGiveTheSetsOfACompleteOptimization)
             for (rows *q : { fast.get(), plain.get() }) {
                 q->d.walk = q->walk;
                 q->d.branch = q->branch;
-                q->d.log = q->log;
+                q->d.logged = q->logged;
+                q->d.logcells = q->logcells;
                 q->d.anc = q->anc;
                 q->d.lef = q->lef;
                 q->d.rig = q->rig;
@@ -344,11 +348,12 @@ TEST(Kernels, AClipAndItsUndoingGiveTheSetsOfACompleteOptimization)
             auto undone = std::make_unique<rows>(*fast);
             undone->d.walk = undone->walk;
             for (int i = 0; i < undone->d.nlog; ++i) {          // the log points into the rows of fast
-                uint32_t *w = fast->log[i].where;
+                uint32_t *w = fast->logged[i];
                 bool inwalk = w >= fast->walk && w < fast->walk + NODES * 3 * ROW;
-                undone->log[i].where = inwalk ? undone->walk + (w - fast->walk) : undone->branch + (w - fast->branch);
+                undone->logged[i] = inwalk ? undone->walk + (w - fast->walk) : undone->branch + (w - fast->branch);
             }
-            undone->d.log = undone->log;
+            undone->d.logged = undone->logged;
+            undone->d.logcells = undone->logcells;
             k.restore(&undone->d);
             same(*undone, *whole);
             fast->anc[2] = 7;                                   // and back by optimization
