@@ -116,6 +116,24 @@ void domajority(int *const *trees, int *result, int ntrees, const uint8_t *list,
     formtree(result, freqs, excluded);
 }
 
+// The result has the groups of the reference tree, but not its node numbers: from one of the taxa of each node of the
+// reference, the way to the root of the result meets the node with as many taxa.
+void valuesofnodes(const int *tree, const int *result, const int *values, const uint8_t *excluded, int *ofnodes)
+{
+    char *here = lomark();
+    int *sizes = lo<int>(nodz), *one = lo<int>(nodz), *resultsizes = lo<int>(nodz), *spare = lo<int>(nodz);
+    calcusizes(tree, sizes, one, excluded);
+    calcusizes(result, resultsizes, spare, excluded);
+    for (int n = 0; n < tree[nt]; ++n) {
+        ofnodes[n] = NOGROUP;
+        if (n <= nt || sizes[n] < 2 || sizes[n] == consensus_taxa) continue;
+        int at = one[n];
+        while (resultsizes[at] < sizes[n]) at = result[at];
+        ofnodes[n] = values[at];
+    }
+    loset(here);
+}
+
 void do_major_for_jak(int *const *trees, int *result, int ntrees, const uint8_t *list, uint8_t *excluded, int cut)
 {
     constexpr int ALL = 100;

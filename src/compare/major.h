@@ -20,6 +20,19 @@ void dopaircons(const int *one, const int *other, int *result, uint8_t *excluded
 int treesformajority(int ntrees, const uint8_t *list);
 int treesforfreqdifs(int ntrees, const uint8_t *list);
 
+// Values of the result for the nodes of the reference tree; NOGROUP for those with fewer than two, or all, of the taxa that
+// take part, which completexlist has set.
+constexpr int NOGROUP = INT32_MIN;
+void valuesofnodes(const int *tree, const int *result, const int *values, const uint8_t *excluded, int *ofnodes);
+
+// While it stands, a tree may be the reference; whatever happens, the next command has none.
+struct noreference {
+    noreference() { reference_tree = -1; }
+    ~noreference() { reference_tree = -1; }
+    noreference(const noreference &) = delete;
+    noreference &operator=(const noreference &) = delete;
+};
+
 // The groups of Y that no group of X contradicts, and those of X.
 void zert_groups_onto_tree(const int *X, const int *Y, int *result);
 

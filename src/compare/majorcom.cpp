@@ -71,16 +71,6 @@ const comhelp comcomphelp = {
 
 static bool usetables;          // values of the reference tree go to a table
 
-namespace {
-// Whatever happens, the next command has no reference tree.
-struct noreference {
-    noreference() { reference_tree = -1; }
-    ~noreference() { reference_tree = -1; }
-    noreference(const noreference &) = delete;
-    noreference &operator=(const noreference &) = delete;
-};
-}
-
 static void readcut(int *cut)
 {
     long n = gtnu(), low = cut == &majorcut ? 50 : 0;
@@ -132,22 +122,13 @@ static void labelvalues(const int *tree, const int *values, int trees)
     }
 }
 
-// The result has the groups of the reference tree, but not its node numbers: from one of the taxa of
-// each node of the reference, the way to the root of the result meets the node with as many taxa.
 static void tablevalues(const int *tree, const int *result, const int *values, int trees, const uint8_t *excluded)
 {
     constexpr int BELOWZERO = -5, NOTASKED = -1;
-    int *sizes = lo<int>(nodz), *one = lo<int>(nodz), *resultsizes = lo<int>(nodz), *spare = lo<int>(nodz);
     int *table = lo<int>(nodz);
-    calcusizes(tree, sizes, one, excluded);
-    calcusizes(result, resultsizes, spare, excluded);
-    for (int n = 0; n < tree[nt]; ++n) {
-        table[n] = NOTASKED;
-        if (n <= nt || sizes[n] < 2 || sizes[n] == consensus_taxa) continue;
-        int at = one[n];
-        while (resultsizes[at] < sizes[n]) at = result[at];
-        table[n] = values[at] < 0 ? BELOWZERO : percentof(values[at], trees);
-    }
+    valuesofnodes(tree, result, values, excluded, table);
+    for (int n = 0; n < tree[nt]; ++n)
+        table[n] = table[n] == NOGROUP ? NOTASKED : table[n] < 0 ? BELOWZERO : percentof(table[n], trees);
     printable(table, tree[nt]);
 }
 

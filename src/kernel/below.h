@@ -38,6 +38,7 @@ void macro_buffers_moved(inrec *from, inrec *to, int levels);   // the levels we
 bool is_macro_text(const char *at);            // at lies in a running loop or in the text of an expansion
 void scriptcommand();                          // what commands of the language begin with: name not cut, language on
 bool is_macro_expression(const char *name);    // the language knows it, but not as a command
+bool skip_script_body();                       // over the commands within the present one; false when it has none
 void command_listed(int n);                    // the command put that many things in order: "listsize"
 void macro_errline();                          // composes where an error stood
 void stop_loops();                             // says which loops are running, and ends them

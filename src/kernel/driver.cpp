@@ -311,9 +311,17 @@ void nocommand()
     errmsg("Unknown command:", cmdname, nullptr);
 }
 
+static bool is_script_row(const char *name)
+{
+    const comrow *row = comtable + typolimit;
+    while (row->name && strcmp(row->name, name)) ++row;
+    return row->name != nullptr;
+}
+
 void notyetcom()
 {
+    if (is_script_row(current_command)) scriptcommand();
     ++failed_commands;
     myp("Command %s is not available yet", current_command);
-    gott(';');
+    if (!skip_script_body()) gott(';');
 }

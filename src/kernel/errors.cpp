@@ -97,8 +97,8 @@ void errmsg(const char *text, ...)
     tojoin(message.c_str());
 
     bool plaintext = !curproc->stream || curproc->stream == stdin;
-    if (!message.empty() && !(menuing && plaintext)) {
-        spewch('\n');
+    if (domacros || (!message.empty() && !(menuing && plaintext))) {
+        if (!message.empty()) spewch('\n');
         if (domacros) macro_errline();
         else composeplace();
     }

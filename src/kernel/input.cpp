@@ -209,6 +209,7 @@ static void clearlevel(inrec *p)
     p->is_terminal = p->at_eof = p->began = p->has_args = p->nargs = 0;
     p->saved_atloop = p->saved_private = p->saved_addatvar = p->saved_highest = 0;
     p->saved_loseg = nullptr;
+    std::fill(p->args, p->args + MAXARGS + 1, "");
     p->lineno = 1;
     p->buffer[0] = 0;
     p->saved_getnext = p->buffer;
@@ -273,8 +274,9 @@ void closeproc()
         p->stream = nullptr;
         argpool = const_cast<char *>(p->args[1]);
     }
+    bool quietly = menuing || reading_literal_file;      // the level that is left may be the text read in place
     leave();
-    if (!menuing && curproc->stream != stdin && !reading_literal_file)
+    if (!quietly && curproc->stream != stdin)
         spewem("Again reading from", curproc->name, nullptr);
     if (curproc == procnest && !jaking) erdil_forgood();
 }

@@ -24,10 +24,13 @@ struct combining {
 
 static void needroom(long cells)
 {
-    if (cells < 1) return;
-    if (varnumdims && varnumdims[designated] - numdims == 1 && cells > vardimis[designated][numdims])
+    if (cells < 1 || !varnumdims) return;
+    int dims = remaining_dims();
+    if (dims == 1 && cells > vardimis[designated][numdims])
         myerr("Variable %i has only %i values (0-%i) for dimension %i", designated, vardimis[designated][numdims],
               vardimis[designated][numdims] - 1, numdims + 1);
+    if (dims < 1 && usvarname[designated] && cells > 1)
+        myerr("Variable %i is no array; the combinations have up to %i values", designated, int(cells));
 }
 
 static void write(int v, const std::vector<int> &values)
@@ -39,6 +42,7 @@ static void write(int v, const std::vector<int> &values)
 // False when no more are wanted.
 static bool visit(const combining &c, int size)
 {
+    look_for_break();
     listsize = size - 1;
     fake_cmd_loop_allrecons(c.commands.c_str(), COMBINATIONS);
     return !loop_was_ended && !userstop;

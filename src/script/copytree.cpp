@@ -44,7 +44,7 @@ void copytreecom()
             break;
         case '+':
             place = readplace();
-            if (!txtr || !txtr[nt])
+            if (!txtdatin)
                 myerr("No tag-tree is defined; can't copy onto %i", place < 0 ? trees_in_mem : place);
             name = "of tags";
             tree = copied(txtr);

@@ -41,22 +41,22 @@ static line fittedline(const series &x, const series &y, const series &w)
 
 // --- var & --------------------------------------------------------------------------------
 
-// An array, "+S" values left out at its start, "-T" at its end.
+// An array, "+S" values left out at its start, "-T" at its end, "/N" the number of values taken.
 static series readseries()
 {
     arrayof a = readarray();
     series values = arrayvalues(a);
-    int n = int(values.size());
     for (;;) {
-        bool shift = gotc('+');
-        if (!shift && !gotc('-')) return values;
-        int out = imacnu();
-        if (out < 0 || out >= n)
-            errmsg(("Cannot shift " + std::to_string(out) + " values of variable " + std::to_string(a.variable)).c_str(),
+        bool shift = gotc('+'), trim = !shift && gotc('-'), limit = !shift && !trim && gotc('/');
+        if (!shift && !trim && !limit) return values;
+        int number = imacnu(), n = int(values.size());
+        if (limit ? number < 1 || number > n : number < 0 || number >= n) {
+            if (limit) myerr("Cannot use %i values (there are %i)", number, n);
+            errmsg(("Cannot shift " + std::to_string(number) + " values of variable " + std::to_string(a.variable)).c_str(),
                    ("(only 1-" + std::to_string(n - 1) + " are possible)").c_str(), nullptr);
-        if (shift) values.erase(values.begin(), values.begin() + out);
-        else values.resize(values.size() - size_t(out));
-        n = int(values.size());
+        }
+        if (shift) values.erase(values.begin(), values.begin() + number);
+        else values.resize(limit ? size_t(number) : values.size() - size_t(number));
     }
 }
 
@@ -65,7 +65,6 @@ void correlate_variables()
     series x = readseries(), y = readseries(), w;
     if (gotc('*')) w = readseries();
     bool weighted = !w.empty();
-    gotc('/');
     size_t n = std::min(x.size(), y.size());
     if (weighted) n = std::min(n, w.size());
     if (peep() != ';') {

@@ -264,44 +264,83 @@ static std::string textline(const std::string &text, int line)
     return text.substr(from, text.find('\\', from) - from);
 }
 
-// A colon was consumed and means a part of the text.
-static std::string counted(std::string text)
+// Letters of other alphabets take several bytes each.
+static size_t letterat(const std::string &text, size_t at) { return firstchar(text.data() + at, text.size() - at); }
+
+static size_t countletters(const std::string &text)
 {
-    int sign = next_in_stream();
-    if (sign == '+' || sign == '-' || sign == ':') truly_clean_gtch();
-    size_t n = size_t(readcount());
-    switch (sign) {
-        case ':': return textline(text, int(n));
-        case '+': return n < text.size() ? text.substr(n) : "";
-        case '-': return text.size() > n ? text.substr(text.size() - n) : std::string(n - text.size(), ' ') + text;
+    size_t n = 0;
+    for (size_t at = 0; at < text.size(); at += letterat(text, at)) ++n;
+    return n;
+}
+
+static size_t bytesofletters(const std::string &text, size_t letters)
+{
+    size_t at = 0;
+    for (; letters && at < text.size(); --letters) at += letterat(text, at);
+    return at;
+}
+
+// What was consumed since; given back when it turns out to be plain text.
+struct tentative {
+    std::string read;
+    int take()
+    {
+        read += char(truly_clean_gtch());
+        return next_in_stream();
     }
-    text.resize(n, ' ');
-    return text;
-}
+    bool plain()
+    {
+        read_again(read);
+        return false;
+    }
+};
 
-// A digit follows, or a sign and a digit.  The bytes are looked at where they stand: a form that is cut
-// by the end of a buffer is taken for plain text.
-static bool counts()
+// Consumes ":", ":+", ":-" or "::" when a digit follows; sign: the second character, or 0.
+static bool begins_count(char *sign)
 {
-    const char *at = getnext + 1;
-    if (*at == '+' || *at == '-' || *at == ':') ++at;
-    return isdigit(static_cast<unsigned char>(*at));
+    tentative form;
+    int next = form.take();
+    *sign = 0;
+    if (next == '+' || next == '-' || next == ':') {
+        *sign = char(next);
+        next = form.take();
+    }
+    return isdigit(next) || form.plain();
 }
 
-static std::string modified(std::string text)
+static std::string counted(const std::string &text, char sign)
+{
+    size_t n = size_t(readcount());
+    if (sign == ':') return textline(text, int(n));
+    if (sign == '+') return text.substr(bytesofletters(text, n));
+    size_t has = countletters(text);
+    std::string padding(n > has ? n - has : 0, ' ');
+    if (sign == '-') return padding + text.substr(bytesofletters(text, has > n ? has - n : 0));
+    return text.substr(0, bytesofletters(text, n)) + padding;
+}
+
+// Consumes "<C" or ">C"; C is a letter of any alphabet.
+static bool begins_cut(std::string *mark)
+{
+    tentative form;
+    if (form.take() == ';' || curproc->at_eof) return form.plain();
+    *mark = char(truly_clean_gtch());
+    auto continues = [](int c) { return (c & 0xc0) == 0x80; };
+    while ((*mark)[0] & 0x80 && continues(next_in_stream())) *mark += char(truly_clean_gtch());
+    return true;
+}
+
+static std::string modified(const std::string &text)
 {
     int c = next_in_stream();
-    if (c == ':' && counts()) {
-        truly_clean_gtch();
-        return counted(text);
-    }
-    if ((c == '<' || c == '>') && getnext[1] && getnext[1] != ';') {
-        truly_clean_gtch();
-        size_t at = text.find(char(truly_clean_gtch()));
-        if (at == std::string::npos) return text;
-        return c == '<' ? text.substr(0, at) : text.substr(at + 1);
-    }
-    return text;
+    char sign;
+    if (c == ':' && begins_count(&sign)) return counted(text, sign);
+    std::string mark;
+    if ((c != '<' && c != '>') || !begins_cut(&mark)) return text;
+    size_t at = text.find(mark);
+    if (at == std::string::npos) return text;
+    return c == '<' ? text.substr(0, at) : text.substr(at + mark.size());
 }
 
 // --- the expansion ------------------------------------------------------------------------

@@ -7,7 +7,7 @@ namespace ex {
 // exset.cpp: settings and counters
 double absincl(), accepted(), allvars(), argnumber(), bbfull(), bbtax(), bittype(), breaks(), collapse(), cpus(), curisdir(),
     cutswap(), cygwin(), exstatus(), freevars(), grandscore(), gtk(), kval(), linuxhost(), listed(), macseed(), maxtgroup(),
-    maxroom(), maxvars(), missing(), mypid(), blocks(), nchar(), ncharaln(), neper(), nnucs(), ntaxa(), ntrees(), numhits(),
+    maxroom(), maxvars(), missing(), mypid(), blocks(), bground(), lmnchar(), nchar(), ncharaln(), neper(), nnucs(), ntaxa(), ntrees(), numhits(),
     outgrouptaxon(), percswap(), piwe(), protmode(), rearrangs(), regalfa(), regbeta(), regr(), report(), rootnode(), rseed(),
     rsubopt(), seclevel(), subopt(), tcount(), seconds(), ttags(), usdram(), vtrees(), whomo(), windows(), thismove(),
     getresponse();
@@ -24,7 +24,7 @@ double rfdist(), rrfdist(), rfdistp(), rrfdistp(), editcost();
 double fit(), homo(), length(), score(), softfit(), softhomo(), softlength(), softscore();
 
 // exchar.cpp: characters
-double cost(), contmax(), contmaxs(), contmin(), contmins(), contscale(), isact(), isadd(), iscont(), isinfo(), islmark(),
+double cost(), contmax(), contmaxs(), contmin(), contmins(), contscale(), isact(), isadd(), iscont(), isinfo(), isinnuc(), islmark(),
     issank(), maxstates(), maxsteps(), maxstepsact(), minsteps(), minstepsact(), nstates(), states(), statediff(), weight(),
     iscateg();
 
@@ -43,6 +43,9 @@ double eqstring(), isdefd(), isfile(), isinstring(), lenstring(), stringend(), s
 
 // exfile.cpp: input files
 double hifchar(), hifeof(), hifline(), hifnumber(), hifspy(), hiftext();
+
+// exfreq.cpp: groups in several trees
+double freqdlist(), freqlist(), gfreq();
 
 // exsector.cpp: the sector being analyzed
 double bigntax(), biginsect(), bignotsect(), deltascore(), nodtosect();

@@ -10,10 +10,10 @@
 #include "kernel/output.h"
 #include "script/internals.h"
 #include "script/macmem.h"
-#include "script/refusal.h"
 #include "script/scoring.h"
 #include "script/stream.h"
 #include "script/vars.h"
+#include "trees/implied.h"
 #include "trees/lightopt.h"
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
@@ -39,6 +39,7 @@ double isact()   { return ofcharacter([](const charrec &r, int) { return r.activ
 double isadd()   { return ofcharacter([](const charrec &r, int) { return r.additive && !r.continuous; }); }
 double iscont()  { return ofcharacter([](const charrec &r, int) { return r.continuous != 0; }); }
 double iscateg() { return ofcharacter([](const charrec &r, int) { return !r.continuous; }); }
+double isinnuc() { return ofcharacter([](const charrec &, int) { return 0; }); }
 double islmark() { return ofcharacter([](const charrec &, int) { return 0; }); }
 double issank()  { return ofcharacter([](const charrec &r, int) { return r.sankoff != 0; }); }
 double weight()  { return ofcharacter([](const charrec &r, int) { return r.weight; }); }
@@ -97,18 +98,26 @@ double nstates()
 
 // --- states at nodes ----------------------------------------------------------------------
 
-// Final states, one character at a time.
+// States at the nodes, one character at a time: those of the first pass, or final ones.  A character that is not
+// active has them too; the record of its scores stays as it was.
 struct ontree {
     const int *tree;
-    explicit ontree(int t) : tree(mem_tree[t])
+    bool final;
+    explicit ontree(int t, bool upto = true) : tree(mem_tree[t]), final(upto)
     {
         need_scoring();
         optnodes = mkoptlist(nodlist, tree);
     }
     void assign(int c) const
     {
+        struct putback {
+            charrec *at, was = *at;
+            uint8_t piwe = dopiwe;
+            explicit putback(charrec *r) : at(r) { at->active = 1, dopiwe = 0; }
+            ~putback() { *at = was, dopiwe = piwe; }
+        } asactive(charcodes + c);
         chardownpass(tree, c);
-        charuppass(tree, c);
+        if (final) charuppass(tree, c);
     }
 };
 
@@ -130,8 +139,7 @@ double states()
         bool allchars = gotc('.');
         int c = allchars ? -1 : chararg();
         another();
-        if (clean_peep() == ':') notyetavailable("down-pass states");
-        bool allnodes = gotc('.');
+        bool first = gotc(':'), allnodes = gotc('.');
         int n = allnodes ? -1 : integer(), t = another() ? treearg() : -1;
         if (!allnodes && t < 0 && !isatax(n) && trees_in_mem) t = 0;
         if (t < 0 && !allnodes && !isatax(n)) errmsg("No taxon number", intvert(n), nullptr);
@@ -156,7 +164,7 @@ double states()
                 table[i].assign(nodes.size(), 0);
                 continue;
             }
-            if (inner) ontree(t).assign(chars[i]);
+            if (inner) ontree(t, !first).assign(chars[i]);
             for (int node : nodes) table[i].push_back(node < nt || inner ? setof(node, chars[i]) : 0);
         }
         if (!allnodes && !allchars) return table[0][0];

@@ -18,6 +18,7 @@
 namespace ex {
 
 using taxonset = std::vector<uint64_t>;
+using groupsets = std::vector<taxonset>;
 
 static taxonset sharedtaxa(const int *a, const int *b)
 {
@@ -35,7 +36,7 @@ static int members(const taxonset &set)
 }
 
 // All groups that say something, each once, in order.
-static std::vector<taxonset> groups_of(const int *tree, const taxonset &taxa, bool rooted)
+static groupsets groups_of(const int *tree, const taxonset &taxa, bool rooted)
 {
     int all = members(taxa), first = 0;
     while (first < nt && !(taxa[size_t(first) / 64] >> first % 64 & 1)) ++first;
@@ -44,7 +45,7 @@ static std::vector<taxonset> groups_of(const int *tree, const taxonset &taxa, bo
         if (!(taxa[size_t(t) / 64] >> t % 64 & 1)) continue;
         for (int n = tree[t]; n != nt; n = tree[n]) below[size_t(n)][size_t(t) / 64] |= uint64_t(1) << t % 64;
     }
-    std::vector<taxonset> groups;
+    groupsets groups;
     for (int n = nt + 1; n < tree[nt]; ++n) {
         taxonset &g = below[size_t(n)];
         if (!rooted && g[size_t(first) / 64] >> first % 64 & 1)
@@ -58,15 +59,45 @@ static std::vector<taxonset> groups_of(const int *tree, const taxonset &taxa, bo
 }
 
 // Against the groups that binary trees would have, or against those that these two do have.
-static double robinson_foulds(const int *a, const int *b, bool rooted, bool bypresent)
+static double robinson_foulds(const groupsets &x, const groupsets &y, int taxa, bool rooted, bool bypresent)
 {
-    taxonset taxa = sharedtaxa(a, b);
-    std::vector<taxonset> x = groups_of(a, taxa, rooted), y = groups_of(b, taxa, rooted), both;
-    std::set_intersection(x.begin(), x.end(), y.begin(), y.end(), std::back_inserter(both));
-    double differ = double(x.size() + y.size() - 2 * both.size());
-    double most = bypresent ? double(x.size() + y.size()) : 2.0 * (members(taxa) - (rooted ? 2 : 3));
+    size_t both = 0;
+    for (size_t i = 0, j = 0; i < x.size() && j < y.size(); ) {
+        auto order = x[i] <=> y[j];
+        both += order == 0;
+        i += order <= 0;
+        j += order >= 0;
+    }
+    double differ = double(x.size() + y.size() - 2 * both);
+    double most = bypresent ? double(x.size() + y.size()) : 2.0 * (taxa - (rooted ? 2 : 3));
     return most > 0 ? differ / most : 0;
 }
+
+// The groups of trees that are compared with each other: made once when all have the same taxa, else for each pair.
+struct comparedtrees {
+    bool rooted, bypresent, sametaxa = true;
+    std::vector<groupsets> groups;               // by tree, empty when they are made for pairs
+    taxonset taxa;
+    comparedtrees(const std::vector<int> &trees, bool byroot, bool present) : rooted(byroot), bypresent(present)
+    {
+        constexpr double ROOM = 1e8;             // bytes
+        const int *first = mem_tree[trees[0]];
+        taxa = sharedtaxa(first, first);
+        for (int t : trees) sametaxa = sametaxa && sharedtaxa(mem_tree[t], mem_tree[t]) == taxa;
+        if (!sametaxa || double(trees.size()) * nt * double(8 * taxa.size() + sizeof(taxonset)) > ROOM) return;
+        groups.resize(size_t(trees_in_mem));
+        for (int t : trees)
+            if (groups[size_t(t)].empty()) groups[size_t(t)] = groups_of(mem_tree[t], taxa, rooted);
+    }
+    double distance(int a, int b) const
+    {
+        if (!groups.empty())
+            return robinson_foulds(groups[size_t(a)], groups[size_t(b)], members(taxa), rooted, bypresent);
+        taxonset shared = sharedtaxa(mem_tree[a], mem_tree[b]);
+        return robinson_foulds(groups_of(mem_tree[a], shared, rooted), groups_of(mem_tree[b], shared, rooted), members(shared),
+                               rooted, bypresent);
+    }
+};
 
 static std::vector<int> treesof(uint8_t *list)
 {
@@ -91,12 +122,15 @@ static double meandistance(bool rooted, bool bypresent)
         loset(here);
         if (first.empty() || (!two && first.size() < 2)) errmsg("First tree list contains no trees!", nullptr);
         if (two && second.empty()) errmsg("Second tree list contains no trees!", nullptr);
+        std::vector<int> all = first;
+        all.insert(all.end(), second.begin(), second.end());
+        comparedtrees compared(all, rooted, bypresent);
         double sum = 0;
         long pairs = 0;
         for (size_t i = 0; i < first.size(); ++i) {
             intrupt(1);
             for (size_t j = two ? 0 : i + 1; j < (two ? second : first).size(); ++j, ++pairs)
-                sum += robinson_foulds(mem_tree[first[i]], mem_tree[two ? second[j] : first[j]], rooted, bypresent);
+                sum += compared.distance(first[i], two ? second[j] : first[j]);
         }
         return sum / double(pairs);
     });

@@ -57,7 +57,7 @@ double power()
     });
 }
 
-double numbits() { return fmems(uint32_t(toint32(braknu()))); }
+double numbits() { return fmems(uint32_t(tobits(braknu()))); }
 
 // Rooted binary trees: the next taxon can join any of the branches, or the root.
 double numclads()
@@ -90,11 +90,15 @@ static std::string called(const arrayof &a)
     return text;
 }
 
-// The array, "+N" values behind its start, and a count, "/N" or N alone.
+// The array, "+N" values behind its start, and a count, "/N" or N alone.  Without protection sizes are not known: all the
+// cells that follow can be asked for, and one is taken.
 static std::vector<double> do_minmaxmean()
 {
     arrayof a = readarray();
-    std::vector<double> values = arrayvalues(a);
+    std::vector<double> values;
+    if (varnumdims) values = arrayvalues(a);
+    else
+        for (int v = a.base; v < Maxvars; ++v) values.push_back(value_of(v));
     int n = int(values.size()), shift = 0, count = -1;
     while (another()) {
         if (gotc('+')) {
@@ -108,7 +112,7 @@ static std::vector<double> do_minmaxmean()
             if (count < 1) errmsg("Number of values must be 1 or more", nullptr);
         }
     }
-    if (count < 0) count = n - shift;
+    if (count < 0) count = varnumdims ? n - shift : 1;
     if (shift + count > n) errmsg((called(a) + "has only " + std::to_string(n) + " entries").c_str(), nullptr);
     return { values.begin() + shift, values.begin() + shift + count };
 }

@@ -61,9 +61,9 @@ static double apply(int op, double a, double b)
         case '+': return a + b;
         case '-': return a - b;
         case '*': return a * b;
-        case '&': return toint32(a) & toint32(b);
-        case '|': return toint32(a) | toint32(b);
-        case '^': return toint32(a) ^ toint32(b);
+        case '&': return double(tobits(a) & tobits(b));
+        case '|': return double(tobits(a) | tobits(b));
+        case '^': return double(tobits(a) ^ tobits(b));
     }
     if (b == 0) errmsg("Can't divide by zero", nullptr);
     return a / b;
@@ -104,21 +104,11 @@ static void readword(int c)
     exprword[n] = 0;
 }
 
-// Names of taxa may be followed by data of their own behind one of these.
-static size_t barename(const char *name)
-{
-    const char *at = strchr(name, '@'), *line = strstr(name, "____");
-    if (line && (!at || line < at)) at = line;
-    return at ? size_t(at - name) : strlen(name);
-}
-
 static int taxon_or_character()
 {
     if (!nt) return -1;
     for (int t = 0; t < nt; ++t)
         if (!strcasecmp(taxname[t], exprword)) return t;
-    for (int t = 0; t < nt; ++t)
-        if (barename(taxname[t]) == strlen(exprword) && !strncasecmp(taxname[t], exprword, strlen(exprword))) return t;
     if (charnames)
         for (int c = 0; c < nc; ++c)
             if (charnames[c] && !strcasecmp(charnames[c], exprword)) return c;
@@ -215,15 +205,12 @@ int getst()
 
 static bool beginsoperand(int c) { return isdigit(c) || c == '\'' || c == '"' || c == '(' || c == ';'; }
 
-static double operand()
+// The minus sign of the first operand may stand before '!'; that of others belongs to their number.
+static double operand(bool first)
 {
-    bool negates = false, negative = false;
+    bool negates = false, negative = first && gotc('-');
     int c;
     while ((c = gtnb()) == '!') negates = !negates;
-    if (c == '-') {
-        negative = true;
-        c = gtnb();
-    }
     double value;
     bool atom = c != '(';
     if (!atom) {
@@ -267,14 +254,14 @@ double expresval()
     found_comma = 0;
     bool bracketed = gotc('[');
     if (bracketed) ++pares;
-    int first = gtnb();
-    if (strchr("=+&*/^|", first)) errmsg("Cannot start expression with", charvert(first), nullptr);
+    int sign = gtnb();
+    if (strchr("=+&*/^|", sign)) errmsg("Cannot start expression with", charvert(sign), nullptr);
     ungtch();
 
     double result = 0, left = 0;
     char arithmetic = '+', relation[3] = "";
-    for (;;) {
-        result = apply(arithmetic, result, operand());
+    for (bool first = true; ; first = false) {
+        result = apply(arithmetic, result, operand(first));
         if (!strcmp(relation, "&&")) result = left && result;
         else if (!strcmp(relation, "||")) result = left || result;
         else if (*relation) result = compis(relation, left, result);

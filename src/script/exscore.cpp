@@ -12,6 +12,7 @@
 #include "trees/lightopt.h"
 #include "trees/scores.h"
 #include "trees/treebuf.h"
+#include "trees/treemodel.h"
 #include <algorithm>
 #include <memory>
 
@@ -45,11 +46,24 @@ static double valueof(int c, measure what)
     }
 }
 
+// Members of a set are scored together.  Asked before the weighting in force is changed.
 static void refuse_set_member(int c)
 {
+    if (!dopiwe || !xdopiwe_stat) return;
+    if (!opttag) piwe_init(0);                // sets may be newer than the tables
     if (!in_wtset(c)) return;
     std::string which = intvert(c);
     errmsg("Cannot calculate score for character", which.c_str(), "individually --it's part of a weight-set", nullptr);
+}
+
+// One character alone, which is much less than the whole tree, and scripts ask for each of them.
+static double scored_alone(const int *tree, int c, measure what)
+{
+    if (!charcodes[c].active) return 0;
+    must_match_active_taxa(tree);
+    optnodes = mkoptlist(nodlist, tree);
+    chardownpass(tree, c);
+    return valueof(c, what);
 }
 
 // [T] the whole tree, [T C] one character on it, without its weight.
@@ -57,18 +71,19 @@ static double scored(measure what, bool soft)
 {
     return bracketed([=] {
         int t = treearg(), c = another() ? chararg() : -1;
+        if (c >= 0 && what != HOMOPLASY) refuse_set_member(c);
         measure asked = what != INFORCE ? what : dopiwe ? FITS : STEPS;
         bool fits = asked == FITS;
         if (opttag && fits != (dopiwe != 0)) need_free_arena();    // the tables are laid out anew
         std::unique_ptr<otherweighting> other;
         if (fits != (dopiwe != 0)) other = std::make_unique<otherweighting>(fits);
         need_scoring();
-        if (fits && c >= 0 && xdopiwe_stat && xdopiwe_numpacksets) refuse_set_member(c);
+        if (c >= 0 && !soft) return scored_alone(mem_tree[t], c, asked);
         double total = soft ? softpolyoptimize(mem_tree[t]) : packdownpass(mem_tree[t]);
         if (c >= 0) return valueof(c, asked);
         if (asked != HOMOPLASY) return total;
         double sum = 0;
-        for (int i = 0; i < nc; ++i) sum += valueof(i, HOMOPLASY);
+        for (int i = 0; i < nc; ++i) sum += charcodes[i].weight * valueof(i, HOMOPLASY);
         return sum;
     });
 }

@@ -49,6 +49,7 @@ double windows()    { return 0; }
 double linuxhost()  { return 1; }
 double gtk()        { return 1; }
 double mypid()      { return getpid(); }
+double bground()    { return inbground; }
 double usdram()     { return double(used_ram()); }
 double seconds()    { return now() - progstartime; }
 
@@ -74,7 +75,8 @@ double missing()       { return MISSING; }
 double blocks()        { return ::nblocks; }
 double nchar()         { return nc - 1; }
 double ncharaln()      { return -1; }           // nothing is aligned
-double nnucs()         { return -1; }
+double nnucs()         { return -1; }           // nor linked
+double lmnchar()       { return -1; }           // and no configurations are read
 double ntaxa()         { return nt - 1; }
 double outgrouptaxon() { return outgroup; }
 double rootnode()      { return nt; }
@@ -82,7 +84,7 @@ double rootnode()      { return nt; }
 // --- trees ---
 
 double absincl()    { return send_to_base; }
-double maxtgroup()  { return num_treegroups - 1; }
+double maxtgroup()  { return num_treegroups; }
 double maxroom()    { return maxtrees; }
 double ntrees()     { return trees_in_mem - 1; }
 double tcount()     { return trees_in_mem; }
@@ -115,9 +117,7 @@ double whomo()
     return bracketed([] {
         double h = number();
         if (h < 0) errmsg("Number of extra steps must be 0 or more", nullptr);
-        if (!userdef_weighting_func) return h / (h + konk);
-        if (h >= double(userdef_fit_size)) errmsg("The weighting function has no value for so many steps", nullptr);
-        return userdef_fitf[size_t(h)];
+        return plainfit(h);
     });
 }
 

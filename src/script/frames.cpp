@@ -49,8 +49,7 @@ void macro_level_opens(inrec *p)
     curproc->saved_loseg = p->stream ? maclomark() : nullptr;    // null: the text of a command, no file
     if (!p->stream) return;
     addatloop = atloop;
-    addatvar = current_highest() + curproc->saved_private;
-    set_highest(addatvar);
+    addatvar = std::min(current_highest() + curproc->saved_private, Maxvars);
 }
 
 // The innermost loop that ran when the file of that level was opened.
@@ -132,6 +131,14 @@ static std::string squeezed(const char *from, const char *to)
 
 static bool continues(char c) { return (c & 0xc0) == 0x80; }
 
+// The file that is being read; texts that a command runs for itself stand in one.
+static const inrec *innermost_file()
+{
+    const inrec *p = curproc;
+    while (p > procnest && !p->stream) --p;
+    return p;
+}
+
 void macro_errline()
 {
     char text[400];
@@ -141,9 +148,14 @@ void macro_errline()
         snprintf(text, sizeof text, "At line %i of loop %i (value: %i)\n", line, atloop - addatloop, loop_value[atloop]);
         tojoin(text);
     }
-    if (curproc->stream && curproc->stream != stdin) {
-        if (place.loop) snprintf(text, sizeof text, "Error reading %s\n", curproc->name);
-        else snprintf(text, sizeof text, "Error reading line %li of %s\n", curproc->lineno, curproc->name);
+    const inrec *file = innermost_file();
+    if (file != curproc && !place.loop) {
+        snprintf(text, sizeof text, "At line %li of %s\n", curproc->lineno, curproc->name);
+        tojoin(text);
+    }
+    if (file->stream && file->stream != stdin) {
+        if (place.loop || file != curproc) snprintf(text, sizeof text, "Error reading %s\n", file->name);
+        else snprintf(text, sizeof text, "Error reading line %li of %s\n", file->lineno, file->name);
         tojoin(text);
     }
     if (place.from == place.to) return;

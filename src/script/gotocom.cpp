@@ -31,12 +31,12 @@ struct seeking {
     ~seeking() { disallowing = dis; menuing = menu; }
 };
 
-// The next word of the level; false at its end.
-static bool nextword(int level, std::string *word)
+// The next word of the level; false at its end.  c: the character behind it, consumed, too.
+static bool nextword(int level, std::string *word, int &c)
 {
     word->clear();
     for (;;) {
-        int c = gtch();
+        c = gtch();
         if (curproc->at_eof || giveme_curproc_level() < level) return !word->empty();
         bool ends = c < 33 || c == ';';
         if (!ends) *word += char(c);
@@ -50,9 +50,12 @@ static bool findlabel(const std::string &label)
     seeking whilehere;
     int level = giveme_curproc_level();
     std::string word;
-    while (nextword(level, &word))
-        if (!namecomp(word.c_str(), "label") && nextword(level, &word) && !namecomp(word.c_str(), label.c_str()))
-            return true;
+    int c;
+    while (nextword(level, &word, c)) {
+        if (namecomp(word.c_str(), "label") || !nextword(level, &word, c) || namecomp(word.c_str(), label.c_str())) continue;
+        if (c != ';' && clean_peep() == ';') truly_clean_gtch();     // the text begins behind the command
+        return true;
+    }
     return false;
 }
 
@@ -105,6 +108,7 @@ void run_pending_goto()
 {
     if (!goto_pending) return;
     goto_pending = 0;
+    if (breakable) intrupt(1);               // a target that fails, and sets itself again, could not be left
     const char *none[MAXARGS + 1];
     openatlabel(errfile, errlabel, none, 0);
     saygoto(errfile, errlabel);
@@ -121,6 +125,12 @@ static void set_error_target()
     errlabel = cmdname;
     errgoto_level = giveme_curproc_level();
     if (report_status) myp("Target for goto on error/break: %s (label: %s)", errfile.c_str(), errlabel.c_str());
+}
+
+void forget_target()
+{
+    errgoto_level = -1;
+    goto_pending = reading_literal_file = 0;
 }
 
 static void drop_error_target()

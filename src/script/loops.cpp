@@ -81,18 +81,18 @@ static void echoturn()
     spewout();
 }
 
-static void poll()
+void look_for_break()
 {
     static double last;
-    if (loop_turns % POLLTURNS || !lapsed_over(last, POLLSECONDS)) return;
+    if (!breakable || !lapsed_over(last, POLLSECONDS)) return;
     last = now();
-    if (breakable) intrupt(1);
+    intrupt(1);
 }
 
 void end_of_body()
 {
     ++loop_turns;
-    poll();
+    if (loop_turns % POLLTURNS == 0) look_for_break();
     int l = atloop, step = loop_increase[l];
     long next = long(loop_value[l]) + step;
     if ((step > 0 && next > loop_target[l]) || (step < 0 && next < loop_target[l])) {
@@ -191,10 +191,11 @@ static int readend(const char *complaint)
     return int(n);
 }
 
-// A sign in the very next place begins the increase.
+// A sign in the very next place begins the increase; behind blanks, '-' could begin a second number.
 static bool readincrease(int *increase)
 {
     int c = next_in_stream();
+    if (c < 33 && clean_peep() == '+') c = '+';
     if (c != '+' && c != '-') return false;
     gtch();
     int next = clean_peep();
@@ -316,6 +317,8 @@ void checkloops()
     assert(atloop >= -1 && atloop < Maxloop && addatloop <= atloop);
     for (int l = 0; l <= atloop; ++l) {
         assert(loopname[l] >= macrostart_loseg && endis[l] + 1 < macro_lotop && loopstart[l] <= endis[l]);
-        assert(!strcmp(endis[l], ";") && loopstart[l] == loopname[l] + strlen(loopname[l]) + 1);
+        // An argument that was not given takes the ';' with it.
+        assert((*endis[l] == ';' || *endis[l] == ' ') && !endis[l][1]);
+        assert(loopstart[l] == loopname[l] + strlen(loopname[l]) + 1);
     }
 }

@@ -24,6 +24,7 @@ void end_of_body();               // reading stands behind the ';' of the innerm
 int  loop_of_name(const char *name);   // -1: none
 int  loop_of_number(long n);           // loop N of the file being read; -1: not running
 void jump_to_endis();
+void look_for_break();            // polls the user, a few times a second at most
 void checkloops();
 
 // The bodies of all commands that repeat something are read alike, as they are written.

@@ -8,8 +8,11 @@
 #include "kernel/output.h"
 #include "kernel/silence.h"
 #include "script/frames.h"
+#include "script/goto.h"
 #include "script/hifile.h"
 #include "script/loops.h"
+#include "script/maketable.h"
+#include "script/repeat.h"
 #include "script/stream.h"
 #include "script/vars.h"
 #include <algorithm>
@@ -125,6 +128,8 @@ void startmacros()
 void endmacros()
 {
     close_hifiles();
+    stop_catching();
+    forget_target();
     free(block);
     block = macro_lobase = macro_lotop = macro_hitop = macrostart_loseg = ramnovarnames = nullptr;
     forget_tables();
@@ -215,7 +220,7 @@ static void switchon()
 
 static void switchoff()
 {
-    if (loop_is_running()) errmsg("Can't disconnect macros from within a loop!", nullptr);
+    if (loop_is_running() || steps_are_running()) errmsg("Can't disconnect macros from within a loop!", nullptr);
     if (macros_are_on()) endmacros();
     else spewem("Macro language is OFF", nullptr);
 }
@@ -337,8 +342,7 @@ const comhelp macfloathelp = {
 
 void macroreportcom()
 {
-    fullnamed();
-    notime();
+    scriptcommand();
     switch (gtnb()) {
         case '=': macroreport = 1; break;
         case '-': macroreport = 0; break;
@@ -355,7 +359,7 @@ const comhelp macreporthelp = {
     "  macreport - ;   do not (the default)\n"
     "  macreport ;     invert\n"
     "Examples:\n"
-    "  macreport = ; macreport - ;\n"
+    "  macro = ; macreport = ; macreport - ; macro - ;\n"
 };
 
 // --- random numbers -----------------------------------------------------------------------

@@ -1,4 +1,5 @@
 // Tables of arrays, and tables of other commands caught in arrays.
+#include "script/maketable.h"
 #include "kernel/below.h"
 #include "kernel/comhelps.h"
 #include "kernel/commands.h"
@@ -37,6 +38,8 @@ template<class T> static void catchtable(const T *values, int rows)
     for (int i = 0; i < n; ++i) set_value(catcher + i, double(values[i]));
     listsize = n - 1;
 }
+
+void stop_catching() { catcher = -1; }
 
 void table_to_array(const int *values, int rows)    { catchtable(values, rows); }
 void table_to_array(const double *values, int rows) { catchtable(values, rows); }
@@ -114,7 +117,7 @@ void maketablecom()
     int c = clean_peep();
     if (c == '-') {
         gtch();
-        catcher = -1;
+        stop_catching();
         return;
     }
     if (c == '+') {

@@ -1,12 +1,15 @@
-// The exponential of a square matrix, by a Pade approximation with scaling and squaring (Moler and Van Loan
-// 1978).
+// The exponential of a square matrix (Moler and Van Loan 1978), in two ways.
 //
-// exp(M) = exp(M / 2^s) squared s times; for a norm below 1 the quotient of two polynomials,
+// By a Pade approximation with scaling and squaring: exp(M) = exp(M / 2^s) squared s times; for a norm below 1 the
+// quotient of two polynomials,
 //     D(M)^-1 N(M),   N(M) = sum c[k] M^k,  D(M) = N(-M),
 // is exact to the precision of doubles.
+//
+// By eigenvalues: exp(M) = V exp(D) V^-1, with D the values and V the vectors.
 #include "script/matexp.h"
 #include "kernel/errors.h"
 #include "kernel/output.h"
+#include "script/eigen.h"
 #include "script/ex.h"
 #include "script/internals.h"
 #include "script/macmem.h"
@@ -22,13 +25,13 @@ static squarematrix SetToIdentity(size_t n)
     return m;
 }
 
-static squarematrix MultiplyMatrices(const squarematrix &a, const squarematrix &b)
+template<class MATRIX> static MATRIX MultiplyMatrices(const MATRIX &a, const MATRIX &b)
 {
     size_t n = a.size();
-    squarematrix m(n, std::vector<double>(n, 0));
+    MATRIX m(n, typename MATRIX::value_type(n));
     for (size_t i = 0; i < n; ++i)
         for (size_t k = 0; k < n; ++k) {
-            double x = a[i][k];
+            auto x = a[i][k];
             for (size_t j = 0; j < n; ++j) m[i][j] += x * b[k][j];
         }
     return m;
@@ -47,19 +50,19 @@ static void AddTwoMatrices(squarematrix &to, const squarematrix &m, double times
 }
 
 // Solves A X = B; B becomes X.  False when A is singular.
-static bool GaussianElimination(squarematrix a, squarematrix &b)
+template<class MATRIX> static bool GaussianElimination(MATRIX a, MATRIX &b)
 {
     size_t n = a.size();
     for (size_t k = 0; k < n; ++k) {
         size_t pivot = k;
         for (size_t i = k + 1; i < n; ++i)
-            if (std::fabs(a[i][k]) > std::fabs(a[pivot][k])) pivot = i;
-        if (a[pivot][k] == 0) return false;
+            if (std::abs(a[i][k]) > std::abs(a[pivot][k])) pivot = i;
+        if (std::abs(a[pivot][k]) == 0) return false;
         std::swap(a[k], a[pivot]);
         std::swap(b[k], b[pivot]);
         for (size_t i = 0; i < n; ++i) {
-            double factor = i == k ? 0 : a[i][k] / a[k][k];
-            if (factor == 0) continue;
+            if (i == k || std::abs(a[i][k]) == 0) continue;
+            auto factor = a[i][k] / a[k][k];
             for (size_t j = k; j < n; ++j) a[i][j] -= factor * a[k][j];
             for (size_t j = 0; j < n; ++j) b[i][j] -= factor * b[k][j];
         }
@@ -131,12 +134,18 @@ static bool inaccurate(const squarematrix &rates, const squarematrix &result)
     return false;
 }
 
-squarematrix MatExp(const squarematrix &given)
+static void refuse_large(const squarematrix &m)
 {
-    squarematrix m = given;
     for (const auto &row : m)
         for (double x : row)
-            if (!std::isfinite(x) || std::fabs(x) > 1e100) errmsg("Cannot calculate the exponential of this matrix", nullptr);
+            if (!std::isfinite(x) || std::fabs(x) > 1e100)
+                errmsg("Cannot calculate the exponential of this matrix", nullptr);
+}
+
+squarematrix MatExp(const squarematrix &given)
+{
+    refuse_large(given);
+    squarematrix m = given;
     int halvings = DivideByTwos(m);
     m = ComputeMatrixExponential(m);
     while (halvings-- > 0) m = MultiplyMatrices(m, m);
@@ -146,6 +155,44 @@ squarematrix MatExp(const squarematrix &given)
                "very inaccurate");
     }
     return m;
+}
+
+// V diag(values) V^-1
+static complexmatrix assembled(const eigensystem &e, const std::vector<complexnumber> &values, const complexmatrix &inverse)
+{
+    complexmatrix scaled = e.vectors;
+    for (auto &row : scaled)
+        for (size_t k = 0; k < values.size(); ++k) row[k] *= values[k];
+    return MultiplyMatrices(scaled, inverse);
+}
+
+// Vectors that are nearly the same do not give the matrix back.
+static bool reproduces(const eigensystem &e, const complexmatrix &inverse, const squarematrix &m)
+{
+    constexpr double TOLERANCE = 1e-8;
+    complexmatrix back = assembled(e, e.values, inverse);
+    double size = norm(m);
+    for (size_t i = 0; i < m.size(); ++i)
+        for (size_t j = 0; j < m.size(); ++j)
+            if (!(std::abs(back[i][j] - m[i][j]) <= TOLERANCE * size)) return false;
+    return true;
+}
+
+squarematrix doEigenMatExp(const squarematrix &m)
+{
+    refuse_large(m);
+    size_t n = m.size();
+    eigensystem e;
+    complexmatrix inverse(n, std::vector<complexnumber>(n));
+    for (size_t i = 0; i < n; ++i) inverse[i][i] = 1;
+    if (!ComputeEigenSystem(m, &e) || !GaussianElimination(e.vectors, inverse) || !reproduces(e, inverse, m))
+        errmsg("Error calculating Eigen values/vectors", nullptr);
+    for (complexnumber &value : e.values) value = std::exp(value);
+    complexmatrix power = assembled(e, e.values, inverse);
+    squarematrix result(n, std::vector<double>(n));
+    for (size_t i = 0; i < n; ++i)
+        for (size_t j = 0; j < n; ++j) result[i][j] = power[i][j].real();
+    return result;
 }
 
 // --- the expression -----------------------------------------------------------------------

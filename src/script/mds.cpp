@@ -23,7 +23,9 @@ constexpr double SMALLGAIN = 1e-12;            // of the stress, relative to the
 
 static table newtable(size_t rows, size_t columns) { return table(rows, std::vector<double>(columns, 0)); }
 
-// The axes of the largest eigenvalues of the centred matrix, by repeated multiplication from random values.
+// The axes of the largest eigenvalues of the centred matrix, by repeated multiplication from random values.  What is added
+// to the diagonal makes all eigenvalues positive, so that the largest is also the one of largest size: distances that no
+// points have give negative ones, which are no axes.
 static table starting_points(const table &d, size_t dims)
 {
     size_t n = d.size();
@@ -35,8 +37,15 @@ static table starting_points(const table &d, size_t dims)
             mean[i] += d[i][j] * d[i][j] / double(n);
             all += d[i][j] * d[i][j] / double(n * n);
         }
-    for (size_t i = 0; i < n; ++i)
-        for (size_t j = 0; j < n; ++j) centred[i][j] = -0.5 * (d[i][j] * d[i][j] - mean[i] - mean[j] + all);
+    double shift = 0;
+    for (size_t i = 0; i < n; ++i) {
+        double sum = 0;
+        for (size_t j = 0; j < n; ++j) {
+            centred[i][j] = -0.5 * (d[i][j] * d[i][j] - mean[i] - mean[j] + all);
+            sum += std::fabs(centred[i][j]);
+        }
+        shift = std::max(shift, sum);
+    }
     randinit();
     for (size_t k = 0; k < dims; ++k) {
         std::vector<double> v(n), next(n);
@@ -45,7 +54,7 @@ static table starting_points(const table &d, size_t dims)
         for (int step = 0; step < POWERSTEPS; ++step) {
             double length = 0;
             for (size_t i = 0; i < n; ++i) {
-                next[i] = 0;
+                next[i] = shift * v[i];
                 for (size_t j = 0; j < n; ++j) next[i] += centred[i][j] * v[j];
                 length += next[i] * next[i];
             }
@@ -56,11 +65,11 @@ static table starting_points(const table &d, size_t dims)
                 change = std::max(change, std::fabs(next[i] / length - v[i]));
                 v[i] = next[i] / length;
             }
-            value = length;
+            value = length - shift;
             if (change < 1e-12) break;
         }
         for (size_t i = 0; i < n; ++i) {
-            points[i][k] = v[i] * std::sqrt(value) + (rand() % 10000 / 10000.0 - 0.5) * 1e-6;
+            points[i][k] = v[i] * std::sqrt(std::max(0.0, value)) + (rand() % 10000 / 10000.0 - 0.5) * 1e-6;
             for (size_t j = 0; j < n; ++j) centred[i][j] -= value * v[i] * v[j];
         }
     }

@@ -14,20 +14,23 @@ std::string curfileis;
 stepwish step_wish;
 
 static stepkind kind_now;
+static bool trees_are_stepped;           // by sprit, tbrit or bandb, at any depth
 static int step_level;                   // level of input of the step's commands
 static int nesting;
 
-stepping::stepping(stepkind kind) : was(kind_now), wasloop(macroswaploop)
+stepping::stepping(stepkind kind) : was(kind_now), wasloop(macroswaploop), wastrees(trees_are_stepped)
 {
-    if (kind != FILE_STEPS && (kind_now == TREE_STEPS || kind_now == ALLTREE_STEPS))
+    if (kind != FILE_STEPS && trees_are_stepped)
         errmsg("Can't nest \"sprit\", \"tbrit\", or \"bandb\" commands", nullptr);
     kind_now = kind;
+    trees_are_stepped = trees_are_stepped || kind != FILE_STEPS;
     macroswaploop = atloop;
 }
 
 stepping::~stepping()
 {
     kind_now = was;
+    trees_are_stepped = wastrees;
     macroswaploop = wasloop;
     step_wish = GO_ON;
 }
@@ -79,6 +82,7 @@ nestedrun::nestedrun()
 
 nestedrun::~nestedrun() { nesting = was; }
 int nested_runs()       { return nesting; }
+bool steps_are_running() { return kind_now != NO_STEPS || nesting; }
 
 void set_nesting(const char *what)
 {
@@ -92,6 +96,7 @@ void set_nesting(const char *what)
 void reset_repeats()
 {
     kind_now = NO_STEPS;
+    trees_are_stepped = false;
     step_wish = GO_ON;
     macroswaploop = -2;
     curfileisdir = 0;

@@ -17,6 +17,7 @@ struct stepping {                     // while one stands, the steps of that kin
     stepping &operator=(const stepping &) = delete;
     stepkind was;
     int wasloop;
+    bool wastrees;
     bool run(const std::string &commands);    // one step; false when no more are wanted
 };
 enum stepwish { GO_ON, END_STEPS, RESTART_STEPS, CUT_STEPS };
@@ -32,5 +33,6 @@ struct nestedrun {                    // a level of travtree or combine; refuses
     int was;
 };
 int nested_runs();
+bool steps_are_running();             // of any of these commands
 void set_nesting(const char *what);   // reads "=N": "Maximum level of recursion for WHAT must be >= 1 "
 void reset_repeats();                 // after an error

@@ -68,9 +68,9 @@ static double operate(int op, double a, double b)
         case '-': return a - b;
         case '*': return a * b;
         case '/': return a / b;
-        case '&': return toint32(a) & toint32(b);
-        case '|': return toint32(a) | toint32(b);
-        default:  return toint32(a) ^ toint32(b);
+        case '&': return double(tobits(a) & tobits(b));
+        case '|': return double(tobits(a) | tobits(b));
+        default:  return double(tobits(a) ^ tobits(b));
     }
 }
 

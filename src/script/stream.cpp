@@ -63,6 +63,8 @@ void expand(const std::string &text)
     insert(text);
 }
 
+void read_again(const std::string &text) { insert(text); }
+
 char *leave_expansion(std::string *rest)
 {
     rest->clear();
@@ -96,7 +98,7 @@ static void macro_needs_buff()
     if (in_expansion(getnext)) getnext = subst_resume;
     else if (atloop >= 0 && getnext == endis[atloop] + 1) {
         end_of_body();
-        hold(' ');
+        insert(" ");                         // the turns are apart, whatever the last command was
     } else
         more_input();
 }
@@ -179,30 +181,38 @@ static std::string formatted(const char *format, double x)
     return text;
 }
 
-static std::string range_text(int v, int from)
+// The cells of the range from the i-th on, as an expression that the stream will meet.  The array may be
+// one of another file, below the variables of this one.
+static std::string rest_of_range(int array, int i)
 {
+    int number = array - addatvar;
+    char part[60];
+    snprintf(part, sizeof part, number < 0 ? "'(%i)[ " : "'%i[ ", number);
+    std::string text = part;
+    for (int d = 0; d < numdims - 1; ++d) {
+        snprintf(part, sizeof part, " %i", dimis[d]);
+        text += part;
+    }
+    snprintf(part, sizeof part, " %i-%i ", dim_range_start + i, dim_range_is);
+    text += part;
+    if (separator_is == ' ') return text + "]'";
+    snprintf(part, sizeof part, " &%i ]'", separator_is);
+    return text + part;
+}
+
+// What stands behind the range in the present expansion must still fit.
+static std::string range_text(int v, int array)
+{
+    constexpr size_t LONGESTREST = 100;
+    size_t behind = in_expansion(getnext) ? strlen(getnext) : 0;
     std::string text;
     int cells = dim_range_is - dim_range_start + 1;
     for (int i = 0; i < cells; ++i) {
         if (i) text += char(separator_is);
-        if (text.size() > LONGRANGE) {       // the rest is an expression that the stream will meet
-            char part[60];
-            snprintf(part, sizeof part, "'%i[ ", from - addatvar);
-            text += part;
-            for (int d = 0; d < numdims - 1; ++d) {
-                snprintf(part, sizeof part, " %i", dimis[d]);
-                text += part;
-            }
-            snprintf(part, sizeof part, " %i-%i ", dim_range_start + i, dim_range_is);
-            text += part;
-            if (separator_is == ' ') text += "]'";
-            else {
-                snprintf(part, sizeof part, " &%i ]'", separator_is);
-                text += part;
-            }
-            break;
-        }
-        text += nofloats ? value_text(value_of(v + i)) : formatted(float_format, value_of(v + i));
+        std::string cell = nofloats ? value_text(value_of(v + i)) : formatted(float_format, value_of(v + i));
+        bool full = text.size() > LONGRANGE || text.size() + cell.size() + LONGESTREST + behind > MAXCONVERSION;
+        if (i && full) return text + rest_of_range(array, i);
+        text += cell;
     }
     return text;
 }
@@ -250,7 +260,8 @@ static int atsign()
 {
     ++getnext;
     lookahead ahead;
-    if (ahead.next != '@' || reading_literal_file > 1) return ahead.plain('@');
+    bool opens = !reading_literal_file;      // which it does not in text that is passed over
+    if (ahead.next != '@' || reading_literal_file > 1 || (opens && disallowing)) return ahead.plain('@');
     ++getnext;
     switch_literal_file();
     return AGAIN;
@@ -262,7 +273,9 @@ static int quotemark(int quote)
     if (ignore_quotes) return quote;
     lookahead ahead;
     if (!isalphanumeric(ahead.next) && ahead.next != '(' && ahead.next != '/') return ahead.plain(quote);
-    expand(quoted_value(quote));
+    std::string text = quoted_value(quote);
+    if (dim_range_is >= 0) insert(text);     // of any length, but it has an end
+    else expand(text);
     return AGAIN;
 }
 

@@ -17,6 +17,7 @@ int  next_in_stream();                // the next byte, not consumed, with no su
 int  truly_clean_gtch();              // the same, consumed
 int  clean_peep();                    // the next byte above 32, not consumed; the blanks before it are
 void expand(const std::string &text); // the text is read next, then what stood there
+void read_again(const std::string &text);   // the same, for what was just consumed
 bool in_expansion(const char *at);
 char *leave_expansion(std::string *rest);   // ends it: where reading goes on behind it, and what was left of it
 void drop_expansion();                // its rest will not be read

@@ -18,10 +18,16 @@
 #include <algorithm>
 #include <cstring>
 
-// A tree in memory as it is looked at; the commands may have taken it away.
-static void put_tree(int t, const treearray &tree)
+// The commands of a step may have taken the tree away, or even the data.
+static void check_still_there(int t, const treearray &tree)
 {
     if (t >= trees_in_mem || nodz != int(tree.size())) errmsg("The tree being swapped is no longer in memory", nullptr);
+}
+
+// A tree in memory as it is looked at.
+static void put_tree(int t, const treearray &tree)
+{
+    check_still_there(t, tree);
     std::copy(tree.begin(), tree.end(), mem_tree[t]);
     recalctree = 1;
 }
@@ -38,7 +44,7 @@ static struct {
 
 double percent_swapped()
 {
-    if (!present.start) return 0;
+    if (!present.start || nodz != int(present.start->size())) return 0;
     if (!present.total)
         each_rearrangement(*present.start, present.kind, [](const treearray &) { return ++present.total, true; });
     return 100.0 * double(present.done) / double(present.total);
@@ -91,6 +97,7 @@ void macroswapcom()
             swap_moves = ++done;
             ++present.done;
             ended = !steps.run(commands);
+            check_still_there(t, next);
             if (step_wish != RESTART_STEPS) return !ended;
             start = next;
             present.done = present.total = 0;
@@ -170,6 +177,7 @@ static void cursebandb(enumeration &all, const treearray &tree, size_t taxa)
     put_tree(all.place, shown);
     ++all.trees;
     all.ended = !all.steps->run(*all.commands);
+    check_still_there(all.place, tree);
     if (all.ended || step_wish == CUT_STEPS || taxa == all.taxa.size()) return;
     for (int d = 0; d < tree[size_t(nt)] && !all.ended; ++d) {
         if (d == nt || d == all.taxa[0] || !tree[size_t(d)]) continue;

@@ -118,17 +118,19 @@ static int readnode(const int *tree, int t)
     return n;
 }
 
-static void walk(const int *tree, const nodes &list, bool upward, int variable, const std::string &commands)
+static void walk(const nodes &tree, const nodes &list, bool upward, int variable, const std::string &commands)
 {
     for (size_t i = 0; i < list.size(); ++i) {
         int n = list[i];
+        look_for_break();
         set_value(variable, n);
         skips_descendants = false;
         fake_cmd_loop_allrecons(commands.c_str(), TRAVELLING);
+        if (nodz != int(tree.size())) errmsg("The tree being travelled is no longer in memory", nullptr);
         if (loop_was_ended || userstop) return;
         if (!skips_descendants || !upward) continue;
         auto below = [&](int m) {
-            while (m != n && m != nt) m = tree[m];
+            while (m != n && m != nt) m = tree[size_t(m)];
             return m == n;
         };
         while (i + 1 < list.size() && below(list[i + 1])) ++i;
@@ -173,7 +175,7 @@ void travtreecom()
     std::erase_if(list, [&](int n) { return (without && n == from) || (internalonly && n < nt); });
     set_the_skipdes = [] { skips_descendants = true; };
     bool outer = skips_descendants;
-    walk(tree.data(), list, kind == WALK_UP, variable, commands);
+    walk(tree, list, kind == WALK_UP, variable, commands);
     skips_descendants = outer;
 }
 

@@ -297,8 +297,9 @@ const comhelp varhelp = {
     "  var X* ;             show array X as the \"setarray\" that would fill it\n"
     "  var & X Y *W N ;     regression of array Y on array X, with weights W (may be left\n"
     "                       out), of the first N values (all); +S behind an array leaves\n"
-    "                       its first S values out, -T its last T ones.  The expressions\n"
-    "                       regalfa, regbeta and regr keep the result\n"
+    "                       its first S values out, -T its last T ones, and /N takes N of\n"
+    "                       them.  The expressions regalfa, regbeta and regr keep the\n"
+    "                       result\n"
     "A name of an array is followed by its sizes in brackets, as in x[10 5], at most 5 of\n"
     "them.  Names begin with a letter, and have at most 50 letters, digits and \"_\".\n"
     "A file counts its variables from 0, whatever opened it, and its names go when it\n"
@@ -317,7 +318,7 @@ void privatecom()
     if (peep() != ';') {
         int n = imacnu();
         if (n < 0) errmsg("Can't set private variables to less than 0", nullptr);
-        curproc->saved_private = n;
+        curproc->saved_private = std::min(n, Maxvars);
     }
     if (report_status)
         myp("%i private variables in %s (var. shift=%i)", curproc->saved_private, current_input(), addatvar);
@@ -328,6 +329,8 @@ const comhelp privatehelp = {
     "  private N ;   files opened from the current one count their variables from N\n"
     "                cells above the last one that has a name (default 0)\n"
     "  private ;     report the number\n"
+    "Such a file gives its first name by number, as in \"var = 0 x\"; what comes next can be\n"
+    "left to \"var:\".\n"
     "Examples:\n"
     "  macro = ; private 5 ; macro - ;\n"
 };

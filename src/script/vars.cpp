@@ -24,16 +24,17 @@ void lay_dimensions()
 {
     varnumdims = nullptr;
     vardimis = nullptr;
-    if (!macprotmod) return;
-    varnumdims = reinterpret_cast<uint8_t *>(macloram(size_t(Maxvars)));
-    memset(varnumdims, 0, size_t(Maxvars));
-    vardimis = reinterpret_cast<int **>(macloray(size_t(Maxvars), MAXDIMS, sizeof(int)));
+    if (macprotmod) {
+        varnumdims = reinterpret_cast<uint8_t *>(macloram(size_t(Maxvars)));
+        memset(varnumdims, 0, size_t(Maxvars));
+        vardimis = reinterpret_cast<int **>(macloray(size_t(Maxvars), MAXDIMS, sizeof(int)));
+    }
+    defdvarnames = reinterpret_cast<int *>(macloram(size_t(Maxvars) * sizeof(int)));
 }
 
 void lay_variables()
 {
     size_t n = size_t(Maxvars);
-    defdvarnames = reinterpret_cast<int *>(macloram(n * sizeof(int)));
     char *values = macloram(n * (nofloats ? sizeof(int32_t) : sizeof(double)));
     memset(values, 0, n * (nofloats ? sizeof(int32_t) : sizeof(double)));
     usvar = nofloats ? nullptr : reinterpret_cast<double *>(values);
@@ -58,6 +59,11 @@ int32_t toint32(double x)
 {
     if (!(x > INT32_MIN)) return x != x ? 0 : INT32_MIN;
     return x < INT32_MAX ? int32_t(x) : INT32_MAX;
+}
+
+int64_t tobits(double x)
+{
+    return x > INT32_MAX ? int64_t(std::min(x, double(UINT32_MAX))) : toint32(x);
 }
 
 void set_value(int v, double x)

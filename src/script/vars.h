@@ -31,6 +31,7 @@ extern int separator_is;                  // written between values of a range; 
 
 inline double value_of(int v)            { return nofloats ? iusvar[v] : usvar[v]; }
 int32_t toint32(double x);                // truncated; what does not fit becomes the nearest that does
+int64_t tobits(double x);                 // the same for operations on bits: sets have up to 32, so that 2147483648... fit too
 void set_value(int v, double x);
 
 int  get_varnum(int quote);       // reads a designation; quote: the mark that encloses it, ';' none; -1: keyword of '$'

@@ -94,11 +94,11 @@ static void operate_on(int cell, double b, double c)
         case OP_DIVIDE:    value = b / c; break;
         case OP_ADD:       value = b + c; break;
         case OP_SUBTRACT:  value = b - c; break;
-        case OP_AND:       value = toint32(b) & toint32(c); break;
-        case OP_OR:        value = toint32(b) | toint32(c); break;
+        case OP_AND:       value = double(tobits(b) & tobits(c)); break;
+        case OP_OR:        value = double(tobits(b) | tobits(c)); break;
         case OP_LARGER:    value = std::max(b, c); break;
         case OP_SMALLER:   value = std::min(b, c); break;
-        case OP_XOR:       value = toint32(b) ^ toint32(c); break;
+        case OP_XOR:       value = double(tobits(b) ^ tobits(c)); break;
         case OP_EQUAL:     value = b == c; break;
         case OP_DIFFERENT: value = b != c; break;
         case OP_ABOVE:     value = b > c; break;

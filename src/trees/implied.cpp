@@ -102,7 +102,7 @@ static double userfit(double h)
     return at[0] + (h - whole) * (at[1] - at[0]);
 }
 
-static double plainfit(double h) { return userdef_weighting_func ? userfit(h) : h / (h + konk); }
+double plainfit(double h) { return userdef_weighting_func ? userfit(h) : h / (h + konk); }
 
 // Under a function of the user a concavity is a shift: the function is read that much further on.
 static double fitunder(double h, double k, double equalizer)

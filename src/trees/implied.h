@@ -51,6 +51,7 @@ extern wtset *xdopiwe_setlist;          // xdopiwe_numsets + 1 entries; entry 0 
 // Tables.  piwe_init brings fitf, sets and concavities up to date with data and settings; optmem and
 // packing call it.  Cheap: no search of any kind.  With 0, a function given by the user keeps the values it has.
 void piwe_init(int full);
+double plainfit(double h);              // fit of h extra steps by k or the user's function, without the extensions; any h >= 0
 double charfit(int c, double h);        // fit of h extra steps of character c as if in no set; any h >= 0
 bool   in_wtset(int c);                 // its homoplasy counts in a set only
 double wtset_fit(int set, double homoplasy);

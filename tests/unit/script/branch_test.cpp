@@ -1,4 +1,5 @@
 #include "scripttest.h"
+#include <cstring>
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "script/expr.h"
@@ -64,13 +65,32 @@ TEST(ScriptCommands, NeedTheLanguageAndTheirWholeName)
                                  "setarray 1 a 2", "setloop 2", "endloop", "continue", "private 1", "macseed 1", "safe vars 1",
                                  "sprit 0 stop", "tbrit 0 stop", "bandb stop", "forfiles a stop", "travtree up 0 0 0 endtrav",
                                  "combine 2 1 0 endcomb", "killfiles", "endswap", "resetswap", "cutbranch", "endbranch",
-                                 "hifile list", "copytree 0", "maketable 0", "progress 1 2 x", "errmsg x", "chkbreak 1", "resettime" })
+                                 "hifile list", "copytree 0", "maketable 0", "progress 1 2 x", "errmsg x", "chkbreak 1", "resettime",
+                                 "macreport", "barplot 0", "opendlg 1 1 1 1 x", "iterrecs 0 0 0 endrecs", "iternucrecs 0 endrecs",
+                                 "slaveget x", "slaveset x", "recurse" })
         EXPECT_TRUE(has(zelrun(command), "legal only when macros are enabled")) << command;
     EXPECT_TRUE(has(typed("setarr 1 a 2"), "Unknown command: setarr"));
     EXPECT_TRUE(has(typed("macr ="), "Unknown command: macr"));
     EXPECT_TRUE(has(typed("cont"), "Unknown command: cont"));
     for (const char *later : { "barplot", "opendlg", "iterrecs", "iternucrecs", "slaveget", "slaveset" })
         EXPECT_TRUE(has(typed(later), "not available yet")) << later;
+}
+
+TEST(ScriptCommands, NotThereYetRunNothingOfTheirBodies)
+{
+    for (const char *body : { "iterrecs 0 1 ray quote no; iterrecs 0 2 ray quote no; endrecs ; macro -; 'nosuch' $nosuch #nosuch endrecs",
+                              "iternucrecs 0 1 ray quote no; iternucrecs 0 1 ray endrecs quote no; endrecs",
+                              "opendlg 10 10 300 300 A title's end ; check 0 1 1 30 30 quote no; subdlg 1 1 9 9 more ; 1 1 9 9 More ;"
+                              " quote no; closedlg ; quote no; closedlg" }) {
+        std::string command(body, strcspn(body, " "));
+        EXPECT_EQ(fromfile(std::string(body) + " ; quote after; loop 1 2 " + body + " ; quote #1; stop"),
+                  "Command " + command + " is not available yet\nafter\nCommand " + command + " is not available yet\n1\nCommand "
+                      + command + " is not available yet\n2\n");
+        EXPECT_TRUE(has(fromfile(command + " 0 1 x quote no; "), "Found end-of-file:")) << command;
+        EXPECT_FALSE(has(fromfile(command + " 0 1 x quote no; "), "no\n")) << command;
+    }
+    EXPECT_EQ(typed("iterrecs = 7; quote after;"), "Command iterrecs is not available yet\nafter\n");
+    EXPECT_EQ(typed("barplot x; quote after;"), "Command barplot is not available yet\nafter\n");
 }
 
 TEST(Goto, ReadsAFileFromALabel)
@@ -91,6 +111,28 @@ TEST(Goto, ReadsAFileFromALabel)
     for (int i = 0; i < 33; ++i) many += " a";
     EXPECT_TRUE(has(zelrun("goto " + file + " one" + many + ";"), "Too many arguments for " + file + " (max.: 32)"));
     EXPECT_TRUE(has(zelrun("goto " + file + " one " + std::string(513, 'a') + ";"), "Argument too long"));
+}
+
+TEST(Goto, LosesTheNamesOfItsFileUnlessTheyAreKept)
+{
+    std::string file = writefile("named.run", "label a; var: gone; return; label b; var: kept; return = ;");
+    typed("goto " + file + " a; goto " + file + " b;");
+    EXPECT_EQ(find_varname("gone"), -1);
+    EXPECT_EQ(find_varname("kept"), 0);
+}
+
+TEST(Goto, LeavesALoopThatGoesOnAfterwards)
+{
+    std::string file = writefile("away.run", "label away; loop 5 6 quote away #1 %1; if (#1 == 5) return; end stop");
+    EXPECT_EQ(fromfile("loop 1 2 loop 8 9 goto " + file + " AWAY #2; stop quote #1; stop quote #1;"),
+              [&] {
+                  std::string said;
+                  for (int i = 1; i <= 2; ++i) {
+                      for (const char *j : { "8", "9" }) said += "Goto Label \"AWAY\" in " + file + " (args: " + j + ")\naway 5 " + j + "\n";
+                      said += std::to_string(i) + "\n";
+                  }
+                  return said + "#1\n";
+              }());
 }
 
 TEST(Goto, GoesOnAfterAnError)
@@ -135,7 +177,13 @@ TEST(Language, IsTurnedOnAndOff)
     EXPECT_TRUE(has(zelrun("macro [3"), "RAM can be reset only with macros OFF (request will be ignored)\n"));
     EXPECT_EQ(Maxvars, 2000);
     EXPECT_TRUE(has(zelrun("macro;"), "Macro language is OFF \nMacros: "));
-    EXPECT_TRUE(has(zelrun("macro;"), "Macro language is ON"));
+    std::string said = zelrun("macro;");
+    EXPECT_TRUE(has(said, "Macro language is ON"));
+    size_t use = said.rfind("Macros: ");
+    int used = 0, left = 0, tenths[2] = {};
+    ASSERT_NE(use, std::string::npos);
+    EXPECT_EQ(sscanf(said.c_str() + use, "Macros: %i.%i Kb in use, %i.%i Kb free\n", &used, tenths, &left, tenths + 1), 4) << said;
+    EXPECT_NEAR(used + left + (tenths[0] + tenths[1]) / 10.0, double(macroram_size) / 1000, 0.3);
     zelrun("macro - [1 *15 100000");
     zelrun("macro =");
     EXPECT_GT(macroram_size, 1000000) << "raised to what the tables need";

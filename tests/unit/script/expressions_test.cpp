@@ -2,6 +2,7 @@
 #include "script/expr.h"
 #include "script/vars.h"
 #include "kernel/errors.h"
+#include <cstring>
 
 static double value(const std::string &expression)
 {
@@ -47,6 +48,22 @@ TEST(Expressions, KnowBitwiseOperatorsComparisonsAndLogic)
     EXPECT_EQ(value("0 || 0"), 0);
     EXPECT_EQ(value("!0"), 1);
     EXPECT_EQ(value("!7"), 0);
+    EXPECT_EQ(value("-!0"), 1) << "a leading sign is applied before the negation";
+    EXPECT_EQ(value("!-7"), 0);
+    EXPECT_EQ(value("!(3 - 3)"), 1);
+    EXPECT_EQ(value("3 - -2"), 5);
+    EXPECT_EQ(value("-(2 + 3) * -2"), 10);
+    EXPECT_EQ(value("2 && 3 + 5"), 6) << "the operator is done with once its right side is read";
+    EXPECT_EQ(value("1 || 0 == 1"), 1);
+    EXPECT_EQ(value("3 > 2 > 0"), 1);
+    EXPECT_EQ(value("7.9 & 3.9"), 3) << "of integers";
+    EXPECT_EQ(value("-1 & 12"), 12);
+    EXPECT_EQ(value("2147483648 & 2147483649"), 2147483648.0) << "the last of 32 states";
+    EXPECT_EQ(value("4294967295 ^ 1"), 4294967294.0);
+    EXPECT_EQ(value("numbits[4294967295]"), 32) << "a missing entry among 32 states";
+    EXPECT_EQ(value("numbits[2147483648]"), 1);
+    typed("set 0 4294967295; set 0 &= 2147483648; set 1 '0';");
+    EXPECT_EQ(value_of(1), 2147483648.0);
     EXPECT_EQ(value("!(1 > 2)"), 1);
     EXPECT_EQ(value("(1 > 2) || (3 > 2)"), 1);
     EXPECT_EQ(value("{0 2 5}"), 37);
@@ -75,6 +92,15 @@ TEST(Expressions, RefuseWhatIsNone)
     EXPECT_TRUE(has(refusal("3 + 2)"), "Unbalanced ')' in expression"));
     EXPECT_TRUE(has(refusal("3 5"), "Found illegal character in expression: 5"));
     EXPECT_TRUE(has(refusal("3 =! 5"), "Symbol =! is not a logical expression or operator"));
+    EXPECT_TRUE(has(refusal("3 + -!0"), "Symbol '!' found when expecting number or expression"));
+    EXPECT_TRUE(has(refusal("3 <x"), "Symbol <x is not a logical expression or operator"));
+    EXPECT_TRUE(has(refusal("3 &-2"), "Symbol &- is not a logical expression or operator"));
+    EXPECT_TRUE(has(typed("if (3;"), "Found unexpected ';'"));
+    for (char sign : std::string("!&)*+-/@.;<=>[]}|"))
+        EXPECT_TRUE(has(refusal(std::string("(2 + ") + sign), strchr("!-;", sign) ? "Unbalanced '(' in expression"      // of the number -1
+                                                              : std::string("Symbol '") + sign + "' found when")) << sign;
+    for (char sign : std::string("=+&*/^|"))
+        EXPECT_TRUE(has(refusal(std::string("(") + sign + "3)"), std::string("Cannot start expression with ") + sign)) << sign;
     EXPECT_TRUE(has(refusal("3 + )"), "Symbol ')' found when expecting number or expression"));
     EXPECT_TRUE(has(refusal("3 + .5"), "Symbol '.' found when expecting number or expression"));
     EXPECT_TRUE(has(refusal("nosuch"), "Unrecognized variable: nosuch"));
@@ -104,6 +130,20 @@ TEST(Expressions, ReadNamesOfTaxaAndCharactersOnRequest)
     EXPECT_EQ(value_of(0), 1) << "a variable hides the taxon, and is its own number";
     EXPECT_EQ(zelrun("macro !"), "Not reading taxon/character names in macros\n");
     EXPECT_EQ(zelrun("macro +"), "Reading taxon/character names as numbers in macros\n");
+}
+
+TEST(Expressions, TakeNamesOfTaxaWhole)
+{
+    zelrun("xread 2 4 Alpha@genus 00 Beta____x 01 Ñandú 10 Delta 11 ;");
+    typed("macro +; set 0 Ñandú; set 1 beta____X;");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_EQ(value_of(0), 2);
+    EXPECT_EQ(value_of(1), 1);
+    zelrun("set 0 beta;");
+    EXPECT_TRUE(zelfailed()) << "names are cut at their signs only with a taxonomy";
+    zelrun("set 0 alpha;");
+    EXPECT_TRUE(zelfailed());
+    typed("macro !;");
 }
 
 TEST(Expressions, AnswerFromTheTableAndReserveItsNames)

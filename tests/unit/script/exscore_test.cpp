@@ -1,5 +1,6 @@
 // Scores against what the report commands print, and against steps counted by hand.
 #include "extests.h"
+#include "reference.h"
 #include "data/matrix.h"
 #include "kernel/output.h"
 #include "kernel/arena.h"
@@ -46,7 +47,7 @@ TEST(ScoreExpressions, AreThoseOfTheReportCommands)
                 std::string TC = "[" + std::to_string(t) + " " + std::to_string(c) + "]";
                 EXPECT_DOUBLE_EQ(valueof("homo" + TC), std::max(0.0, homoplasy[size_t(c)]));
                 EXPECT_DOUBLE_EQ(valueof("softhomo" + TC), std::max(0.0, soft[size_t(c)]));
-                sum += std::max(0.0, homoplasy[size_t(c)]);
+                sum += charcodes[c].weight * std::max(0.0, homoplasy[size_t(c)]);
             }
             EXPECT_DOUBLE_EQ(valueof("homo" + T), sum);
         }
@@ -70,6 +71,47 @@ TEST(ScoreExpressions, OfOneCharacterAreWithoutItsWeight)
     EXPECT_DOUBLE_EQ(valueof("softlength[3 0]"), 1);
 }
 
+// What is not active, or has no weight, has no part in the scores of trees; characters of weight 0 have steps of their own.
+TEST(ScoreExpressions, AgreeWithPlainCountsOfRandomData)
+{
+    std::mt19937 rng(5);
+    for (int trial = 0; trial < 8; ++trial) {
+        plain::data m = plain::randommatrix(rng, 8, 15, plain::everything(8));
+        m.taxactive.assign(8, 1);
+        m.weight[2] = 0;
+        zelrun("mxram 16; piwe=3; piwe-; procedure " + writefile("scores.xread", plain::readtext(m)) + ";");
+        plain::tree t = plain::randomtree(rng, 8, 30);
+        zelrun("tread " + plain::text(t) + ";");
+        ASSERT_FALSE(zelfailed());
+        plain::tree read = plain::fromstored(mem_tree[0], nt);
+        typed("");
+        double homoplasy = 0, fits = 0;
+        for (int c = 0; c < nc; ++c) {
+            int steps = m.active[size_t(c)] ? plain::steps(m, read, c) : 0, least = int(valueof("minsteps[" + num(c) + "]"));
+            int soft = m.active[size_t(c)] ? plain::softsteps(m, read, c) : 0;
+            EXPECT_EQ(valueof("length[0 " + num(c) + "]"), steps) << trial << " " << c;
+            EXPECT_EQ(valueof("softlength[0 " + num(c) + "]"), soft) << trial << " " << c;
+            if (!m.active[size_t(c)]) continue;
+            int h = std::max(0, steps - least);
+            EXPECT_EQ(valueof("homo[0 " + num(c) + "]"), h);
+            homoplasy += m.weight[size_t(c)] * h;
+            if (!m.additive[size_t(c)]) {
+                EXPECT_NEAR(valueof("fit[0 " + num(c) + "]"), h / (h + 3.0), 1e-12) << trial << " " << c;
+            }
+            fits += m.weight[size_t(c)] * valueof("fit[0 " + num(c) + "]");
+        }
+        EXPECT_EQ(valueof("length[0]"), double(plain::length(m, read))) << trial;
+        EXPECT_EQ(valueof("homo[0]"), homoplasy) << trial;
+        EXPECT_NEAR(valueof("fit[0]"), fits, 1e-9) << trial;
+        EXPECT_EQ(valueof("score[0]"), valueof("length[0]"));
+        zelrun("piwe=3;");
+        typed("");
+        EXPECT_EQ(valueof("score[0]"), valueof("fit[0]"));
+        EXPECT_EQ(valueof("length[0]"), double(plain::length(m, read))) << trial;
+        zelrun("piwe-;");
+    }
+}
+
 TEST(ScoreExpressions, RefuseTreesAndCharactersThatAreNotThere)
 {
     somedata();
@@ -88,6 +130,12 @@ TEST(ScoreExpressions, RefuseSingleMembersOfWeightSets)
     std::string said = zelrun("set 900 fit[0 0];");
     EXPECT_TRUE(zelfailed());
     EXPECT_TRUE(has(said, "Cannot calculate score for character 0 individually --it's part of a weight-set")) << said;
+    for (const char *of : { "length", "score", "softlength", "softfit", "softscore" })
+        EXPECT_TRUE(has(refusalof(std::string(of) + "[0 1]"), "individually --it's part of a weight-set")) << of;
+    EXPECT_EQ(valueof("length[0 3]"), 2) << "in no set";
+    EXPECT_EQ(valueof("homo[0 0]"), 0) << "steps, and no score";
+    zelrun("xpiwe -;");
+    EXPECT_EQ(valueof("length[0 0]"), 1);
     zelrun("xpiwe - ; piwe-; xwipe;");
 }
 
@@ -101,6 +149,19 @@ TEST(ScoreExpressions, CostOfHomoplasyIsThatOfTheConcavity)
     EXPECT_TRUE(has(refusalof("whomo[-1]"), "Number of extra steps must be 0 or more"));
     zelrun("piwe=3; piwe-;");
     EXPECT_EQ(valueof("piwe"), 0);
+}
+
+TEST(ScoreExpressions, CostOfHomoplasyFollowsTheFunctionOfTheUser)
+{
+    zelrun("mxram 16; xwipe; piwe=; xread 2 8 A 00 B 01 C 01 D 11 E 10 F 10 G 00 H 10; tread (0(1(2(3(4 (5 (6 7)))))));");
+    typed("piwe [ 1 0.8 0.5 0.3;");
+    EXPECT_DOUBLE_EQ(valueof("whomo[0]"), 0);
+    EXPECT_DOUBLE_EQ(valueof("whomo[2]"), 1.8);
+    EXPECT_DOUBLE_EQ(valueof("whomo[1.5]"), 1.4) << "between the values";
+    EXPECT_DOUBLE_EQ(valueof("whomo[4]"), 2.6);
+    EXPECT_DOUBLE_EQ(valueof("whomo[5]"), 2.9) << "further steps cost as the last one given";
+    EXPECT_DOUBLE_EQ(valueof("fit[0 0]"), valueof("whomo[(homo[0 0])]"));
+    zelrun("piwe ]; piwe-; xwipe;");
 }
 
 TEST(ScoreExpressions, AreRefusedWhileACommandHoldsScratch)

@@ -225,3 +225,50 @@ TEST(TreeDistances, CountGroupsThatOnlyOneTreeHas)
     EXPECT_TRUE(has(refusalof("rfdist[0]"), "First tree list contains no trees!"));
     EXPECT_TRUE(has(refusalof("rfdist[0/]"), "Second tree list contains no trees!"));
 }
+
+// Groups of a tree among some taxa; unrooted, the side without the first of them.
+static std::set<taxa> splits(int t, const taxa &among, bool rooted)
+{
+    std::set<taxa> all;
+    for (int n = nt + 1; n < mem_tree[t][nt]; ++n) {
+        taxa g, rest;
+        for (int x : among) (group(t, n).count(x) ? g : rest).insert(x);
+        if (!rooted && g.count(*among.begin())) std::swap(g, rest);
+        if (g.size() > 1 && g.size() < among.size() - (rooted ? 0 : 1)) all.insert(g);
+    }
+    return all;
+}
+
+TEST(TreeDistances, AgreeWithSetsOfTaxaOnTreesOfAnyTaxa)
+{
+    randomtrees(9);
+    zelrun("tread (0 (1 (2 (3 (4 (5 (6 (7 8)))))))) * ((0 1 5)(2 (3 4)(6 (7 8)))) * (0 ((1 2) 3)(4 (5 6 (7 8))));");
+    auto plain = [](int a, int b, bool rooted, bool present) {
+        taxa shared;
+        for (int x : group(a, nt))
+            if (group(b, nt).count(x)) shared.insert(x);
+        std::set<taxa> x = splits(a, shared, rooted), y = splits(b, shared, rooted);
+        double differ = 0, most = 2.0 * (double(shared.size()) - (rooted ? 2 : 3));
+        for (auto &g : x) differ += !y.count(g);
+        for (auto &g : y) differ += !x.count(g);
+        if (present) most = double(x.size() + y.size());
+        return most > 0 ? differ / most : 0;
+    };
+    struct { const char *name; bool rooted, present; } kinds[] = {
+        { "rfdist", false, false }, { "rfdistp", false, true }, { "rrfdist", true, false }, { "rrfdistp", true, true }
+    };
+    for (auto &k : kinds) {
+        double sum = 0, whole = 0;
+        for (int a = 0; a < 12; ++a)
+            for (int b = a + 1; b < 12; ++b) {
+                double d = plain(a, b, k.rooted, k.present);
+                sum += d;
+                if (a >= 9) whole += d;
+                EXPECT_DOUBLE_EQ(valueof(std::string(k.name) + "[" + num(a) + "/" + num(b) + "]"), d) << k.name << a << " " << b;
+            }
+        EXPECT_NEAR(valueof(std::string(k.name) + "[.]"), sum / 66, 1e-12) << k.name;
+        EXPECT_NEAR(valueof(std::string(k.name) + "[9.]"), whole / 3, 1e-12) << k.name;
+        EXPECT_NEAR(valueof(std::string(k.name) + "[9 10 / 10 11]"),
+                    (plain(9, 10, k.rooted, k.present) + plain(9, 11, k.rooted, k.present) + plain(10, 11, k.rooted, k.present)) / 4, 1e-12);
+    }
+}

@@ -52,6 +52,44 @@ TEST(Failures, ShowTwentyCharactersOnEitherSide)
     EXPECT_TRUE(has(said, "\nbbbbbbbbb; nosuch; quote cccccccccc; \n" + std::string(16, ' ') + "^\n")) << said;
 }
 
+TEST(Failures, NameTheFileAroundTextsOfCommands)
+{
+    zelrun("xread 2 4 A 00 B 01 C 10 D 11 ; tread (0(1(2 3)));");
+    std::string file = writefile("walks.run", "report -;\nloop =t 1 2\ntravtree below 0 2 0\nquote '0';\nset 3 1/0;\nendtrav\nstop\n");
+    std::string said = typed("run " + file + ";");
+    EXPECT_TRUE(has(said, "Can't divide by zero \nAt line 2 of commands for travelling tree\nError reading " + file + "\n")) << said;
+    EXPECT_TRUE(has(said, "\nWhile in loop t (value 1)\n")) << said;
+    zelrun("report =");
+}
+
+TEST(Failures, ThatScriptsReportShowTheirPlaceToo)
+{
+    std::string file = writefile("reports.run", "quote one;\nloop 1 3\nif (#1 == 2)\nerrmsg Bad value #1;\nend\nstop\n");
+    std::string said = typed("run " + file + ";");
+    EXPECT_TRUE(has(said, "one\nBad value 2\nAt line 2 of loop 1 (value: 2)\nError reading " + file + "\n")) << said;
+}
+
+TEST(Failures, TypedInLoopsTellTheirLoop)
+{
+    EXPECT_TRUE(has(typed("loop 4 4 quote a; nosuchcommand; stop"), "At line 1 of loop 1 (value: 4)\n"));
+}
+
+TEST(Failures, LeaveTheVariablesOfTheConsoleAndTakeThoseOfFiles)
+{
+    std::string inner = writefile("inner.run", "var = 0 deep[4]; set deep[1] 9; private 1; loop 1 3 nosuchcommand; stop");
+    std::string outer = writefile("outer.run", "private 3; var: lost; loop =o 1 2 run " + inner + "; stop");
+    typed("var: kept[2]; set kept[1] 5;");
+    char *top = macro_lotop;
+    EXPECT_TRUE(has(zelrun("run " + outer + ";"), "While in loop o (value 1), loop 1 (value 1)\n"));
+    EXPECT_EQ(num_defdvarnames, 1);
+    EXPECT_EQ(highest_varname, 2);
+    EXPECT_EQ(addatvar, 0);
+    EXPECT_EQ(addatloop, -1);
+    EXPECT_EQ(macro_lotop, top);
+    EXPECT_EQ(value_of(2 + 1 + 3 + 1), 9) << "values stay where they were written";
+    EXPECT_EQ(zelrun("quote 'kept[1]'; set 0[1] 6; quote 'kept[1]'; var: next; set next 7; quote 'next' '2';"), "5\n6\n7 7\n");
+}
+
 TEST(Failures, LeaveNothingHalfDone)
 {
     std::string data = writefile("words.txt", "a b c");
@@ -162,6 +200,16 @@ TEST(Failures, GoToTheirTargetAlsoFromARefusedWarning)
     EXPECT_EQ(zelrun("loop 1 2 quote #1; stop ttags -;"), "1\n2\n");
 }
 
+TEST(Failures, ForgetTheirTargetWithTheLanguage)
+{
+    std::string target = writefile("t.run", "label here; quote saved; return;");
+    std::string sets = writefile("sets.run", "goto [ " + target + " here; macro -;");
+    std::string fails = writefile("fails.run", "nosuchcommand;");
+    typed("run " + sets + ";");
+    EXPECT_FALSE(has(zelrun("run " + fails + ";"), "saved\n"));
+    EXPECT_FALSE(has(zelrun("macro =; run " + fails + ";"), "saved\n"));
+}
+
 TEST(Failures, GoToTheirTargetFromFilesWithinFiles)
 {
     std::string target = writefile("t.run", "label here; quote saved in %1.; return;");
@@ -186,6 +234,30 @@ TEST(Interrupts, EndASwapAndSaySo)
     EXPECT_TRUE(has(said, "User interrupt...")) << said;
     EXPECT_EQ(macroswaploop, -2);
     EXPECT_EQ(zelrun("quote next;"), "next\n");
+}
+
+TEST(Interrupts, EndATargetOfErrorsThatFailsAgainAndAgain)
+{
+    typed(";");
+    std::string file = writefile("again.run", "");
+    writefile("again.run", "label again; set 0 ++; goto [ " + file + " again; nosuchcommand;");
+    static int asked;
+    asked = 0;
+    slot<int (*)()> esc(window.zel_app_window_getKeyPressed, [] { return ++asked == 50 ? KEY_ESC : 0; });
+    std::string said = zelrun("goto " + file + " again;");
+    EXPECT_TRUE(has(said, "User interrupt...")) << said.substr(0, 1000);
+    EXPECT_EQ(value_of(0), 50);
+    EXPECT_EQ(errgoto_level, -1);
+    EXPECT_EQ(zelrun("quote next;"), "next\n");
+}
+
+TEST(Interrupts, EndCombinationsThatWouldTakeForever)
+{
+    typed("report -; var: x[20] n;");
+    slot<int (*)()> esc(window.zel_app_window_getKeyPressed, [] { return value_of(20) > 100 ? KEY_ESC : 0; });
+    EXPECT_TRUE(has(zelrun("combine 40 20 x set n ++; endcomb"), "User interrupt..."));
+    EXPECT_EQ(nested_runs(), 0);
+    EXPECT_EQ(zelrun("report =; quote next;"), "Report is ON \nnext\n");
 }
 
 TEST(Interrupts, WaitForAKeyOnRequest)

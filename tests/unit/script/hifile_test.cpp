@@ -45,6 +45,14 @@ TEST(HiFile, KeepsSeveralFilesOpen)
     EXPECT_EQ(zelrun("hifile rewind;"), "Rewinded file \"" + words() + "\"\n");
 }
 
+TEST(HiFile, MayHaveNoActiveFile)
+{
+    std::string other = writefile("other.txt", "alpha beta");
+    typed("hifile open " + words() + "; hifile open " + other + "; hifile active " + words() + ";");
+    EXPECT_EQ(zelrun("hifile close;"), "Closed file " + words() + " (no file is active now)\n") << "the other one was opened later";
+    EXPECT_TRUE(has(zelrun("hifile skip;"), "No input file is active"));
+}
+
 TEST(HiFile, IsRefused)
 {
     EXPECT_TRUE(has(typed("hifile open " + words() + "; hifile open " + words() + ";"), "File \"" + words() + "\" is already open"));
@@ -83,6 +91,16 @@ TEST(Tables, OfOtherCommandsAreCaught)
     EXPECT_EQ(value_of(3), 42);
     zelrun("set x[0] 1; length;");
     EXPECT_EQ(value_of(0), 1) << "no longer";
+}
+
+TEST(Tables, AreNotCaughtByALanguageThatWasTurnedOff)
+{
+    zelrun("p " ZEL_EXAMPLES_DIR "/bees.zel; p " ZEL_EXAMPLES_DIR "/bees_ten.tre;");
+    typed("var: x[900]; maketable + x;");
+    zelrun("macro - *15 2; macro =; set 0 77; set 1 88; length;");
+    EXPECT_EQ(value_of(0), 77);
+    EXPECT_EQ(value_of(1), 88);
+    zelrun("macro - *15 1000; macro =");
 }
 
 TEST(Sessions, TellProgressAndTime)

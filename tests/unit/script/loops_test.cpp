@@ -20,6 +20,34 @@ TEST(ScriptLoops, RunNothingWhenTheStepLeadsAway)
     EXPECT_EQ(atloop, -1);
 }
 
+TEST(ScriptLoops, HaveTheirStepBehindAPlusAlsoAfterABlank)
+{
+    EXPECT_EQ(typed("loop 1 +2 6 quote #1; stop"), "1\n3\n5\n");
+}
+
+TEST(ScriptLoops, ReadTheirBoundsOnce)
+{
+    EXPECT_EQ(typed("var: b[2]; set b[0] 2; set b[1] 4; loop 'b[0]' 'b[1]' set b[1] 9; quote #1 'b[1]'; stop"), "2 9\n3 9\n4 9\n");
+    EXPECT_EQ(typed("var: b[2]; set b[1] 1; loop (2 * 3) ('b[1]' + 3) quote #1; stop"), "6\n5\n4\n");
+}
+
+TEST(ScriptLoops, NestAsDeepAsTheLimit)
+{
+    std::string begins, ends;
+    for (int i = 0; i < Maxloop; ++i) { begins += "loop 1 1 "; ends += "stop "; }
+    EXPECT_EQ(typed(begins + "quote deep; " + ends), "deep\n");
+    zelrun("macro - *3 1000; macro =");
+    EXPECT_EQ(zelrun("loop 1 1 loop 1 1 loop 1 1 quote deep; stop stop stop"), "deep\n");
+    zelrun("macro - *15 1000; macro =");
+}
+
+TEST(ScriptLoops, LoseTheirLastSemicolonToAnArgumentThatIsNotGiven)
+{
+    EXPECT_EQ(fromfile("loop 1 2 quote a; label b; %3stop quote b;"), "a\na\nb\n");
+    EXPECT_EQ(fromfile("loop 1 2 quote a %3stop quote b;"), "a   quote a    quote b\n") << "the quote goes on";
+    EXPECT_EQ(fromfile("loop 1 3 if (#1 == 2) continue; end quote #1; %3stop quote b;"), "1\n3\nb\n");
+}
+
 TEST(ScriptLoops, NestAndHaveNames)
 {
     EXPECT_EQ(typed("loop 1 2 loop 7 8 quote #1 #2; stop stop"), "1 7\n1 8\n2 7\n2 8\n");

@@ -1,6 +1,7 @@
 #include "scripttest.h"
 #include "data/matrix.h"
 #include "kernel/input.h"
+#include "kernel/window.h"
 #include "kernel/errors.h"
 #include "script/repeat.h"
 #include "script/swaps.h"
@@ -90,6 +91,60 @@ TEST(SwapCommands, RunAtEveryRearrangement)
     EXPECT_EQ(zelrun("sprit 0 loop 1 9 quote #1; endswap; stop stop quote after;"), "1\nafter\n");
     zelrun("report =;");
     EXPECT_TRUE(has(zelrun("sprit + 0 stop"), "Start to swap tree 0 \nFinished swapping ("));
+}
+
+TEST(SwapCommands, DoNotNestThroughOtherCommands)
+{
+    sixtaxa();
+    std::string inner = writefile("inner.run", "sprit 0 quote no; stop"), dir = tempdir() + "/onefile";
+    fs::create_directories(dir);
+    std::ofstream(dir + "/a.x") << "a";
+    for (const std::string &within : { "run " + inner + ";", "forfiles " + dir + "/* sprit 0 quote no; stop stop",
+                                       std::string("travtree below 0 3 0 bandb quote no; stop endtrav"),
+                                       std::string("var: x[2]; combine 2 1 x tbrit 0 quote no; stop endcomb") })
+        for (const char *outer : { "sprit 0 ", "tbrit 0 ", "bandb " }) {
+            std::string said = zelrun(outer + within + " stop");
+            EXPECT_TRUE(has(said, "Can't nest \"sprit\", \"tbrit\", or \"bandb\" commands")) << outer << within << said;
+            EXPECT_FALSE(has(said, "no\n")) << said;
+            sixtaxa();
+        }
+    EXPECT_EQ(zelrun("forfiles " + dir + "/* sprit 0 quote yes; endswap; stop stop"), "yes\n") << "the other way round they do";
+    zelrun("report =");
+}
+
+TEST(SwapCommands, EndWhenTheDataChange)
+{
+    std::string large = writefile("large.zel", "xread 2 9 A 00 B 01 C 10 D 11 E 11 F 11 G 10 H 01 I 00 ; tread (0(1(2(3(4(5(6(7 8)))))))) ; proc/;");
+    std::string small = writefile("small.zel", "xread 2 4 A 00 B 01 C 10 D 11 ; tread (0(1(2 3))) ; proc/;");
+    for (const std::string &data : { large, small })
+        for (const char *command : { "sprit 0 ", "tbrit 0 ", "bandb " }) {
+            sixtaxa();
+            EXPECT_TRUE(has(zelrun(command + ("proc " + data + "; set 0 percswap; stop")), "The tree being swapped is no longer in memory")) << command;
+            sixtaxa();
+            EXPECT_FALSE(has(zelrun("sprit 0 proc " + data + "; endswap; stop"), "ERROR"));
+        }
+    for (const std::string &data : { large, small })
+        for (const char *kind : { "up", "down", "up terms" }) {
+            sixtaxa();
+            EXPECT_TRUE(has(zelrun("travtree " + std::string(kind) + " 0 root 0 proc " + data + "; skipdes; endtrav"),
+                            "The tree being travelled is no longer in memory"));
+        }
+    zelrun("report =");
+}
+
+TEST(SwapCommands, SayWhenTheyAreInterrupted)
+{
+    sixtaxa();
+    zelrun("report =;");
+    static bool pressed;
+    pressed = false;
+    auto was = window.zel_app_window_getKeyPressed;
+    window.zel_app_window_getKeyPressed = [] { return doing_a_search && !pressed ? (pressed = true, KEY_ESC) : 0; };
+    std::string said = zelrun("p " ZEL_EXAMPLES_DIR "/bees.zel; p " ZEL_EXAMPLES_DIR "/bees_ten.tre; hold 1000; sprit 0 mult = replic 100000; stop");
+    window.zel_app_window_getKeyPressed = was;
+    EXPECT_TRUE(pressed);
+    EXPECT_TRUE(has(said, "Interrupted swapping (1 rearrangements)")) << said;
+    EXPECT_FALSE(has(said, "Finished swapping"));
 }
 
 TEST(SwapCommands, AreRefused)
@@ -220,6 +275,40 @@ TEST(Combinations, AreRefused)
     EXPECT_TRUE(has(typed("combine =0;"), "must be >= 1"));
 }
 
+TEST(Combinations, NeedAnArray)
+{
+    EXPECT_TRUE(has(typed("var: x y z; combine 3 2 x quote no; endcomb"), "Variable 0 is no array; the combinations have up to 2 values"));
+    EXPECT_FALSE(has(typed("var: x y; combine 3 1 x set y ++; endcomb"), "no array"));
+    EXPECT_EQ(value_of(1), 3);
+}
+
+TEST(Steps, SeeTheArgumentsOfTheirFile)
+{
+    sixtaxa();
+    EXPECT_EQ(zelrun("travtree des 0 root 0 quote [%1] [%(1)]; killtrav; endtrav quote after;"), "[] []\nafter\n") << "typed commands have none";
+    std::string file = writefile("steps.run", "travtree des 0 root 0 quote [%1] [%2] [%(argnumber)]; killtrav; endtrav"
+                                              " sprit 0 forfiles " ZEL_EXAMPLES_DIR "/bees.zel quote %2; stop endswap; stop");
+    EXPECT_EQ(zelrun("silent = all; run " + file + " a b; silent - all;"), "");
+    std::string said = zelrun("run " + file + " a b;");
+    EXPECT_TRUE(has(said, "[a] [b] [b]\nb\n")) << said;
+    zelrun("report =");
+}
+
+TEST(Steps, KeepTheLanguageOn)
+{
+    sixtaxa();
+    std::string switches = writefile("switches.run", "macro -; macro *15 2; macro =;");
+    for (std::string inside : { std::string("macro -;"), std::string("macro ;"), "run " + switches + ";" })
+        for (std::string steps : { "sprit 0 @ stop", "bandb @ stop", "travtree up 0 root 0 @ endtrav", "var: x[3]; combine 3 2 x @ endcomb",
+                                   "forfiles " ZEL_EXAMPLES_DIR "/* @ stop" }) {
+            sixtaxa();
+            steps.replace(steps.find('@'), 1, inside);
+            EXPECT_TRUE(has(zelrun(steps), "Can't disconnect macros from within a loop!")) << steps;
+            EXPECT_TRUE(macros_are_on());
+        }
+    zelrun("report =");
+}
+
 TEST(FilesOfADirectory, AreVisited)
 {
     std::string dir = tempdir() + "/folder";
@@ -236,6 +325,22 @@ TEST(FilesOfADirectory, AreVisited)
     EXPECT_TRUE(has(typed("forfiles " + dir + "/* killfiles; stop"), "(1 found)"));
     EXPECT_TRUE(has(typed("forfiles " + dir + "/?.x continue; quote no; stop"), "(2 found)"));
     EXPECT_TRUE(has(typed("forfiles /no/such/* stop"), "Can't open /no/such"));
+}
+
+TEST(CopiedTrees, ComeAlsoFromConstraintsAndTags)
+{
+    sixtaxa("(0(1(2(3(4 5)))))*(0(5(4(3(2 1)))))");
+    zelrun("report =; force = (0 1 2 (3 4 5));");
+    EXPECT_EQ(zelrun("copytree *;"), "Tree of constraints copied to tree 2 \n");
+    EXPECT_EQ(mem_tree[2][3], mem_tree[2][5]);
+    EXPECT_EQ(mem_tree[2][0], mem_tree[2][1]);
+    EXPECT_EQ(countterminals(mem_tree[2]), 6);
+    EXPECT_EQ(mem_tree[2][nt], nt + 2) << "the root and one group";
+    EXPECT_EQ(zelrun("force ]; ttags *1; copytree + 0;"), "No constraints defined \nTree of tags copied to tree 0 \n");
+    EXPECT_TRUE(equal_tree(mem_tree[0], mem_tree[1]));
+    EXPECT_TRUE(has(zelrun("ttags -; copytree + 1;"), "No tag-tree is defined; can't copy onto 1"));
+    EXPECT_TRUE(has(zelrun("copytree +;"), "No tag-tree is defined; can't copy onto 3"));
+    EXPECT_TRUE(has(zelrun("copytree [;"), "not available yet"));
 }
 
 TEST(CopiedTrees, GoWhereTheyAreSent)

@@ -97,7 +97,15 @@ TEST(Stream, ReadsTheTextOfALabelInPlace)
 {
     std::string texts = writefile("texts.txt", "label one; five six @@ label two; quote other; @@");
     EXPECT_EQ(fromfile("quote [@@" + texts + " one ];\nquote next;"), "[ five six  ]\nnext\n");
+    texts = writefile("texts.txt", "label one ; five six @@");
+    EXPECT_EQ(fromfile("quote [@@" + texts + " one ];"), "[ five six  ]\n") << "the label is a command, and ends in its semicolon";
+    EXPECT_EQ(fromfile("loop 1 2 quote -@@" + texts + " one #1; stop"), "- five six 1\n- five six 2\n");
+    EXPECT_TRUE(has(fromfile("quote @@" + texts + " two ;"), "Label \"two\" not found in " + texts));
     EXPECT_EQ(curproc, procnest);
+    texts = writefile("texts.txt", "label one; end else @@ label two; quote two;");
+    EXPECT_EQ(fromfile("if (0) quote no; @@" + texts + " one ; @@/no/such one ; end quote yes;"), "yes\n") << "text that is skipped opens nothing";
+    EXPECT_EQ(typed("goto " + texts + " two;"), "Goto Label \"two\" in " + texts + " (no args.)\ntwo\n");
+    EXPECT_EQ(fromfile("quote [@@" + texts + " one ];"), "[ end else  ]\n");
 }
 
 TEST(Stream, CrossesTheEndsOfBuffers)
@@ -108,6 +116,32 @@ TEST(Stream, CrossesTheEndsOfBuffers)
         std::string said = zelrun("run " + writefile("pad.run", text) + " arg;");
         EXPECT_TRUE(has(said, "\nx\n123   123#5 arg \"\ny\n")) << pad << said;
     }
+}
+
+// What a form says may not depend on where it stands in the file.
+TEST(Stream, ReadsEveryFormAcrossTheEndsOfBuffers)
+{
+    std::string texts = writefile("texts.txt", "label one; five six @@");
+    std::string head = "var: x y a[3] t[9]; set x 2/3; set t $abcdef; ";
+    for (std::string form : { "quote [$t:3] [$t:+2] [$t:-2] [$t<c] [$t>c] [$t:x];", "quote ['/8.2x'] ['x'] [\"x\"];",
+                              "quote %(1+1) %2 [%9] [%(7)];", "loop =nm 4 5 quote #nm #1 $t; stop", "// quote no;\nquote yes;",
+                              "/* no ; */ quote yes;", "quote 'a[0-2 &44]' 'a[1]';", "set t $u &66c; quote $t;",
+                              "if (0) quote end else (; xyz; else quote c; end", "set a[1] -= 2; quote 'a[1]';", "quote [@@ one ];" }) {
+        if (size_t at = form.find("@@"); at != std::string::npos) form.insert(at + 2, texts);
+        std::string expected;
+        for (int start : { 0, 4093 - int(form.size()), 4090, 4091, 4092, 4093, 4094, 4095, 4096 - int(form.size() / 2) }) {
+            std::string pad(size_t(std::max(0, start - int(head.size()))), ' ');
+            std::string said = fromfile(head + pad + form + "\nquote last;\n", "A1 B22");
+            if (expected.empty()) expected = said;
+            EXPECT_EQ(said, expected) << start;
+        }
+        EXPECT_TRUE(has(expected, "\nlast\n") && !has(expected, "Unknown")) << expected;
+    }
+}
+
+TEST(Stream, PadsAndCutsWhereTheFormSays)
+{
+    EXPECT_EQ(fromfile("set 50 $abcdef; quote [$50:3] [$50:+2] [$50:-2] [$50<c] [$50>c] [$50:x];"), "[abc] [cdef] [ef] [ab] [def] [abcdef:x]\n");
 }
 
 TEST(Stream, GivesTheNamesOfThings)
@@ -125,6 +159,11 @@ TEST(Stream, GivesTheNamesOfThings)
     zelrun("agroup =2 (mine) 0 1; xgroup =1 (chars) 0; tgroup =0 (first);");
     EXPECT_EQ(zelrun("quote [$agroup 2] [$agroup 3] [$xgroup 1];"), "[mine] [ ] [chars]\n");
     EXPECT_EQ(zelrun("quote [$ttag 3] [$curfile];"), "[] []\n");
+    EXPECT_EQ(zelrun("set +; quote [$ttag 3]; set -;"), "Adding space in string conversions\n[ ]\nNot adding space in string conversions\n");
+    zelrun("tread (0(1(2 3))); ttags *0; ttags +5 upper\\lower;");
+    EXPECT_EQ(zelrun("quote [$ttag 5] [$ttag 5::1] [$ttag 4];"), "[upper\\lower] [lower] []\n");
+    EXPECT_TRUE(has(zelrun("quote $ttag 50;"), "No node 50 in tagged tree"));
+    EXPECT_EQ(zelrun("ttags -; quote [$ttag 50];"), "[]\n");
     EXPECT_TRUE(has(zelrun("quote $curwd;"), "/"));
 }
 

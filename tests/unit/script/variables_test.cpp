@@ -139,6 +139,29 @@ TEST(Variables, InRangesOfAnyLengthAreWrittenWhole)
     EXPECT_TRUE(has(said, cells + "3.00000000000000000000")) << said;
 }
 
+TEST(Variables, InRangesThatTakeManyExpansionsAreWrittenWhole)
+{
+    // Numbers of many digits leave room for a few cells in an expansion.
+    zelrun("macro -; mxram 64; macfloat =; macro prot 2 *15 60000; macro =; macfloat 100; report -;");
+    zelrun("var: x[25000] y[25000]; macseed 1; set * x *30000; setarray 25000 y 'x[0-24999]';");
+    EXPECT_FALSE(zelfailed());
+    for (int i = 0; i < 25000; ++i) ASSERT_EQ(value_of(25000 + i), value_of(i)) << i;
+    EXPECT_NE(value_of(25000), value_of(25001));
+    zelrun("macfloat 6; loop 0 99 set x[#1] exp[(600)]; stop setarray 100 y 'x[0-99]';");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_NEAR(value_of(25099) / value_of(0), 1, 1e-12);
+    zelrun("macro - *15 1000; macro =; report =;");
+}
+
+TEST(Variables, OfOtherFilesAreWrittenInLongRanges)
+{
+    std::string inner = writefile("inner.run", "macfloat 20; setarray 400 copy 'x[0-399]'; macfloat 6;");
+    typed("report -; var: x[400] copy[400]; loop 0 399 set x[#1] #1/7; stop private 5; run " + inner + ";");
+    EXPECT_FALSE(zelfailed());
+    for (int i = 0; i < 400; ++i) ASSERT_EQ(value_of(400 + i), i / 7.0) << i;
+    zelrun("report =;");
+}
+
 TEST(Variables, KeepTexts)
 {
     EXPECT_EQ(typed("set 5 $hello  there; quote [$5];"), "[hello there]\n");
@@ -149,9 +172,16 @@ TEST(Variables, KeepTexts)
     EXPECT_EQ(typed("quote [$9];"), "[ ]\n") << "an empty text is a blank";
     EXPECT_EQ(typed("set +; set 5 $x; quote [$5]; set -; quote [$5];"),
               "Adding space in string conversions\n[x ]\nNot adding space in string conversions\n[x]\n");
+    EXPECT_EQ(typed("set 5 $abc; quote [$5: 2] [$5:x] [$5:+] [$5::;"), "[abc: 2] [abc:x] [abc:+] [abc::\n") << "no number follows";
     EXPECT_TRUE(has(typed("set 5 $abc; quote $5:8500;"), "Cannot make string conversion so long ( max. 8500)"));
     EXPECT_TRUE(has(typed("set 998 $" + std::string(8, 'x') + ";"), "String too long (it exceeds variable 999)"));
     EXPECT_EQ(typed("set 998 $abcdefg; quote $998;"), "abcdefg\n");
+}
+
+TEST(Variables, AreCutBetweenLettersOfAnyAlphabet)
+{
+    EXPECT_EQ(typed("set 5 $Ångström naïve; quote [$5:2] [$5:+1] [$5:-3] [$5<g] [$5>ö] [$5:16] [$5:-16];"),
+              "[Ån] [ngström naïve] [ïve] [Ån] [m naïve] [Ångström naïve  ] [  Ångström naïve]\n");
 }
 
 TEST(Variables, WithinTextsAreWritten)
@@ -197,7 +227,7 @@ TEST(Variables, LoseTheirNamesOnRequest)
     EXPECT_EQ(zelrun("var -1;"), "User variables above 1 will be denamed \n");
     EXPECT_EQ(find_varname("b"), 1);
     EXPECT_EQ(find_varname("c"), -1);
-    zelrun("var -;");
+    EXPECT_EQ(zelrun("var -;"), "User variables from Menu will be denamed \n");
     EXPECT_EQ(num_defdvarnames, 0);
     EXPECT_EQ(highest_varname, 0);
     EXPECT_EQ(macro_lotop, macrostart_loseg);
@@ -206,15 +236,34 @@ TEST(Variables, LoseTheirNamesOnRequest)
 
 TEST(Variables, AreCountedAnewInEveryFile)
 {
-    std::string inner = writefile("inner.run", "set 0 99; var: own; set own 5; quote '0' 'own'; var -(-1);");
+    std::string inner = writefile("inner.run", "set 0 99; var = 0 own; set own 5; var: next; set next 6; quote '0' 'own' '1'; var -(-1);");
     std::string said = typed("var: a b; set a 1; private 3; set 4 44; run " + inner + "; quote 'a' '4';");
-    EXPECT_TRUE(has(said, "5 5\n")) << "variable 0 of the file is the one it names: " << said;
+    EXPECT_TRUE(has(said, "5 5 6\n")) << "variable 0 of the file is the one it names: " << said;
     EXPECT_TRUE(has(said, "Cannot dename a variable from a previous file")) << said;
     EXPECT_EQ(find_varname("own"), -1);
     EXPECT_EQ(addatvar, 0);
     EXPECT_EQ(value_of(2 + 3), 5) << "above two names and three private ones";
     EXPECT_TRUE(has(typed("private -1"), "Can't set private variables to less than 0"));
+    std::string unnumbered = writefile("unnumbered.run", "var: own;"), plus = writefile("plus.run", "var = + own;");
+    for (const std::string &file : { unnumbered, plus }) {
+        EXPECT_TRUE(has(typed("private 2; run " + file + ";"), "Cannot name variables which are private to other files"));
+        EXPECT_FALSE(has(typed("private 0; run " + file + ";"), "Cannot"));
+    }
+    EXPECT_TRUE(has(typed("private 2000000000; run " + writefile("none.run", "set 0 1;") + ";"), "No variable number 1000"));
     EXPECT_EQ(typed("private 7; private 0"), "7 private variables in Menu (var. shift=0)\n0 private variables in Menu (var. shift=0)\n");
+}
+
+TEST(Variables, PrivateToFilesWithinFilesAreApart)
+{
+    // Cells: the outer file 0, 1 and a name at 2; the middle one 3, 4 and a name at 5; the inner one from 6 on.
+    std::string inner = writefile("inner.run", "set 0 31; var = 1 z; set z 32; quote inner '0' 'z' 'y' 'x';");
+    std::string middle = writefile("middle.run", "set 0 21; set 1 22; var = 2 y; set y 23; run " + inner + "; quote middle '0' '1' 'y' 'x';");
+    std::string outer = writefile("outer.run", "set 0 11; set 1 12; var = 2 x; set x 13; run " + middle + "; quote outer '0' '1' 'x';");
+    std::string said = typed("run " + outer + ";");
+    EXPECT_TRUE(has(said, "inner 31 32 23 13\nmiddle 21 22 23 13\nouter 11 12 13\n")) << said;
+    double expected[] = { 11, 12, 13, 21, 22, 23, 31, 32 };
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(value_of(i), expected[i]) << i;
+    EXPECT_EQ(num_defdvarnames, 0);
 }
 
 TEST(Variables, OfAFileStayAfterReturnWithAnEqualSign)

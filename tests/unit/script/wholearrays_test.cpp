@@ -1,7 +1,10 @@
 // Operations on whole arrays, regressions, scaling and matrices, against values worked by hand.
 #include "extests.h"
+#include "script/eigen.h"
 #include "script/matexp.h"
 #include "script/internals.h"
+#include <algorithm>
+#include <random>
 
 // Commands of a file (commas stay commas), whose named variables live on.
 static std::string script(const std::string &commands)
@@ -21,7 +24,7 @@ TEST(WholeArrays, AreOperatedOnCellByCell)
 {
     struct { const char *operation; values expected; } cases[] = {
         { "b * c", { 5, 12, -21 } }, { "b + c", { 6, 8, 4 } }, { "b - c", { -4, -4, 10 } }, { "b / c", { 0.2, 1 / 3.0, -7 / 3.0 } },
-        { "b > c", { 5, 6, 7 } }, { "b < c", { 1, 2, -3 } }, { "b & 3", { 1, 2, 3 } }, { "b | 8", { 9, 10, 15 } }, { "b ^ 3", { 2, 1, 4 } },
+        { "b > c", { 5, 6, 7 } }, { "b < c", { 1, 2, -3 } }, { "b & 3", { 1, 2, 3 } }, { "2147483648 | b", { 2147483649, 2147483650, 2147483655 } }, { "b | 8", { 9, 10, 15 } }, { "b ^ 3", { 2, 1, 4 } },
         { "b", { 1, 2, 7 } }, { "4", { 4, 4, 4 } }, { "b == 2", { 0, 1, 0 } }, { "b != 2", { 1, 0, 1 } }, { "b ?> c", { 0, 0, 1 } },
         { "b ?< c", { 1, 1, 0 } }, { "b ?>= 2", { 0, 1, 1 } }, { "b ?<= 2", { 1, 1, 0 } }, { "10 - b", { 9, 8, 3 } },
         { "+= b", { 2, 4, 9 } }, { "*= 3", { 3, 6, 6 } }, { "-= 1", { 0, 1, 1 } }, { "/= 2", { 0.5, 1, 1 } }, { "|= 4", { 5, 6, 6 } },
@@ -137,6 +140,16 @@ TEST(Scaling, ExplainsLessOnALineAndObeysWeights)
     EXPECT_NEAR(std::fabs(x[0] - x[1]), 1, 0.01);
 }
 
+TEST(Scaling, DoesItsBestWithDistancesThatNoPointsHave)
+{
+    // sides 1, 1 and 10 break the triangle inequality; at -a, 0 and a, 2(a - 1)^2 + (2a - 10)^2 is least for a = 11/3
+    script("var: to[1 3] d[3 3]; setarray 3,3 d 0 1 10 1 0 1 10 1 0; set : to d; set 900 regr;");
+    ASSERT_FALSE(zelfailed());
+    values x = row("to", 3, 1);
+    EXPECT_NEAR(std::fabs(x[0] - x[2]), 22 / 3.0, 1e-3);
+    EXPECT_NEAR(value_of(900), 1 - 3 * (64 / 9.0) / 102, 1e-6);
+}
+
 TEST(Scaling, RefusesWhatAreNoDistances)
 {
     EXPECT_TRUE(has(script("var: to[2 3] d[3 3]; setarray 3,3 d 1 1 1 1 0 1 1 1 0; set : to d;"), "Diagonals for input distances must be 0"));
@@ -156,6 +169,11 @@ TEST(Regression, PrintsTheLineAndKeepsIt)
     EXPECT_TRUE(has(said, "    Y=0.800000+2.300000*X (r=0.994377)")) << said;
     EXPECT_TRUE(has(said, "    Y=1.000000+2.000000*X (r=1.000000)")) << said;
     EXPECT_NEAR(value_of(900), 0.8, 1e-12);
+    for (const char *limited : { "var & x/3 y;", "var & x y/3;", "var & x +0/3 y -1;", "var & x y /3;" }) {
+        std::string line = zelrun(limited);
+        EXPECT_TRUE(has(line, "    Y=1.000000+2.000000*X (r=1.000000)")) << limited << line;
+    }
+    EXPECT_TRUE(has(zelrun("var & x/5 y;"), "Cannot use 5 values (there are 4)"));
     EXPECT_NEAR(value_of(901), 2.3, 1e-12);
     EXPECT_NEAR(value_of(902), 11.5 / std::sqrt(5 * 26.75), 1e-12);
     EXPECT_TRUE(has(script("var: x[2] y[2] w[2]; setarray 2 w 1 -1; var & x y *w;"), "Can't regress with negative weights (check cell 1)"));
@@ -198,6 +216,52 @@ TEST(MatrixExponential, IsThatOfKnownMatrices)
     EXPECT_NEAR(turn[1][0], std::sin(1.0), 1e-12);
     squarematrix nilpotent = MatExp({ { 0, 7 }, { 0, 0 } });
     EXPECT_NEAR(nilpotent[0][1], 7, 1e-12);
+}
+
+TEST(MatrixExponential, ByEigenvaluesIsTheSame)
+{
+    zelrun("");
+    std::mt19937 rng(3);
+    for (size_t n = 1; n <= 20; ++n)
+        for (int kind = 0; kind < 4; ++kind) {
+            squarematrix m(n, std::vector<double>(n));
+            for (size_t i = 0; i < n; ++i) {                   // any numbers; rates; equal rates; rates with many zeros
+                double sum = 0;
+                for (size_t j = 0; j < n; ++j) {
+                    double x = double(rng() % 2000) / 1000;
+                    m[i][j] = kind == 0 ? x - 1 : kind == 1 ? x : kind == 2 ? 1 : rng() % 3 == 0;
+                    if (i != j) sum += m[i][j];
+                }
+                if (kind) m[i][i] = -sum;
+            }
+            static squarematrix given, byvalues;
+            given = m;
+            squarematrix pade = MatExp(m);
+            bool diagonalizable = safecall([] { byvalues = doEigenMatExp(given); });
+            ASSERT_TRUE(diagonalizable || kind == 3) << n << " " << kind;
+            if (!diagonalizable) continue;
+            for (size_t i = 0; i < n; ++i)
+                for (size_t j = 0; j < n; ++j) EXPECT_NEAR(byvalues[i][j], pade[i][j], 1e-7 * std::max(1.0, std::fabs(pade[i][j]))) << n << " " << kind;
+        }
+    squarematrix turn = doEigenMatExp({ { 0, -1 }, { 1, 0 } }), still = doEigenMatExp({ { 0, 0 }, { 0, 0 } });
+    EXPECT_NEAR(turn[0][0], std::cos(1.0), 1e-12);
+    EXPECT_NEAR(turn[1][0], std::sin(1.0), 1e-12);
+    EXPECT_EQ(still, (squarematrix{ { 1, 0 }, { 0, 1 } }));
+    squarematrix longbranch = doEigenMatExp({ { -1e4, 1e4 }, { 1e4, -1e4 } });
+    EXPECT_NEAR(longbranch[0][1], 0.5, 1e-10);
+}
+
+TEST(MatrixExponential, ByEigenvaluesNeedsAFullSetOfVectors)
+{
+    typed("");
+    EXPECT_FALSE(safecall([] { doEigenMatExp({ { 0, 7 }, { 0, 0 } }); }));
+    EXPECT_FALSE(safecall([] { doEigenMatExp({ { INFINITY, 7 }, { 0, 0 } }); }));
+    eigensystem e;
+    ASSERT_TRUE(ComputeEigenSystem({ { 2, 1, 0 }, { 1, 2, 0 }, { 0, 0, 5 } }, &e));
+    std::vector<double> found;
+    for (complexnumber x : e.values) found.push_back(x.real());
+    std::sort(found.begin(), found.end());
+    for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(found[i], std::vector<double>({ 1, 3, 5 })[i], 1e-12);
 }
 
 TEST(MatrixExponential, WarnsOnceWhenItIsInaccurate)
