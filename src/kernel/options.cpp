@@ -4,7 +4,9 @@
 #include "kernel/errors.h"
 #include "kernel/input.h"
 #include "kernel/typos.h"
+#include <algorithm>
 #include <cctype>
+#include <climits>
 #include <cstring>
 
 const optrow *findoption(const optrow *rows, const char *word)
@@ -22,7 +24,7 @@ const optrow *findoption(const optrow *rows, const char *word)
 
 [[noreturn]] static void outofrange(const optrow *row, double value)
 {
-    if (row->outofrange) myerr(row->outofrange, int(value));
+    if (row->outofrange) myerr(row->outofrange, int(std::clamp<double>(value, INT_MIN, INT_MAX)));
     myerr("Option \"%s\" takes a number from %li to %li, not %g", row->word, row->low, row->high, value);
 }
 
@@ -71,11 +73,11 @@ static const optrow *exactorprefix(const optrow *rows, const char *word)
     return nullptr;
 }
 
-void readoptions(const optrow *rows, const char *unknown, const char *stopat)
+int readoptions(const optrow *rows, const char *unknown, const char *stopat)
 {
-    for (;;) {
+    for (int n = 0; ; ++n) {
         int c = peep();
-        if (c == ';' || strchr(stopat, c) || !rdcmd()) return;
+        if (c == ';' || strchr(stopat, c) || !rdcmd()) return n;
         char word[CMDNAMESIZE];
         strcpy(word, cmdname);
         if (!strcmp(word, "no") && isalpha(peep()) && rdcmd()) strcat(word, cmdname);   // "no" apart from its word

@@ -35,5 +35,6 @@ constexpr optrow optend()                                                       
 // Reads option words up to the terminating ';' (left in the stream) or up to one of the
 // characters of stopat.  A word with no row fails with the printf format `unknown`, given the word.
 // Digits and other characters that begin no word are left to the caller: the reader stops there.
-void readoptions(const optrow *rows, const char *unknown, const char *stopat = "");
+// Returns the number of options read.
+int readoptions(const optrow *rows, const char *unknown, const char *stopat = "");
 const optrow *findoption(const optrow *rows, const char *word);   // prefix match, first row wins; typos when admitted

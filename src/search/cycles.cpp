@@ -52,10 +52,17 @@ static void tellbest(double score)
     if (ntax == realntax && !ss_recurse_level && !xmulting) overall_bestscore = score;
 }
 
-static void store(const cyclerun &r, double score)
+// A tree for which there is no room goes, unless it is better than all before.
+static void store(const cyclerun &r, const int *tree, double score, bool better)
 {
-    if (trees_in_mem >= maxtrees) return;
-    if (r.kind.fusefreq || !lessthan(r.best + suboptimal, score)) full_store_tree(r.tree, trees_in_mem);
+    if (trees_in_mem < maxtrees) {
+        full_store_tree(tree, trees_in_mem);
+        return;
+    }
+    if (!better || r.storebase >= trees_in_mem) return;
+    auto worse = [](const treechkrec &a, const treechkrec &b) { return a.score < b.score; };
+    const treechkrec *worst = std::max_element(treechk + r.storebase, treechk + trees_in_mem, worse);
+    if (lessthan(score, worst->score)) replace_kept_tree(tree, int(worst - treechk), score);
 }
 
 static void keep(cyclerun &r, double score)
@@ -73,7 +80,7 @@ static void keep(cyclerun &r, double score)
         reorganize_treechklist(r.storebase, score);
         r.fusemark = std::min(r.fusemark, trees_in_mem);
     }
-    store(r, score);
+    if (r.kind.fusefreq || !lessthan(r.best + suboptimal, score)) store(r, r.tree, score, better);
 }
 
 // --- fusing -------------------------------------------------------------------------------
@@ -93,39 +100,45 @@ int **copytrees(int first, int room, int rounds, int *count)
     return list;
 }
 
-static void fusetrees(cyclerun &r)
+// Returns the best score of the trees that come out.
+static double fusetrees(cyclerun &r)
 {
     hiscratch scratch;
     int count;
     int **list = copytrees(r.storebase, maxtrees, r.kind.fuserounds, &count);
-    if (count <= FEWTOFUSE) return;
+    if (count <= FEWTOFUSE) return NOSCORE;
     int stage = curalg;
     double score = dofuse(&count, list, r.kind.fuserounds, r.kind.stopscore);
     curalg = stage;
     changed_sets_elsewhere();
     bool better = lessthan(score, r.best);
-    if (!better && !r.kind.dumpfuse) return;
+    if (!better && !r.kind.dumpfuse) return score;
     if (better) {
         r.best = score;
         tellbest(score);
         report_search_status(score);
+        reorganize_treechklist(r.storebase, score);
+    } else drop_longer_than(r.storebase, r.best + suboptimal);     // the best may not have been in the list
+    for (int i = 0; i < count; ++i) {
+        double found = schoptimize(list[i], 1);
+        if (!lessthan(r.best, found)) store(r, list[i], found, better);
     }
-    reorganize_treechklist(r.storebase, r.best);
-    for (int i = 0; i < count && trees_in_mem < maxtrees; ++i)
-        if (!lessthan(r.best, schoptimize(list[i], 1))) full_store_tree(list[i], trees_in_mem);
+    return score;
 }
 
-static void fuseifdue(cyclerun &r, int cycle)
+static double fuseifdue(cyclerun &r, int cycle)
 {
     const cycling &k = r.kind;
-    if (!k.fusefreq || !stored(r)) return;
+    double score = NOSCORE;
+    if (!k.fusefreq || !stored(r)) return score;
     if (!k.counts || k.counts(cycle)) ++r.sincefuse;
-    if (r.sincefuse != k.fusefreq && !last(r, cycle)) return;
+    if (r.sincefuse != k.fusefreq && !last(r, cycle)) return score;
     if (trees_in_mem - r.fusemark > FEWTOFUSE) {
-        fusetrees(r);
+        score = fusetrees(r);
         r.sincefuse = k.fusehead;
     }
     r.fusemark = trees_in_mem;
+    return score;
 }
 
 // --- the cycles ---------------------------------------------------------------------------
@@ -170,8 +183,8 @@ double runcycles(const cycling &kind, int *tree, unsigned seed, int storebase, i
             record_search_status(xreport_status_reps, i + 1, score);
         }
         if (userstop) break;
-        fuseifdue(r, i);
-        on = !(kind.stopscore && !lessthan(kind.stopscore, std::min(score, r.best))) && !(kind.enough && kind.enough(i));
+        score = std::min(score, fuseifdue(r, i));
+        on = !reached_score(score, kind.stopscore) && !(kind.enough && kind.enough(i));
         ++i;
     }
     if (cyclesdone) *cyclesdone = i;
@@ -212,7 +225,7 @@ void showcycletail(int hard, double stop, int giveup)
 
 static void readcycleoptions(const cyclecommand &c)
 {
-    if (!c.setoptions()) c.showoptions();
+    if (!c.setoptions() && peep() == ';') c.showoptions();
     if (peep() != ';') myerr("Wrong argument for %s: %c", c.name, peep());
 }
 

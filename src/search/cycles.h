@@ -31,7 +31,7 @@ int **copytrees(int first, int room, int rounds, int *count);
 struct cyclecommand {
     const char *name, *group, *completed, *toomany;
     int *iterations, *hard;
-    bool (*setoptions)();        // false: there were none
+    int (*setoptions)();         // returns how many there were
     void (*showoptions)();
     double (*engine)(int *tree, unsigned seed, int storebase, int *cyclesdone, int report);
     void (*note)();              // after the line of cycles; may be null

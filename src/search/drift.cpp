@@ -96,12 +96,7 @@ static const optrow dftopts[] = {
     optend()
 };
 
-bool set_dft_options()
-{
-    if (peep() == ';') return false;
-    readoptions(dftopts, "Unidentified string in drift options: %s");
-    return true;
-}
+int set_dft_options() { return readoptions(dftopts, "Unidentified string in drift options: %s"); }
 
 void show_dft_options()
 {

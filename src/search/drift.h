@@ -17,5 +17,5 @@ extern int dfthard;          // auto-constrained cycles but every so many; 0: no
 extern double dftstop;       // ends at this score or better; starts at 0: does not
 extern int dftfusefreq, dftfuserounds, dftfusedump;   // as for the ratchet; start at 0, 3, 1
 
-bool set_dft_options();      // words up to ';', which stays; false: there were none
+int set_dft_options();       // words up to ';', which stays; returns how many
 void show_dft_options();

@@ -41,6 +41,7 @@ static void start_hybrids()
     realmaxtrees = maxtrees;
     set_schcollapser(COLL_NONE);
     overall_bestscore = NOSCORE;
+    drop_doubtful_image();
     if (!schtag) {
         wipetag(&opttag);
         do_full_pack(0, 1);

@@ -212,6 +212,7 @@ int replace_kept_tree(const int *tree, int slot, double score)
     if (isnew) {
         unlinkrecord(treechk + slot);
         treecopy(nu, mem_tree[slot]);
+        memset(treegroup[slot], 0, treegroupcells * sizeof(uint32_t));
         linkrecord(slot, score, hash);
     }
     hiset(mark);

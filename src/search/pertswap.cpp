@@ -17,8 +17,7 @@
 double dftxfactor = 3;
 int single_tree_island;
 
-static bool worse_too;           // of the walk under way
-static double excess;            // how far the tree may lie above its start, by the moves accepted
+static double excess;            // of the walk under way: how far the tree may lie above its start, by the moves accepted
 
 static void take(swapping *sw, int root, int dest)
 {
@@ -43,7 +42,7 @@ static bool admitted(const swapping *sw, int root, int dest)
 
 static bool wander_place(swapping *sw, int root, int dest)
 {
-    if (!worse_too || !lessthan(sw->cost, movesteps)) {
+    if (!sw->drift || !lessthan(sw->cost, movesteps)) {
         if (!lessthan(movebest, movesteps)) take(sw, root, dest);
         return false;
     }
@@ -52,10 +51,10 @@ static bool wander_place(swapping *sw, int root, int dest)
     return true;
 }
 
-static void set_walk_slack()
+static void set_walk_slack(const swapping *sw)
 {
     moveslack = dopiwe ? leastgain() / 2 : 0;
-    if (worse_too) moveslack += suboptimal;
+    if (sw->drift) moveslack += suboptimal;
 }
 
 double perttbrswap(int *tree, int accept_worse, int moves, int giveup)
@@ -65,13 +64,13 @@ double perttbrswap(int *tree, int accept_worse, int moves, int giveup)
     swapguards guards(1);
     suboptimal_limit = 1e10;
     clusters_on = 1;
-    worse_too = accept_worse;
     excess = 0;
     single_tree_island = 0;
     swapping sw;
     start_swap(&sw, tree, 0, 0, "TBR");
     sw.place = wander_place;
     sw.wander = true;
+    sw.drift = accept_worse;
     randomlist(hinod, ladd, -1, nullptr);
     prearranglist = ladd;
     report_every = asymmetric_fields ? SLOWREPORTS : REPORTS;
@@ -84,7 +83,7 @@ double perttbrswap(int *tree, int accept_worse, int moves, int giveup)
         int x = next_clip(&sw, &at);
         if (x == 0 || x == ntax || (use_treeconstraints && clip_is_fixed(x))) continue;
         add_rearrangs(tbr_places(tnodsize[x]));
-        set_walk_slack();
+        set_walk_slack(&sw);
         tbr_clip(&sw, x);
         if (sw.bestdest < 0) {
             end_clip(&sw);

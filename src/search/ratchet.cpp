@@ -63,13 +63,17 @@ void ratwts(int mode)
 
 // --- images -------------------------------------------------------------------------------
 
-namespace {
-struct silentpacking {
-    int report = report_status, warns = allow_extra_sch_mem;
-    silentpacking()  { report_status = allow_extra_sch_mem = 0; }
-    ~silentpacking() { report_status = report, allow_extra_sch_mem = warns; }
-};
+static void packsilently()
+{
+    struct silence {
+        int report = report_status, warns = allow_extra_sch_mem;
+        silence()  { report_status = allow_extra_sch_mem = 0; }
+        ~silence() { report_status = report, allow_extra_sch_mem = warns; }
+    } quiet;
+    do_full_pack(1, 1);
+}
 
+namespace {
 // The weights as they were, and the image under them, come back however a perturbation ends.  Packing also counts
 // what is in weighting sets.
 struct trueweights {
@@ -121,9 +125,8 @@ static void perturb(int *tree, int cycle)
     int mode = (ratequals ? 0 : 1) + cycle % period();
     if (!mode || (!ratupfact && !ratdnfact)) return walk(tree);
     trueweights truth;
-    silentpacking quiet;
     ratwts(mode);
-    do_full_pack(1, 1);
+    packsilently();
     walk(tree);
     truth.putback();
     loset(truth.mark);
@@ -174,12 +177,7 @@ static const optrow ratopts[] = {
     optend()
 };
 
-bool set_rat_options()
-{
-    if (peep() == ';') return false;
-    readoptions(ratopts, "Unidentified string in ratchet options: %s");
-    return true;
-}
+int set_rat_options() { return readoptions(ratopts, "Unidentified string in ratchet options: %s"); }
 
 void show_rat_options()
 {

@@ -25,5 +25,5 @@ double dftree(int *tree, unsigned seed, int storebase, int *cyclesdone, int repo
 void update_giveup_scores(double score);   // both searches stop at this score or better; 0: they do not
 
 void ratwts(int mode);       // perturbs the weights of the characters: 0 the originals where they have their turn, 1 down where both are on, 2 up
-bool set_rat_options();      // words up to ';', which stays; false: there were none
+int set_rat_options();       // words up to ';', which stays; returns how many
 void show_rat_options();

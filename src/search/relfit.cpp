@@ -34,6 +34,7 @@ double fill_onclip_diff(int root, const uint32_t *clip, int sister)
         store_pre_clip_fits(clip, orighome);
         return NOBOUND;
     }
+    if (relative_suboptimal <= 0 || relative_suboptimal >= 1) return NOBOUND;
     double bound = origdiff / (1 - relative_suboptimal);
     return num_cont || dopiwe ? bound : floor(bound);
 }

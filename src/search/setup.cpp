@@ -157,6 +157,12 @@ static void refuse_exact()
     if (dopiwe && xdopiwe_stat) myerr("Sorry, exact searches can't be done under extended implied weights");
 }
 
+void drop_doubtful_image()
+{
+    if (reduced_data_were_left) wipetag(&schtag);
+    reduced_data_were_left = 0;
+}
+
 void precheck(handler command, int nextchar, int mode)
 {
     if (!datatag) return;
@@ -178,8 +184,7 @@ void precheck(handler command, int nextchar, int mode)
     if (row->command == ienumcom) refuse_exact();
     if (row->dropstrees) droptrees(0);
     chk_tree_status();
-    if (reduced_data_were_left) wipetag(&schtag);
-    reduced_data_were_left = 0;
+    drop_doubtful_image();
     schpack();
     chk_constraint_coherence();
     chk_suboptimal();

@@ -16,6 +16,7 @@ void chk_tree_rooting();
 void chk_tree_polytomies();
 void chk_tree_monophyly();
 void chk_active_taxa();           // enough of them, and the outgroup
+void drop_doubtful_image();       // before packing: that of a search which failed in an open sector
 void schgettree(const int *tree); // a stored tree into anx, without marks
 // At the end of a search command: all trees in memory become the next automatic group, and will be condensed
 // with autocollapse_searches.

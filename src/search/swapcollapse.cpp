@@ -192,6 +192,7 @@ void prepare_swap_collapse()
     chk_tree_composition();
     chk_tree_rooting();
     wipetag(&opttag);
+    drop_doubtful_image();
     schpack();
     unpack_trees();
     resolve_polytomies();

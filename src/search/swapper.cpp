@@ -125,7 +125,7 @@ int counted_after_move(int mulpars) { return mulpars > 0 || dopiwe || asymmetric
 static bool keepsmoves(const swapping *sw) { return sw->mulpars > 0; }
 static bool relative(const swapping *sw)
 {
-    if (sw->wander) return true;
+    if (sw->wander) return sw->drift;
     return suboptimal > 0 && relative_suboptimal > 0 && relative_suboptimal < 1
            && (swapcollapse || (keepsmoves(sw) && !bufferfull()));
 }

@@ -19,7 +19,8 @@ struct swapping {
     char *scratch;             // high mark of the arena between clips
     // What is done with a place within the bound: root -1 is the clip as it is rooted.  True ends the walk.
     bool (*place)(swapping *sw, int root, int dest);
-    bool wander;               // equal moves are of use too, and relative fit differences are noted for each clip
+    bool wander;               // equal moves are of use too
+    bool drift;                // and worse ones: relative fit differences are noted for each clip
 };
 
 extern int randomize_clipping_sequence;      // bbreak:randclip; starts at 0

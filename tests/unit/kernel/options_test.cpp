@@ -68,6 +68,7 @@ TEST(Options, RefuseWhatIsOutOfLimits)
     replicas = 5;
     EXPECT_EQ(read("replicas 0;"), "Number of replications cannot be 0 \n");
     EXPECT_EQ(read("replicas 101;"), "Number of replications cannot be 101 \n");
+    EXPECT_EQ(read("replicas 4294967297;"), "Number of replications cannot be 2147483647 \n");
     EXPECT_EQ(replicas, 5);
     EXPECT_EQ(read("depth -6;"), "Option \"depth\" takes a number from -5 to 5, not -6 \n");
     EXPECT_EQ(read("factor 2.5;"), "Option \"factor\" takes a number from 0 to 2, not 2.5 \n");

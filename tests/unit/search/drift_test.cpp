@@ -1,26 +1,6 @@
 // Drifting.
 #include "perturbtest.h"
 #include "search/cycles.h"
-#include "search/drift.h"
-#include "search/fuse.h"
-#include "search/pertswap.h"
-#include "search/ratchet.h"
-
-namespace {
-
-struct driftsettings {
-    int iters = dftiters, shift = dftshift, giveup = dftgiveupperc, nflat = dftnumflat, flatshift = dftflatshift;
-    int equals = dfttakequals, skip = dft_skippert, hard = dfthard, freq = dftfusefreq, rounds = dftfuserounds, dump = dftfusedump;
-    double abs = dftmaxabs, rel = dftmaxrel, rflat = dftrflat, stop = dftstop, x = dftxfactor, ratchetstop = ratstop;
-    ~driftsettings()
-    {
-        dftiters = iters, dftshift = shift, dftgiveupperc = giveup, dftnumflat = nflat, dftflatshift = flatshift;
-        dfttakequals = equals, dft_skippert = skip, dfthard = hard, dftfusefreq = freq, dftfuserounds = rounds, dftfusedump = dump;
-        dftmaxabs = abs, dftmaxrel = rel, dftrflat = rflat, dftstop = stop, dftxfactor = x, ratstop = ratchetstop;
-    }
-};
-
-}  // namespace
 
 TEST(Drift, KeepsTreesOfTheScoreItReportsInEveryWeightKind)
 {

@@ -1,5 +1,6 @@
 // Tree fusing: what is exchanged, the list of trees that comes out, and what stays as it was.
 #include "fusetest.h"
+#include "perturbtest.h"
 #include "kernel/random.h"
 #include "search/constraints.h"
 #include "search/status.h"
@@ -71,6 +72,107 @@ TEST(Fusing, TakesOnlyWhatMakesTheTreeBetterAndOnlyGroupsOfBothTrees)
         exchanges += n;
     }
     EXPECT_GT(exchanges, 5);
+}
+
+namespace {
+
+// The clade of node a of the tree replaced by that of node b of the other.
+std::vector<int> exchanged(std::vector<int> tree, int a, const std::vector<int> &other, int b)
+{
+    std::map<int, int> number{ { b, a } };
+    std::vector<int> joints;
+    for (int n : inclade(tree, a))
+        if (n > ntax && n != a) joints.push_back(n);
+    size_t used = 0;
+    for (int n : inclade(other, b)) {
+        if (n != b) tree[size_t(n < ntax ? n : number[n] = joints[used++])] = -1;
+    }
+    for (int n : inclade(other, b))
+        if (n != b) tree[size_t(n < ntax ? n : number[n])] = number[other[size_t(n)]];
+    return tree;
+}
+
+groupset groupsbelow(const std::vector<int> &tree, int top)
+{
+    groupset all;
+    auto sets = taxasets(tree);
+    for (int n : inclade(tree, top)) all.insert(sets[size_t(n)]);
+    return all;
+}
+
+struct plainfusing { std::vector<int> tree; int accepted = 0; unsigned long examined = 0; };
+
+// The rule, by rescoring whole trees.
+plainfusing plainlyfused(const std::vector<int> &work, const std::vector<int> &other)
+{
+    plainfusing f{ work };
+    std::vector<int> list, guide, partners, inside;
+    {
+        hiscratch scratch;
+        make_fuse_guide(work.data(), other.data());
+        list.assign(fuse_list, fuse_list + nfuse_list);
+        guide.assign(fuse_guide, fuse_guide + hinod);
+        partners.assign(partner, partner + hinod);
+        inside.assign(ladd, ladd + hinod);
+    }
+    double score = rescored(work);
+    std::vector<int> best = work;
+    for (size_t i = list.size(); i--; ) {
+        int a = list[i], b = partners[a];
+        if (inside[a] < fuseminfork || guide[a] == ntax) continue;
+        ++f.examined;
+        if (groupsbelow(f.tree, a) == groupsbelow(other, b)) continue;
+        std::vector<int> nu = exchanged(f.tree, a, other, b);
+        double value = rescored(nu);
+        if (!(lessthan(value, score) || (fusetakequals && !lessthan(score, value)))) continue;
+        for (int n = guide[a]; n != ntax; n = guide[n]) inside[n] = 0;
+        score = value;
+        if (choose_bestonly) {
+            f.accepted = 1;
+            best = nu;
+        } else {
+            ++f.accepted;
+            f.tree = nu;
+        }
+    }
+    if (choose_bestonly) f.tree = best;
+    return f;
+}
+
+}  // namespace
+
+TEST(Fusing, MakesTheExchangesOfTheRuleInEveryKindOfDataAndWeights)
+{
+    settings standard;
+    std::mt19937 rng(497);
+    int exchanges = 0, several = 0;
+    zelrun("mxram 32;");
+    for (const char *weights : { "", "piwe=3;", "piwe=3;xpiwe[=3;" })
+        for (const mixed::kind &k : mixed::kinds)
+            for (int trial = 0; trial < std::max(2, atmost(8)); ++trial) {
+                SCOPED_TRACE(std::string(k.what) + weights);
+                zelrun(*weights ? "xpiwe-;piwe=3;" : "xpiwe-;piwe-;");
+                mixed::data d = mixed::random(rng, 8 + trial * 3, 20, k);
+                mixed::packing image(d, weights);
+                if (ntax < 6) continue;
+                std::vector<int> a = packedtree(plain::randomtree(rng, d.m.taxa, 0, activetaxa(d.m)));
+                std::vector<int> b = relative(rng, a, 1 + plain::below(rng, 4));
+                fusetakequals = trial % 2;
+                choose_bestonly = trial % 4 > 1;
+                fuseminfork = 2 + trial % 3;
+                plainfusing expected = plainlyfused(a, b);
+                std::vector<int> work = a;
+                clear_rearrangs();
+                EXPECT_EQ(fusetwotrees(work.data(), b.data()), expected.accepted);
+                EXPECT_EQ(numrearrangs, expected.examined);
+                EXPECT_EQ(groupsof(work), groupsof(expected.tree));
+                exchanges += expected.accepted;
+                several += expected.accepted > 1;
+            }
+    EXPECT_GT(exchanges, 20);
+    EXPECT_GT(several, 0);
+    clear_rearrangs();
+    zelrun("xpiwe-;piwe-;");
 }
 
 TEST(Fusing, RepeatedEndsWhereNoExchangeIsBetter)
@@ -187,6 +289,9 @@ TEST(Fusing, RoundsAddTreesThatAreNewAndWhole)
             if (i < int(given.size())) EXPECT_EQ(g, given[i]);
             else EXPECT_FALSE(seen.count(g));
             seen.insert(g);
+            std::vector<int> canonical = list.trees[i];      // those rerooted for a while too
+            nodreset(canonical.data(), nullptr);
+            EXPECT_EQ(canonical, list.trees[i]);
             found = std::min(found, rescored(list.trees[i]));
         }
         EXPECT_EQ(score, found);
@@ -395,6 +500,91 @@ TEST(Fusing, CountsTheGroupsThatCouldBeExchanged)
         EXPECT_NEAR(calculate_fuse_props(int(rows.size()), rows.data()), sum / pairs, 1e-9);
         EXPECT_EQ(calculate_fuse_props(1, rows.data()), 0);
     }
+}
+
+// Of many trees pairs are drawn at random.
+TEST(Fusing, CountsGroupsInFifteenPairsAtMost)
+{
+    settings standard;
+    std::mt19937 rng(498);
+    plain::data m = matrixof(rng, 20, 4);
+    packing image(m);
+    std::vector<int> one = packedtree(plain::randomtree(rng, m.taxa)), other = one;
+    fuseminfork = 2;
+    std::vector<int *> rows(9, one.data());
+    double same = test_number_of_fuses(one.data(), one.data()) * 100.0 / ntax;
+    EXPECT_NEAR(calculate_fuse_props(9, rows.data()), same, 1e-9);
+    double mixed = same;
+    while (mixed == same) {
+        other = closerelative(rng, one, 3);
+        mixed = test_number_of_fuses(one.data(), other.data()) * 100.0 / ntax;
+    }
+    for (int i = 0; i < 4; ++i) rows[size_t(i)] = other.data();
+    std::set<int> differing;                                // pairs of the fifteen with two trees that are not the same
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        srand(seed);
+        double pairs = (calculate_fuse_props(9, rows.data()) - same) / (mixed - same) * 15;
+        EXPECT_NEAR(pairs, std::round(pairs), 1e-6);
+        EXPECT_TRUE(pairs > -0.5 && pairs < 15.5);
+        differing.insert(int(std::lround(pairs)));
+    }
+    EXPECT_GT(differing.size(), 2u);
+}
+
+TEST(Fusing, LeavesTreesThatAreNotOfTheListAlone)
+{
+    settings standard;
+    std::mt19937 rng(499);
+    plain::data m = matrixof(rng, 16, 30);
+    use(m);
+    int added = 0;
+    for (const char *search : { "tfuse 1 3 4 = rounds 3 equals;", "tfuse 1 3.4;", "tfuse {2};", "tfuse 1 3 4 = hybridize 4;", "tfuse 1 3 4;" }) {
+        zelrun("keep 0;rseed 2;mult=wagner keepall replic 6;tgroup*;tgroup =2 1 3 4;");
+        ASSERT_EQ(trees_in_mem, 6);
+        auto before = allkept();
+        std::string said = zelrun(search);
+        ASSERT_FALSE(zelfailed()) << said;
+        for (int t : { 0, 2, 5 }) EXPECT_EQ(plain::shape(kept(t)), plain::shape(before[size_t(t)])) << search;
+        added += trees_in_mem - 6;
+        long best = LONG_MAX;
+        for (int t = 0; t < trees_in_mem; ++t)
+            if (t != 0 && t != 2 && t != 5) best = std::min(best, plain::length(m, kept(t)));
+        EXPECT_NE(said.find(std::to_string(trees_in_mem) + " trees retained, best score " + std::to_string(best) + "."), std::string::npos) << said;
+    }
+    EXPECT_GT(added, 0);
+    zelrun("keep 0;tgroup*;mult:tbr nokeepall replic 10;tfuse:hybridize 1000 nohybridize;");
+}
+
+TEST(Fusing, TellsTheScoreOfWhatItLeavesInEveryKindOfData)
+{
+    settings standard;
+    std::mt19937 rng(500);
+    zelrun("mxram 32;");
+    for (const char *weights : { "", "piwe=3;", "piwe=3;xpiwe[=3;" })
+        for (const mixed::kind &k : mixed::kinds)
+            for (const char *search : { "tfuse=rounds 2 nohybridize equals;", "tfuse=rounds 2 noequals xroot 2;", "tfuse=noxroot hybridize 3*2/3;" }) {
+                SCOPED_TRACE(std::string(k.what) + weights + search);
+                zelrun(*weights ? "xpiwe-;piwe=3;" : "xpiwe-;piwe-;");
+                mixed::data d = mixed::random(rng, 11, 12, k);
+                d.m.taxactive.assign(size_t(d.m.taxa), 1);
+                std::string said = zelrun("procedure " + writefile("fuse.xread", mixed::readtext(d)) + ";" + weights);
+                ASSERT_FALSE(zelfailed()) << said;
+                if (dopiwe) set_fit_minima();
+                std::vector<plain::tree> start;
+                for (int i = 0; i < 4; ++i) start.push_back(plain::randomtree(rng, d.m.taxa, 30));       // with polytomies
+                usetrees(start);
+                untouched same;
+                said = zelrun(search);
+                ASSERT_FALSE(zelfailed()) << said;
+                same.check();
+                ASSERT_GE(trees_in_mem, 4);
+                double best = 1e30;
+                for (const plain::tree &t : allkept()) best = std::min(best, dopiwe ? mixed::fits(d, t) : mixed::length(d, t));
+                size_t at = said.find("best score ");
+                ASSERT_NE(at, std::string::npos) << said;
+                EXPECT_NEAR(std::stod(said.substr(at + 11)), best, dopiwe ? 1e-5 : 1e-3) << said;
+            }
+    zelrun("keep 0;xpiwe-;piwe-;tfuse:hybridize 1000*1/50 nohybridize;");
 }
 
 // Constraints hold for trees fused, whatever kinds they are of.

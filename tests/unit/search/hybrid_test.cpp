@@ -2,6 +2,7 @@
 #include "fusetest.h"
 #include "perturbtest.h"
 #include "search/hybrid.h"
+#include "search/sectdata.h"
 #include "search/swapadded.h"
 #include "trees/scratch.h"
 
@@ -223,6 +224,55 @@ TEST(HybridSets, GrowByNewWholeTreesAndTheScoreIsThatOfTheBest)
     EXPECT_GT(grown, 5);
 }
 
+// Of a pair two hybrids come; one that is better than the worse of its parents takes its place, if that is wanted.
+TEST(HybridSets, GetBothHybridsOfAPairUnlessTheyHaveThemOrThemTakeThePlaceOfAParent)
+{
+    settings standard;
+    std::mt19937 rng(514);
+    int replaced = 0, added = 0, known = 0;
+    for (int trial = 0; trial < atmost(60); ++trial) {
+        plain::data m = matrixof(rng, 8 + trial % 12, 25);
+        packing image(m);
+        std::vector<std::vector<int>> given{ packedtree(plain::randomtree(rng, m.taxa)) };
+        given.push_back(sprrelative(rng, given[0], 1 + trial % 4));
+        for (auto &t : given) nodreset(t.data(), nullptr);
+        if (groupsof(given[0]) == groupsof(given[1])) continue;
+        hyb_replacetrees = trial % 2;
+        bool swap = trial % 3 == 0;
+        ranseed = trial + 1;
+        randinit();
+        ranseed = -1;
+        std::vector<std::vector<int>> expected = given;
+        int one = rand() % 2, other = rand() % 1;
+        other += other >= one;
+        piece p;
+        if (find_piece(given[size_t(one)].data(), given[size_t(other)].data(), 2, ntax, &p)) {
+            std::vector<int> hybrids[2] = { std::vector<int>(size_t(nodz), 0), std::vector<int>(size_t(nodz), 0) };
+            do_hybrid(given[size_t(one)].data(), given[size_t(other)].data(), p, hybrids[0].data(), hybrids[1].data());
+            for (auto &h : hybrids) {
+                double score = tree_completion(h.data(), swap);
+                bool isnew = std::none_of(expected.begin(), expected.end(), [&](const auto &t) { return groupsof(t) == groupsof(h); });
+                size_t worse = size_t(rescored(expected[size_t(one)]) > rescored(expected[size_t(other)]) ? one : other);
+                if (!isnew) ++known;
+                else if (hyb_replacetrees && score < rescored(expected[worse])) expected[worse] = h, ++replaced;
+                else expected.push_back(h), ++added;
+            }
+        }
+        treelist list(given, 10);
+        ranseed = trial + 1;
+        double best = list.hybridize(1, 2, swap), found = NOSCORE;
+        std::multiset<groupset> left, wanted;
+        for (const auto &t : expected) {
+            wanted.insert(groupsof(t));
+            found = std::min(found, rescored(t));
+        }
+        for (int i = 0; i < list.count; ++i) left.insert(groupsof(list.trees[size_t(i)]));
+        EXPECT_EQ(left, wanted) << "trial " << trial;
+        EXPECT_EQ(best, found);
+    }
+    EXPECT_TRUE(replaced && added && known) << replaced << " " << added << " " << known;
+}
+
 TEST(HybridSets, AreCutBackBeforeTheyClog)
 {
     settings standard;
@@ -442,6 +492,31 @@ TEST(HybridCommand, LeavesOtherTreesAloneAndSavesTwo)
     zelrun("keep 0;mult:tbr nokeepall replic 10;");
 }
 
+TEST(HybridCommand, PacksAnewAfterASearchThatFailedInASector)
+{
+    settings standard;
+    std::mt19937 rng(516);
+    plain::data m = matrixof(rng, 12, 30);
+    use(m);
+    static int packings;
+    static void (*pass)();
+    pass = after_pack;
+    struct counting {
+        counting()  { after_pack = [] { ++packings; pass(); }; }
+        ~counting() { after_pack = pass; }
+    } guard;
+    for (const char *command : { "hybrid *0;", "collapse tbr; condense;" }) {
+        zelrun("keep 0;collapse 3;mult=replic 1;");
+        packings = 0;
+        reduced_data_were_left = 1;
+        std::string said = zelrun(command);
+        EXPECT_FALSE(zelfailed()) << said;
+        EXPECT_EQ(packings, 1) << command;
+        EXPECT_EQ(reduced_data_were_left, 0);
+    }
+    zelrun("keep 0;collapse 3;");
+}
+
 // Groups of the first that the second has, but for one taxon each: {2 3 4 5} and {1 3 4 5}.
 TEST(HybridCommand, ToleratesAsManyUnsharedTaxaAsExchangeSays)
 {
@@ -500,5 +575,46 @@ TEST(HybridCommand, StoppedLeavesTheTreeAsItWasOrWhole)
             if (!stopped) break;
         }
     EXPECT_GT(whole, 0);
+    zelrun("keep 0;");
+}
+
+TEST(HybridCommand, StoppedInAnExchangeSavesOnlyWholeTrees)
+{
+    settings standard;
+    std::mt19937 rng(515);
+    plain::data m = matrixof(rng, 16, 40);
+    use(m);
+    const std::string pair = writefile("twotrees.trees", treadtext({ plain::randomtree(rng, 16), plain::randomtree(rng, 16) }));
+    int saved[3] = { 0, 0, 0 }, polls, step = 1;
+    {
+        stopping never(-1);
+        zelrun("keep 0;rseed 1;procedure " + pair + ";hybrid 0 1/6;");
+        polls = pollsdone;
+    }
+    step += polls / atmost(60);
+    for (int poll = 1; poll <= polls + step; poll += step) {
+        zelrun("keep 0;rseed 1;procedure " + pair + ";");
+        auto before = allkept();
+        untouched same;
+        std::string said;
+        bool stopped;
+        {
+            stopping here(poll);
+            said = zelrun("hybrid 0 1/6;");
+            stopped = pollsdone >= poll;
+        }
+        ASSERT_FALSE(zelfailed()) << said;
+        same.check();
+        EXPECT_EQ(said.find("Search was interrupted...\n") != std::string::npos, stopped) << said;
+        ASSERT_GE(trees_in_mem, 2);
+        ASSERT_LE(trees_in_mem, 4);
+        ++saved[trees_in_mem - 2];
+        for (int t = 0; t < 2; ++t) EXPECT_EQ(kept(t).anc, before[size_t(t)].anc);
+        for (int t = 2; t < trees_in_mem; ++t) {
+            EXPECT_EQ(kept(t).nodes(), 31);
+            EXPECT_NE(said.find("tree " + std::to_string(t) + ", score " + std::to_string(plain::length(m, kept(t))) + "\n"), std::string::npos) << said;
+        }
+    }
+    EXPECT_TRUE(saved[1] && saved[2]);
     zelrun("keep 0;");
 }

@@ -50,7 +50,7 @@ void takememory() { if (vailram() > left) loram((vailram() - left) & ~size_t(7))
 
 std::string settings()
 {
-    std::string text = zelrun("mult:;bbreak:;rebuild:;tfuse:;subopt;collapse;rseed;force*;constrain;hold;piwe;ccode;outgroup;");
+    std::string text = zelrun("mult:;bbreak:;rebuild:;ratchet:;drift:;sectsch:;pfijo:;xmult:;tfuse:;subopt;collapse;rseed;force*;constrain;hold;piwe;ccode;outgroup;");
     for (int t = 0; t < nt; ++t)
         text += std::string(reinterpret_cast<const char *>(matrix1[t]), size_t(nc) * size_t(celldim)) + char('0' + taxact[t]);
     return text;
@@ -90,12 +90,32 @@ const situation situations[] = {
     { "ienum, suboptimal",     "subopt 1;",                           "ienum;",                           "subopt 0;" },
     { "ienum, constrained",    "force + [ 2 3 4 ] - [ 4 5 ];",        "ienum;",                           "force];" },
     { "rebuild",               "",                                    "rebuild 6;",                       "" },
+    { "ratchet",               "",                                    "ratchet=iter 3 up 20 down 20;",    "ratchet:iter 50 up 4 down 4;" },
+    { "traditional ratchet",   "",                                    "ratchet=iter 2 tradrat up 20 down 20;", "ratchet:iter 50 notradrat equals up 4 down 4;" },
+    { "ratchet, fused",        "subopt 1;",                           "ratchet=iter 5 autoc 2 fusefreq 3x1 nodumpfuse;",
+      "subopt 0;ratchet:iter 50 noautoc nofusefreq dumpfuse;" },
+    { "ratchet, constrained",  "force + [ 2 3 4 ] - [ 4 5 ];",        "ratchet=iter 4 autoc 2;",          "force];ratchet:iter 50 noautoc;" },
+    { "drift",                 "",                                    "drift=iter 4 noequals fitdiff 3;", "drift:iter 30 equals fitdiff 1;" },
+    { "drift, fused",          "",                                    "drift=iter 6 autoc 2 fusefreq 3x2;", "drift:iter 30 noautoc nofusefreq;" },
+    { "drift, tree constraint", "force = (0 1 (2 3 4 5) 6 7 8 9);",   "drift=iter 4 autoc 2 fusefreq 3x1;", "force];drift:iter 30 noautoc nofusefreq;" },
     { "random sectors",        "",                                    "sectsch=rss minsize 5 selfact = 4;", "sectsch:selfact 50;" },
     { "random sectors, drifted", "",                                  "sectsch=minsize 5 selfact = 2 godrift 5 drift 2;", "sectsch:selfact 50 godrift 75;", true },
+    { "random sectors, combined", "",                                 "sectsch=minsize 5 selfact = 2 gocomb 5 combstarts 2 drift 1;",
+      "sectsch:selfact 50 nogocomb godrift 75;", true },
     { "constrained sectors",   "force = (0 1 (2 3 4 5) 6 7 8 9);",    "sectsch=css minfork 4;",           "force];sectsch:rss minfork 10;" },
     { "a sector around a node", "",                                   "sectsch=dss 12 4 tree 0;",         "sectsch:rss;" },
     { "sectors by instructions", "",                                  "sectsch=minsize 5 selfact = 2 [ mult=replic 2 hold 3; bbreak; ];", "sectsch:selfact 50;mult:replic 10 hold 10;" },
     { "pinon fijo",            "",                                    "pfijo=numsels 2 chunksize 10 drift 1;", "pfijo:numsels 30 chunksize 500 drift 4;" },
+    { "pinon fijo, fused",     "",                                    "pfijo=numsels 2 chunksize 10 drift 1 goback autofuse 1 2;",
+      "pfijo:numsels 30 chunksize 500 drift 4 nogoback autofuse 0 3;" },
+    { "driven search",         "",                                    "xmult=replic 2 hits 2 drift 2 ratchet 2;", "xmult:replic 5 hits 1 nodrift noratchet;", true },
+    { "driven search, keeping all", "",                               "xmult=replic 2 hits 2 hold 3 drift 3 ratchet 2 rebuild 2 keepall;",
+      "xmult:replic 5 hits 1 hold 1 nodrift noratchet norebuild nokeepall;", true },
+    { "driven search, hybridizing", "",                               "xmult=replic 2 hits 2 nofuse hybrid x 2 gfuse 2 retouch 1;",
+      "xmult:replic 5 hits 1 fuse 3 nohybrid nogfuse noretouch;", true },
+    { "driven search, constrained", "force + [ 2 3 4 ] - [ 4 5 ];",   "xmult=replic 2 hits 2 drift 2;",   "force];xmult:replic 5 hits 1 nodrift;", true },
+    { "driven search, tree constraint", "force = (0 1 (2 3 4 5) 6 7 8 9);", "sectsch:minfork 3;xmult=replic 2 hits 2 xmix prvmix;",
+      "force];sectsch:minfork 10;xmult:replic 5 hits 1 noprvmix;", true },
     { "tfuse",                 "mult=wagner keepall replic 4;",       "tfuse=rounds 2 equals;",           "mult:tbr nokeepall;tfuse:rounds 5 noequals;", true },
     { "tfuse, rerooted",       "mult=wagner keepall replic 4;",       "tfuse=rounds 2 xroot 2 repeat nokeepall;",
       "mult:tbr nokeepall;tfuse:rounds 5 noxroot norepeat keepall;", true },
@@ -338,7 +358,9 @@ TEST(InterruptedWeighting, LeavesScoresThatAreRight)
             auto score = [&](const plain::tree &t) { return dopiwe ? mixed::fits(d, t) : mixed::length(d, t); };
             polling often;
             actat = 0;
-            for (const char *search : { "rseed 1; mult=replic 2 hold 3;", "rseed 1; mult=replic 1 hold 1; bbreak;" }) {
+            for (const char *search : { "rseed 1; mult=replic 2 hold 3;", "rseed 1; mult=replic 1 hold 1; bbreak;",
+                                        "rseed 1; mult=wagner replic 1; mult:tbr; sectsch=minsize 5 selfact 80 starts 1;",
+                                        "rseed 1; xmult=replic 2 hits 1 drift 1 ratchet 1;" }) {
                 polls = 0;
                 zelrun(std::string("keep 0;") + search);
                 int all = polls;

@@ -18,6 +18,12 @@ struct limits {
     ~limits() { suboptimal = s, relative_suboptimal = r; }
 };
 
+struct factor {                                      // the tests set also what "drift" would refuse
+    double was = dftxfactor;
+    explicit factor(double x) { dftxfactor = x; }
+    ~factor() { dftxfactor = was; }
+};
+
 plain::tree unpacked(const int *packed)
 {
     std::vector<int> anc(packed, packed + nodz);
@@ -109,11 +115,114 @@ TEST(PerturbedSwap, NeverAcceptsWorseTreesWithoutAChance)
     usetrees({ plain::randomtree(rng, 12) });
     zelrun("bbreak=nomulpars; bbreak:mulpars;");
     double start = plain::length(m, kept(0));
-    struct putback { double was = dftxfactor; ~putback() { dftxfactor = was; } } guard;
-    dftxfactor = -1;                                 // the chance of each is then 0
+    factor none(-1);                                 // the chance of each is then 0
     limits l(5, 1);
     for (int seed = 1; seed < 6; ++seed) EXPECT_LE(walk(seed, 1, 5, 0).score, start);
     zelrun("keep 0;");
+}
+
+// Of 0 (1 (2 3)), with k characters for (2 3) and j for (1 3), the moves to 0 (2 (1 3)) cost k and gain j; all other
+// moves are beyond the limit.  They are offered once for each terminal clipped, and once as another root of the rest.
+TEST(PerturbedSwap, AcceptsAWorseTreeWithTheChanceOfTheRule)
+{
+    constexpr int OFFERS = 4, RUNS = 1500;
+    const struct { int k, j; double x; } cases[] = { { 5, 3, 0 }, { 5, 3, 1 }, { 5, 3, 3 }, { 6, 4, 0.5 }, { 4, 3, -0.5 }, { 9, 4, 1.5 }, { 3, 1, 0 } };
+    for (auto &c : cases) {
+        SCOPED_TRACE(std::to_string(c.k) + " against " + std::to_string(c.j));
+        std::vector<std::string> rows(4);
+        for (int t = 0; t < 4; ++t) rows[size_t(t)] = std::string(size_t(c.k), "0011"[t]) + std::string(size_t(c.j), "0101"[t]);
+        use(plain::fromrows(rows));
+        zelrun("keep 0; procedure " + writefile("quartet.trees", "tread (0 (1 (2 3)));\nprocedure/;\n") + ";");
+        double worse = c.k - c.j;
+        factor x(c.x);
+        limits l(worse, 1);
+        int stayed = 0, accepted = 0, runs = atmost(RUNS);
+        for (int r = 0; r < 100; ++r) accepted += r / (100 * worse) * (1 + c.x) >= worse / c.k;
+        for (int seed = 1; seed <= runs; ++seed) {
+            walked w = walk(seed, 1, 1, 0);
+            EXPECT_TRUE(w.moves ? w.score == c.k + 2 * c.j + worse : w.score == c.k + 2 * c.j);
+            stayed += !w.moves;
+        }
+        double expected = std::pow(1 - accepted / 100.0, OFFERS), deviation = std::sqrt(runs * expected * (1 - expected));
+        EXPECT_NEAR(stayed, runs * expected, 4 * deviation + 2);
+    }
+    zelrun("keep 0;");
+}
+
+// With these factors the chance of a first worse move of 1 step is there, and once the tree lies a step above its start, none.
+TEST(PerturbedSwap, AcceptsTheLessTheFartherItIsAboveItsStart)
+{
+    std::mt19937 rng(808);
+    int above = 0;
+    for (int trial = 0; trial < 30; ++trial) {
+        plain::data m = plain::randommatrix(rng, 12, 6, kinds()[0]);      // a move contradicts 6 at most: a difference of 1/6 or more
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        usetrees({ plain::randomtree(rng, m.taxa) });
+        zelrun("bbreak=nomulpars; bbreak:mulpars;");
+        double start = plain::length(m, kept(0));
+        factor x(-0.5);
+        limits l(5, 1);
+        for (int seed = 1; seed <= 6; ++seed) {
+            walked w = walk(seed, 1, 1 + plain::below(rng, 12), 0);
+            EXPECT_LE(w.score, start + 1);
+            above += w.score > start;
+        }
+    }
+    EXPECT_GT(above, 0);
+    zelrun("keep 0;");
+}
+
+// No difference is above 1, so that higher limits are none.
+TEST(PerturbedSwap, TakesARelativeLimitOfOneOrMoreAsNone)
+{
+    std::mt19937 rng(809);
+    for (int trial = 0; trial < atmost(12); ++trial) {
+        plain::data m = plain::randommatrix(rng, 12, 20, kinds()[trial % kinds().size()]);
+        m.taxactive.assign(m.taxa, 1);
+        use(m);
+        usetrees({ plain::randomtree(rng, m.taxa) });
+        std::string walks[3];
+        const double relative[] = { 1, 1.5, 1000 };
+        for (int i = 0; i < 3; ++i) {
+            limits l(2, relative[i]);
+            walked w = walk(trial + 1, 1, 15, 0);
+            walks[i] = plain::text(w.end) + std::to_string(w.moves);
+            EXPECT_GT(w.moves, 0u);
+        }
+        EXPECT_EQ(walks[0], walks[1]);
+        EXPECT_EQ(walks[0], walks[2]);
+    }
+    zelrun("keep 0;");
+}
+
+// Also where scores have fractions.
+TEST(PerturbedSwap, EndsOnlyWhereEveryMoveIsWorse)
+{
+    std::mt19937 rng(810);
+    int ended = 0;
+    for (const char *weights : { "", "piwe=3;" })
+        for (const mixed::kind &k : mixed::kinds)
+            for (int trial = 0; trial < atmost(6); ++trial) {
+                SCOPED_TRACE(std::string(k.what) + weights);
+                zelrun(std::string("piwe-;") + weights);
+                mixed::data d = mixed::random(rng, 6, 5, k);
+                d.m.taxactive.assign(d.m.taxa, 1);
+                zelrun("mxram 32; procedure " + writefile("ends.xread", mixed::readtext(d)) + ";");
+                ASSERT_FALSE(zelfailed());
+                if (dopiwe) set_fit_minima();
+                usetrees({ plain::randomtree(rng, d.m.taxa) });
+                auto score = [&](const plain::tree &t) { return dopiwe ? mixed::fits(d, t) : mixed::length(d, t); };
+                walked w = walk(trial + 1, 0, 60, 0);
+                EXPECT_NEAR(w.score, score(w.end), 1e-7);
+                if (w.moves == 60) continue;
+                ++ended;
+                neighbours(w.end, true, [&](const plain::tree &u) {
+                    EXPECT_TRUE(plain::shape(u) == plain::shape(w.end) || score(u) > w.score + 1e-9) << plain::text(u);
+                });
+            }
+    EXPECT_GT(ended, 0);
+    zelrun("piwe-; keep 0;");
 }
 
 TEST(PerturbedSwap, GivesUpAfterAShareOfTheClips)

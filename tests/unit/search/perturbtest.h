@@ -7,7 +7,10 @@
 #include "kernel/window.h"
 #include "search/constpack.h"
 #include "search/constraints.h"
+#include "search/drift.h"
 #include "search/keeptrees.h"
+#include "search/pertswap.h"
+#include "search/ratchet.h"
 #include "search/setup.h"
 #include "search/status.h"
 #include "trees/lightopt.h"
@@ -17,6 +20,31 @@ inline double reportscore(int t)                     // of a stored tree, in its
     optmem();
     return packdownpass(mem_tree[t]);
 }
+
+// Settings as they were before the test.
+struct ratsettings {
+    int iters = ratiters, shift = ratshift, equals = ratequals, upper = ratupfact, lower = ratdnfact, hard = rathard;
+    int giveup = ratgiveupperc, freq = ratfusefreq, rounds = ratfuserounds, dump = ratfusedump, trad = dotradrat;
+    double stop = ratstop;
+    ~ratsettings()
+    {
+        ratiters = iters, ratshift = shift, ratequals = equals, ratupfact = upper, ratdnfact = lower, rathard = hard;
+        ratgiveupperc = giveup, ratfusefreq = freq, ratfuserounds = rounds, ratfusedump = dump, dotradrat = trad;
+        ratstop = stop;
+    }
+};
+
+struct driftsettings {
+    int iters = dftiters, shift = dftshift, giveup = dftgiveupperc, nflat = dftnumflat, flatshift = dftflatshift;
+    int equals = dfttakequals, skip = dft_skippert, hard = dfthard, freq = dftfusefreq, rounds = dftfuserounds, dump = dftfusedump;
+    double abs = dftmaxabs, rel = dftmaxrel, rflat = dftrflat, stop = dftstop, x = dftxfactor, ratchetstop = ratstop;
+    ~driftsettings()
+    {
+        dftiters = iters, dftshift = shift, dftgiveupperc = giveup, dftnumflat = nflat, dftflatshift = flatshift;
+        dfttakequals = equals, dft_skippert = skip, dfthard = hard, dftfusefreq = freq, dftfuserounds = rounds, dftfusedump = dump;
+        dftmaxabs = abs, dftmaxrel = rel, dftrflat = rflat, dftstop = stop, dftxfactor = x, ratstop = ratchetstop;
+    }
+};
 
 // What no search may change.
 struct untouched {
