@@ -22,7 +22,8 @@ void add_to_treegroup(int t, int g);
 
 // trees: what lists of trees and of clades look at
 int give_trees_in_mem();
-const int *ancestors_of_tree(int t);           // a tree in memory; entry nt holds its node slots
+const int *ancestors_of_tree(int t);           // a tree in memory, in the user's numbers; entry nt holds its node slots.
+                                              // Scratch of the high end while a search is being set up
 unsigned *groups_of_tree(int t);               // its treegroupcells words of group bits
 extern unsigned **vault_treegroup;             // the same of each tree in the vault
 

@@ -7,6 +7,7 @@
 #include "data/datamem.h"
 #include "data/lists.h"
 #include "data/matrix.h"
+#include "data/rows.h"
 #include "data/symbols.h"
 #include "kernel/arena.h"
 #include "kernel/driver.h"
@@ -58,6 +59,7 @@ static void randommatrix()
     if (states < 0) states = 2;
     if (states > 8 * celldim)
         errmsg("With current settings, can have", intvert(8 * celldim), "states at the most", nullptr);
+    if (data_type == DATA_CONT) needwidth();
     char name[64];
     snprintf(name, sizeof name, "Random Data (%i states)", int(states));
 

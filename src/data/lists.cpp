@@ -122,10 +122,10 @@ template<class TAKE> static void readclade(TAKE take)
     if (!isatree(t)) errmsg("Tree", "number", intvert(t), "is not in memory", nullptr);
     long node = gtnu();
     if (node < 0) errmsg("Must give", "node", "number", nullptr);
+    char *was = himark();
     const int *anc = ancestors_of_tree(int(t));
     if (node >= anc[nt] || (node != nt && !anc[node]))
         errmsg("No node", intvert(node), "in tree", intvert(t), nullptr);
-    char *was = himark();
     int8_t *inside = zhi<int8_t>(nodz);              // 1 within the clade, -1 without
     inside[nt] = -1;
     inside[node] = 1;

@@ -67,6 +67,7 @@ void data_were_dropped()
     taxgroup = chargroup = nullptr;
     taxgroupdef = chargroupdef = 0;
     nextautotreegroup = 0;
+    txtdatin = 0;
     dataname[0] = 0;
 }
 

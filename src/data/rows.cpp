@@ -98,7 +98,7 @@ static inline uint32_t readcell(int symbol, int t, int c)
     return data_type == DATA_CONT ? rdcontinuous(symbol, t, c) : rddiscrete(symbol, t, c);
 }
 
-static void needwidth()
+void needwidth()
 {
     if (celldim == 4) return;
     const char *what = data_type == DATA_PROT ? "protein" : data_type == DATA_CONT ? "continuous" : nullptr;

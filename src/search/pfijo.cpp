@@ -1,4 +1,5 @@
 #include "search/pfijo.h"
+#include "search/cycles.h"
 #include "search/drift.h"
 #include "search/fuse.h"
 #include "search/keeptrees.h"
@@ -106,7 +107,7 @@ static void searchpiece()
     for (int *&tree : list) tree = zhi<int>(nodz);
     treecopy(sectree, list[count++]);
     for (int i = 0; i < STARTS && !userstop; ++i) {
-        wagner(anx, rand());
+        if (!wagner_if_possible(anx, std::max(1, rand()))) continue;
         if (userstop) break;
         ranseed = -1;
         tbrswap(anx, 0, 0);
@@ -187,13 +188,9 @@ static void driftwhole(pinonrun *r)
 
 static void fusecycles(pinonrun *r)
 {
-    int count = trees_in_mem - r->storebase;
-    if (count < 2) return;
     hiscratch scratch;
-    int **list = hi<int *>(size_t(count) + size_t(ratss_autofuse_fuses));
-    for (int i = 0; i < count + ratss_autofuse_fuses; ++i) list[i] = zhi<int>(nodz);
-    for (int i = 0; i < count; ++i)
-        for (int n = 0; n < hinod; ++n) list[i][n] = n == ntax ? hinod : mem_tree[r->storebase + i][n] & NODEBITS;
+    int count, **list = copytrees(r->storebase, INT_MAX, ratss_autofuse_fuses, &count);
+    if (count < 2) return;
     curalg = ALG_FUSING;
     double score = dofuse(&count, list, ratss_autofuse_fuses, 0.0);
     changed_sets_elsewhere();

@@ -191,6 +191,10 @@ static void fillweighting(const sectordraft *d, const wholetables *whole)
         if (whole->k) multik_givenk[c] = whole->k[d->fields[c].parent];
         if (whole->fixed) xdopiwe_fixwt_user[c] = whole->fixed[d->fields[c].parent];
     }
+    if (!whole->fixed) return;
+    xdopiwe_stat = 1;
+    multik_is_on = whole->k != nullptr;
+    implied_settings_changed();
 }
 
 static void fillconstraints(const sectordraft *d)

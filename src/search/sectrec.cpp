@@ -82,9 +82,9 @@ static const auto keptvars = listof(
     maxtrees, realmaxtrees, trees_in_mem, mem_tree, treegroup, recalctree, treechk, treechklist,
     have_vault, max_vault_trees, trees_in_vault, vault_tree, vault_treegroup, txtdatin, txtr, txtrmsg, maxtxtsz,
     // weighting
-    userdef_weighting_func, userdef_fitf, userdef_fit_size, fitf, globmaxh, fitmin, fitstates, xdopiwe_fixwt_user,
-    xdopiwe_isinset_user, xdopiwe_numsets, xdopiwe_numpacksets, xdopiwe_setlist, xdopiwe_factor, multik_givenk,
-    multik_userk, multik_eqfact,
+    userdef_weighting_func, userdef_fitf, userdef_fit_size, fitf, globmaxh, fitmin, fitstates, xdopiwe_stat,
+    xdopiwe_fixwt_user, xdopiwe_isinset_user, xdopiwe_numsets, xdopiwe_numpacksets, xdopiwe_setlist, xdopiwe_factor, multik_givenk,
+    multik_is_on, multik_userk, multik_eqfact,
     // constraints
     constmat, anticonstmat, constnum, poscells, anticonstnum, anticells, constree, constreenum, do_constraints,
     // the search

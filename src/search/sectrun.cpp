@@ -15,6 +15,7 @@
 #include "trees/scratch.h"
 #include "trees/treemodel.h"
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 
 // ---- What all engines do --------------------------------------------------------------------------
@@ -88,6 +89,7 @@ sectorend run_sector(sectorrun *run, int base, int count)
     run->failures = 0;
 #ifdef ZEL_TINY
     check_whole_states();
+    assert(same_score(run->score, schoptimize(anx, 1)));
 #endif
     return SECTOR_REPLACED;
 }

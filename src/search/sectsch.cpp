@@ -74,7 +74,7 @@ static void chkmemory()
 // Sizes are of parts: half of the tree at most.
 static void limitsizes()
 {
-    int half = std::max(LEAST_SECTOR, ntax / 2);
+    int half = ntax / 2;
     ssminsize = std::min(ssminsize, half);
     ssmaxsize = std::max(std::min(ssmaxsize, half), ssminsize);
 }

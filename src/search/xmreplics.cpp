@@ -50,19 +50,29 @@ void setxmulfull()
 
 // --- a tree -------------------------------------------------------------------------------
 
-static double walk(double (*engine)(int *, unsigned, int, int *, int), int *iterations, int cycles, int hold, double score)
+// Leaves the best tree in anx, and returns its score.  A walk that keeps trees, from the slot base on, ends with any
+// tree; when none of those kept is as good as the one that it started from, that is the best.
+static double walk(double (*engine)(int *, unsigned, int, int *, int), int *iterations, int cycles, int base)
 {
     struct iterationsguard {
         int *where, was;
         ~iterationsguard() { *where = was; }
     } guard{ iterations, *iterations };
+    hiscratch scratch;
+    int *start = hi<int>(size_t(hinod)), done;
+    treecopy(anx, start);
     *iterations = cycles;
-    int done;
-    double found = engine(anx, unsigned(rand()), hold == 1 ? -1 : trees_in_mem, &done, 0);
-    return std::min(found, score);
+    double found = engine(anx, unsigned(rand()), base, &done, 0), last = schoptimize(anx, 1);
+    if (base < 0 || !lessthan(found, last)) return last;
+    int t = base;
+    while (t < trees_in_mem && lessthan(found, treechk[t].score)) ++t;
+    if (t < trees_in_mem) schgettree(mem_tree[t]);
+    else treecopy(start, anx);
+    return schoptimize(anx, 1);
 }
 
-static double sectors_and_walks(double score, int hold, int rebuilds)
+// base: where walks keep their trees; -1: they do not.
+static double sectors_and_walks(double score, int base, int rebuilds)
 {
     if (xmult_rss && goes_on(score)) score = random_ss(anx);
     if (xmult_xss && !too_small_for_chunks() && goes_on(score)) score = serial_xss(anx);
@@ -70,8 +80,8 @@ static double sectors_and_walks(double score, int hold, int rebuilds)
         int done;
         score = rebuild_tree(anx, trees_in_mem, rebuilds, &done);
     }
-    if (xmult_ratchet && goes_on(score)) score = walk(ratatree, &ratiters, xmult_ratchet, hold, score);
-    if (xmult_drift && goes_on(score)) score = walk(dftree, &dftiters, xmult_drift, hold, score);
+    if (xmult_ratchet && goes_on(score)) score = walk(ratatree, &ratiters, xmult_ratchet, base);
+    if (xmult_drift && goes_on(score)) score = walk(dftree, &dftiters, xmult_drift, base);
     goes_on(score);
     return score;
 }
@@ -128,7 +138,19 @@ static double replication(int seed, int hold, bool constrained)
     shared.prepare(3);
     if (xmult_css && use_treeconstraints && goes_on(score)) score = const_ss(anx);
     shared.hold.reset();
-    return sectors_and_walks(score, hold, num_rebuilds);
+    return sectors_and_walks(score, hold == 1 ? -1 : trees_in_mem, num_rebuilds);
+}
+
+// The tree in anx is among those of its replication, which are from the slot first on, even where they fill their room.
+static void store_result(int first, double score)
+{
+    if (trees_in_mem >= maxtrees) {
+        for (int t = first; t < trees_in_mem; ++t)
+            if (!lessthan(score, treechk[t].score)) return;
+        droptrees(trees_in_mem - 1);
+        rebuild_treechklist();
+    }
+    force_store_tree(anx, trees_in_mem);
 }
 
 // Trees of one replication that there is room for; 0: none.
@@ -161,11 +183,11 @@ double nreplics(int count, tryof which)
         int known = std::min(i + 1, CHECKEDSEEDS);
         xm.seed = seeds[i + 1] = nextseed(seeds + i + 1 - known, known);
         current_replication = i;
-        current_treenum = trees_in_mem;
+        int first = current_treenum = trees_in_mem;
         maxtrees = std::min(trees_in_mem + hold, realmaxtrees);
         double score = replication(seeds[i], hold, constrains(i, which));
         if (score >= NOSCORE) break;
-        if (trees_in_mem < maxtrees) force_store_tree(anx, trees_in_mem);
+        store_result(first, score);
         if (xmult_autoconst) {
             treecopy(anx, xm.prevtsp);
             xm.havetsp = true;
@@ -195,7 +217,7 @@ double do_retouch()
             break;
         }
         schgettree(mem_tree[t]);
-        double score = sectors_and_walks(treechk[t].score, 1, 0);
+        double score = sectors_and_walks(treechk[t].score, -1, 0);
         full_store_tree(anx, trees_in_mem);
         best = std::min(best, score);
         tellbest(score);

@@ -242,7 +242,7 @@ static void refuse_combinations()
     if (xmul_filter && xmult_retouch && xmul_filter <= xmult_retouch)
         errmsg("The number for \"filter\" must be larger than for \"retouch\"", nullptr);
     if (fuses()) chkfusing();
-    if (xmult_xss && asymmetric_fields) errmsg("Some characters are Sankoff and asymmetric: can't run exclusive sectors", nullptr);
+    if (xmult_xss && have_asymmetric) errmsg("Some characters are Sankoff and asymmetric: can't run exclusive sectors", nullptr);
     if (num_rebuilds && constraints_in_force()) errmsg("Sorry, cannot rebuild trees with constraints", nullptr);
 }
 

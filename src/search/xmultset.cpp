@@ -208,6 +208,8 @@ void show_xmult_options()
     else if (xmult_chklevel) myp("     * checking the settings every %i hits", xmult_chklevel);
     myp("     * %s, %s\n     * %s", xmult_keepall ? "keep all trees" : "keep only the best trees",
         xmult_multiply ? "multiply them by fusing" : "do not multiply them", sequencetext());
+    if (auto out = std::count(contaxex.begin(), contaxex.end(), 1)) myp("     * %i taxa are left out of the consensus", int(out));
+    if (xmult_verbose) myp("     * verbose reports");
 }
 
 const comhelp xmulthelp = {

@@ -1,6 +1,7 @@
 // The tree buffer: one row of ancestors a tree, in a layer of its own between the data and all
 // that is derived from them.  A change of its size lays it again.
 #include "trees/treebuf.h"
+#include "trees/pack.h"
 #include "trees/scratch.h"
 #include "trees/treemodel.h"
 #include "trees/treevault.h"
@@ -28,8 +29,18 @@ static int groupedplace = -1;        // place that trinc gave its group in advan
 
 int give_trees_in_mem() { return datatag ? trees_in_mem : 0; }
 int give_maxtrees()     { return maxtrees; }
-const int *ancestors_of_tree(int t)    { return mem_tree[t]; }
 uint32_t *groups_of_tree(int t)        { return treegroup[t]; }
+
+// What is read while a search is being set up may name a clade, when trees are in packed numbers already.
+const int *ancestors_of_tree(int t)
+{
+    if (!trees_are_packed) return mem_tree[t];
+    int *tree = hi<int>(nodz);
+    std::copy(mem_tree[t], mem_tree[t] + nodz, tree);
+    unpack_one_tree(tree);
+    reset_nodz(tree);
+    return tree;
+}
 
 void numtreeerror(long n) { errmsg("No tree number", intvert(n), "- only", intvert(trees_in_mem), "trees in mem", nullptr); }
 void fullerr()            { errmsg("Tree buffer is full", nullptr); }

@@ -187,6 +187,26 @@ TEST(Mult, AFullReplicationStillImproves)
     zelrun("keep 0;mult:replic 10 hold 10;");
 }
 
+// Suboptimal trees stay when a better one is found, and may leave no room for it.
+TEST(Mult, KeepsTheBestTreeOfAReplicationThatIsFullOfSuboptimalTrees)
+{
+    std::mt19937 rng(50);
+    rulefor none(nocollapse);
+    int full = 0;
+    for (int trial = 0; trial < atmost(30); ++trial) {
+        plain::data m = plain::randommatrix(rng, 10, 12, { 8, 2, 0 });
+        use(m);
+        std::string report = zelrun("subopt 6;keep 0;hold 100;rseed " + std::to_string(trial + 1) + ";mult=replic 1 hold 5;");
+        ASSERT_FALSE(zelfailed()) << report;
+        full += trees_in_mem == 5;
+        long best = LONG_MAX;
+        for (const plain::tree &t : allkept()) best = std::min(best, plain::length(m, t));
+        EXPECT_EQ(double(best), bestscore(report)) << "trial " << trial;
+    }
+    EXPECT_GT(full, 5);
+    zelrun("subopt 0;rseed 1;keep 0;hold 100;mult:replic 10 hold 10;");
+}
+
 // The trees in memory before are those to be compared with, whoever found them.
 TEST(Mult, ReplicationsThatMissTheTreesInMemoryHitNothing)
 {

@@ -1,10 +1,12 @@
 #include "sectortest.h"
 #include "search/constpack.h"
+#include "search/constraints.h"
 #include "search/keeptrees.h"
 #include "search/pfijo.h"
 #include "search/sectsel.h"
 #include "search/setup.h"
 #include "kernel/progress.h"
+#include "kernel/random.h"
 
 using namespace sectors;
 
@@ -101,6 +103,14 @@ TEST(PinonFijo, RefusesSelfWeightingAndLandmarks)
     std::string said = zelrun("pfijo= numsels 1;");
     actlandnc = 0;
     EXPECT_NE(said.find("Cannot run pinon fijo for landmark data"), std::string::npos) << said;
+    zelrun("xwipe;piwe=;");
+    use(randomdata(20, 10, 2));
+    zelrun("mult 1;");
+    doautowt = 1;
+    said = zelrun("pfijo= numsels 1;");
+    doautowt = 0;
+    EXPECT_NE(said.find("Cannot run pinon fijo under auto-weighted optimization"), std::string::npos) << said;
+    zelrun("xwipe;piwe-;");
     zelrun("pfijo: numsels 30;");
 }
 
@@ -220,14 +230,41 @@ TEST(PinonFijo, StopsWhenTheTreesFillTheirRoom)
     zelrun("hold 100;");
 }
 
+TEST(PinonFijo, RepeatsARunFromItsSeed)
+{
+    pinonsettings back;
+    use(randomdata(40, 30, 45));
+    auto run = [](int seed) {
+        usetrees({ randombinary(40, 1) });
+        std::string said = zelrun("rseed " + std::to_string(seed) + ";pfijo= numsels 3 drift 2 chunksize 12 autofuse 2;");
+        EXPECT_FALSE(zelfailed()) << said;
+        EXPECT_EQ(ranseed, seed);
+        for (const plain::tree &t : allkept()) said += plain::text(t);
+        return said.substr(said.find("Pinon"));
+    };
+    std::string first = run(5);
+    EXPECT_EQ(first, run(5));
+    EXPECT_NE(first, run(6));
+}
+
 TEST(PinonFijo, KeepsConstraints)
 {
     pinonsettings back;
-    plain::data m = randomdata(40, 30, 43);
-    use(m);
-    zelrun("force + [1 2 3 4 5 6 7 8] + [9 10 11 12] - [13 14];constrain=;mult= wagner replic 1;mult: tbr replic 10;");
-    std::string said = zelrun("pfijo= numsels 3 drift 1 chunksize 12;");
-    EXPECT_FALSE(zelfailed()) << said;
-    EXPECT_EQ(zelrun("mono-;").find("\n0"), std::string::npos);
-    zelrun("force];");
+    const char *const forces[] = {
+        "force + [1 2 3 4 5 6 7 8] + [9 10 11 12] - [13 14];",
+        "force + [1 2 3 4 5 6 7 8 (9 10 11)] + [1 2 3 (4 5)] + [12 13 14 15 (1 16 17)] - [18 19 20] - [21 22];",
+        "force = (0 (1 2 3 4 (5 6 7 8 (9 10 11))) (12 13 14 15 16 17 18 (19 20 21 22 23 24 25)) 26 27 28 29 30 31 32 33 34 35 36 37 38 39);",
+        "force + [30 31 32 (33)] = (0 1 2 3 4 5 6 7 8 9 (10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29) 30 31 32 33 34 35 36 37 38 39);",
+    };
+    for (int trial = 0; trial < atmost(12); ++trial) {
+        plain::data m = randomdata(40, 30, 43 + trial);
+        use(m);
+        zelrun(std::string(forces[trial % 4]) + "constrain=;hold 200;mult= wagner replic 1;mult: tbr replic 10;");
+        ASSERT_FALSE(zelfailed());
+        std::string said = zelrun("pfijo= numsels 4 drift 1 chunksize " + std::to_string(10 + trial) + " phtus " + std::to_string(1 + trial * 9) + " autofuse 2;");
+        ASSERT_FALSE(zelfailed()) << said << forces[trial % 4];
+        EXPECT_GT(trees_in_mem, 1);
+        for (int t = 0; t < trees_in_mem; ++t) EXPECT_TRUE(fulfils_constraints(mem_tree[t])) << forces[trial % 4];
+        zelrun("force];hold 100;");
+    }
 }

@@ -78,13 +78,7 @@ TEST(RandomSectors, FindBetterTreesThanOneSwap)
 {
     keepsettings settings;
     std::mt19937 rng(742);
-    plain::data m = plain::blankmatrix(90, 200);
-    for (int c = 0; c < m.chars; ++c) m.cells[0][size_t(c)] = 1;
-    for (int t = 1; t < m.taxa; ++t) {                  // sequences that evolved
-        int from = plain::below(rng, t);
-        for (int c = 0; c < m.chars; ++c)
-            m.cells[size_t(t)][size_t(c)] = plain::chance(rng, 12) ? 1u << plain::below(rng, 4) : m.cells[size_t(from)][size_t(c)];
-    }
+    plain::data m = evolved(rng, 90, 200, 12);
     packing image(m);
     ssminsize = 15;
     ssmaxsize = 40;

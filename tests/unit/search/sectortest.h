@@ -19,6 +19,20 @@ inline plain::data randomdata(int taxa, int chars, int seed, const plain::mix &m
     return m;
 }
 
+// Sequences that evolved: taxa share groups, as real ones do.
+inline plain::data evolved(std::mt19937 &rng, int taxa, int chars, int percent)
+{
+    plain::data m = plain::blankmatrix(taxa, chars);
+    m.taxactive.assign(size_t(taxa), 1);
+    for (int c = 0; c < chars; ++c) m.cells[0][size_t(c)] = 1;
+    for (int t = 1; t < taxa; ++t) {
+        int from = plain::below(rng, t);
+        for (int c = 0; c < chars; ++c)
+            m.cells[size_t(t)][size_t(c)] = plain::chance(rng, percent) ? 1u << plain::below(rng, 4) : m.cells[size_t(from)][size_t(c)];
+    }
+    return m;
+}
+
 inline plain::tree randombinary(int taxa, int seed)
 {
     std::mt19937 rng{ unsigned(seed) };

@@ -1,10 +1,12 @@
 #include "sectortest.h"
+#include "search/drift.h"
 #include "search/mult.h"
 #include "search/sectrec.h"
 #include "search/sectsel.h"
 #include "search/setup.h"
 #include "kernel/errors.h"
 #include "kernel/progress.h"
+#include <cstring>
 
 using namespace sectors;
 
@@ -33,9 +35,9 @@ std::string sectorsprint(const std::string &commands, const std::string &words)
 TEST(SectorInstructions, LeaveDataAndSettingsAsTheyWere)
 {
     keepsectsettings settings;
-    for (const char *more : { "", "piwe=;", "force + [1 2 3 4];constrain=;", "taxcode-7;", "xgroup=0 1 2 3;" }) {
+    for (const char *more : { "", "piwe=;", "piwe=;xpiwe(*0.5;", "piwe=;xpiwe/1x2 3.6;", "force + [1 2 3 4];constrain=;", "taxcode-7;", "xgroup=0 1 2 3;" }) {
         zelrun("piwe-;");
-        if (std::string(more) == "piwe=;") zelrun("xwipe;piwe=;");
+        if (!strncmp(more, "piwe=;", 6)) zelrun("xwipe;piwe=;");
         use(randomdata(40, 30, 11));
         zelrun(std::string(more) + "mult: wagner replic 1;mult;mult: tbr replic 10;sectsch: minsize 12 maxsize 15 selfact = 3 2;");
         ASSERT_FALSE(zelfailed());
@@ -229,7 +231,6 @@ TEST(SectorInstructions, RunWithinInstructionsThreeLevelsDeep)
     use(m);
     usetrees({ randombinary(80, 5) });
     long before = plain::length(m, kept(0));
-    std::string settingsbefore = zelrun("sectsch:;mult:;");
     std::string said = zelrun("sectsch= noglobal minsize 40 maxsize 40 selfact = 2 tree 0 [ sectsch= minsize 15 maxsize 20 selfact = 2 ["
                               "sectsch = minsize 7 maxsize 7 selfact = 2 [mult 2;]; ]; ];");
     ASSERT_FALSE(zelfailed()) << said;
@@ -244,6 +245,45 @@ TEST(SectorInstructions, RunWithinInstructionsThreeLevelsDeep)
     EXPECT_EQ(nt, 80);
     check_everything();
     zelrun("sectsch: recurse 0 selfact 50;");
+}
+
+// At each level the settings of sectors are its own again when the level below is done; all others stay as they were set.
+TEST(SectorInstructions, ThreeLevelsDeepGiveBackTheSettingsOfSectorsAndNoOthers)
+{
+    keepsectsettings settings;
+    zelrun("xwipe;sectsch: recurse 2;");
+    use(randomdata(80, 20, 51));
+    usetrees({ randombinary(80, 5) });
+    zelrun("sectsch: starts 3 noglobal selfact = 1;mult: replic 10;");
+    const std::string show = "silent-all;sectsch:;silent=all;", third = "sectsch: starts 6 combstarts 9 godrift 44; drift: iter 8; mult: replic 2; " + show + "mult;";
+    const std::string second = "sectsch: starts 5; mult: hold 7; sectsch= minsize 8 maxsize 8 [" + third + "]; " + show;
+    const std::string first = "sectsch: starts 4; subopt 1; sectsch= minsize 16 maxsize 16 [" + second + "]; " + show;
+    std::string before = zelrun("sectsch: minsize 40 maxsize 40;sectsch:;");
+    auto startstold = [](const std::string &said) {
+        std::vector<int> starts;
+        for (size_t at = said.find("small sectors: "); at != std::string::npos; at = said.find("small sectors: ", at + 1))
+            starts.push_back(std::stoi(said.substr(at + 15)));
+        return starts;
+    };
+    std::string file = log("levels.txt"), said = zelrun("log " + file + ";sectsch= tree 0 [" + first + "];log/;silent-all;");
+    ASSERT_FALSE(zelfailed()) << said;
+    EXPECT_EQ(startstold(readfile(file)), (std::vector<int>{ 6, 5, 4 }));
+    EXPECT_EQ(zelrun("sectsch:;"), before);
+    EXPECT_EQ(dftiters, 8);
+    EXPECT_EQ(mults.hold, 7);
+    EXPECT_EQ(suboptimal, 1);
+    EXPECT_EQ(use_user_ss_insts, 0);
+    // an error at the third level is one of the command as a whole
+    zelrun("subopt 0;");
+    said = zelrun("sectsch= tree 0 [sectsch: starts 4; sectsch= minsize 16 maxsize 16 [sectsch: starts 5; sectsch= minsize 8 maxsize 8 [sectsch: starts 6; nonsense;];];];");
+    EXPECT_TRUE(zelfailed());
+    EXPECT_NE(said.find("Unknown command: nonsense"), std::string::npos) << said;
+    EXPECT_EQ(zelrun("sectsch:;"), before);
+    EXPECT_EQ(ss_recurse_level, 0);
+    EXPECT_EQ(nt, 80);
+    EXPECT_EQ(nlocks, 3);
+    check_everything();
+    zelrun("drift: iter 30;mult: replic 10 hold 10;sectsch: recurse 0 selfact 50;");
 }
 
 // [] stands for the text of the level above.

@@ -116,23 +116,21 @@ TEST(ExclusiveSectors, HaveTheSizesThatTheSettingsWant)
 TEST(ExclusiveSectors, NeedATreeThatCanBeDivided)
 {
     auto failure = [](int taxa, int chunks) {
+        struct chain { int was = jumpchain; chain() { jumpchain = 1; } ~chain() { jumpchain = was; } } recovery;
         sectorframe frame(randomdata(taxa, 4, 2), { randombinary(taxa, 2) });
         sectorrun run;
         start_sectors(&run, anx);
         try {
             effect_serial_xss(&run, chunks);
         } catch (const unwound &) {
-            return true;
         }
-        return false;
+        return zelrun("");
     };
-    struct chain { int was = jumpchain; chain() { jumpchain = 1; } ~chain() { jumpchain = was; } } recovery;
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(failure(40, 1));
-    EXPECT_TRUE(failure(40, 65));
-    EXPECT_TRUE(failure(19, 8));
-    EXPECT_FALSE(failure(40, 8));
-    testing::internal::GetCapturedStdout();
+    EXPECT_NE(failure(40, 1).find("Tree must be divided in at least 2 chunks"), std::string::npos);
+    EXPECT_NE(failure(40, 65).find("Can't divide in more than 64 chunks"), std::string::npos);
+    EXPECT_NE(failure(19, 8).find("Can't divide tree in chunks of less than 10 nodes"), std::string::npos);
+    EXPECT_EQ(failure(40, 8), "");
+    EXPECT_EQ(failure(40, 64), "");
     use(randomdata(19, 6, 2));
     EXPECT_NE(zelrun("mult 1;sectsch= xss;").find("Can't divide tree in chunks of less than 10 nodes"), std::string::npos);
     zelrun("sectsch: rss;");
@@ -509,20 +507,32 @@ TEST(SectorialSearch, RepeatsARunFromItsSeed)
 }
 
 namespace {
-int pollsleft;                             // until Esc is pressed
+int pollsleft;                             // until Esc is pressed, or the time is out, or the memory
 int pressed() { return --pollsleft ? 0 : KEY_ESC; }
+int timeout()
+{
+    if (!--pollsleft) startime -= 1000;
+    return 0;
+}
 
-// Esc is pressed at this poll; searches poll at every clip.
-struct escat {
+int memoryout()
+{
+    constexpr size_t LEFT = 400;
+    if (!--pollsleft && vailram() > LEFT) loram((vailram() - LEFT) & ~size_t(7));
+    return 0;
+}
+
+// Searches poll at every clip.
+struct stopat {
     decltype(window.zel_app_window_getKeyPressed) key = window.zel_app_window_getKeyPressed;
-    explicit escat(int poll)
+    stopat(int poll, int (*how)())
     {
         pollsleft = poll;
-        window.zel_app_window_getKeyPressed = pressed;
+        window.zel_app_window_getKeyPressed = how;
         polling_interval = -1;
         user_cuts_for_report = 1;
     }
-    ~escat()
+    ~stopat()
     {
         window.zel_app_window_getKeyPressed = key;
         polling_interval = 1;
@@ -531,31 +541,43 @@ struct escat {
 };
 }
 
-// The engine ends with a sector closed and the whole tree standing.
+// The engine ends with a sector closed and the whole tree standing, and settings are as they were.
 TEST(SectorialSearch, LeavesAWholeTreeWhenItIsInterrupted)
 {
     keepsectsettings settings;
+    zelrun("xwipe;sectsch: recurse 2;");
     plain::data m = randomdata(60, 30, 307);
     use(m);
-    zelrun("sectsch: minsize 10 maxsize 30 xss 4 godrift 20 drift 1 fuse 2 gocomb 25;");
-    for (const char *kind : { "rss", "xss", "dss 70 6 tree 0", "rss [mult 2; bbreak;] tree 0" })
-        for (int poll : { 1, 2, 30, 100, 400, 1500 }) {
-            usetrees({ randombinary(60, 4) });
-            long before = plain::length(m, kept(0));
-            std::string said;
-            {
-                escat now(poll);
-                said = zelrun(std::string("rseed 1;sectsch= ") + kind + ";");
+    zelrun("sectsch: minsize 10 maxsize 30 xss 4 godrift 20 drift 1 gocomb 25;timeout 0:15:0;");
+    const char *const levels = "rss [sectsch= minsize 12 maxsize 12 [sectsch= minsize 6 maxsize 6 [mult 2; bbreak;];];] tree 0";
+    for (const char *kind : { "rss", "xss", "dss 70 6 tree 0", "rss [mult 2; bbreak;] tree 0", levels })
+        for (auto how : { pressed, timeout, memoryout })
+            for (int poll : { 1, 2, 30, 100, 400, 1500 }) {
+                if (how == timeout && strchr(kind, '[')) continue;       // commands within it begin at other times
+                usetrees({ randombinary(60, 4) });
+                long before = plain::length(m, kept(0));
+                zelrun(std::string("sectsch: ") + (kind[0] == 'd' ? "dss 70 6" : std::string(kind).substr(0, 3)) + ";");
+                std::string said, shown = zelrun("sectsch:;");
+                {
+                    stopat now(poll, how);
+                    said = zelrun(std::string("rseed 1;sectsch= ") + kind + ";");
+                }
+                bool failed = zelfailed();
+                EXPECT_TRUE(!failed || how == memoryout) << said;
+                if (pollsleft <= 0 && how != memoryout) {
+                    const char *told = how == pressed ? "Search was interrupted..." : "Interrupting search (time is out!)";
+                    EXPECT_NE(said.find(told), std::string::npos) << kind << poll << said;
+                }
+                checktree(mem_tree[0]);
+                EXPECT_EQ(countnodes(mem_tree[0]), 59);
+                EXPECT_LE(plain::length(m, kept(0)), before);
+                if (!failed) { EXPECT_EQ(toldscore(said), double(plain::length(m, kept(0)))) << said; }
+                EXPECT_EQ(userstop, 0);
+                EXPECT_EQ(ss_recurse_level, 0);
+                EXPECT_EQ(ntax, 60);
+                EXPECT_EQ(nlocks, 3);
+                EXPECT_EQ(zelrun("sectsch:;"), shown) << kind;
+                check_everything();
             }
-            EXPECT_FALSE(zelfailed()) << said;
-            if (pollsleft <= 0) { EXPECT_NE(said.find("Search was interrupted..."), std::string::npos) << kind << poll << said; }
-            checktree(mem_tree[0]);
-            EXPECT_EQ(countnodes(mem_tree[0]), 59);
-            EXPECT_LE(plain::length(m, kept(0)), before);
-            EXPECT_EQ(toldscore(said), double(plain::length(m, kept(0)))) << said;
-            EXPECT_EQ(userstop, 0);
-            EXPECT_EQ(ss_recurse_level, 0);
-            EXPECT_EQ(ntax, 60);
-        }
-    zelrun("sectsch: rss godrift 75 gocomb 0;");
+    zelrun("sectsch: rss godrift 75 gocomb 0 recurse 0;timeout 0;");
 }

@@ -73,6 +73,18 @@ TEST_F(SectorSettings, AreSetByTheirWords)
     EXPECT_EQ(dss_diameter, 3);
 }
 
+// As menus write them.
+TEST_F(SectorSettings, AreSetByAbbreviatedWords)
+{
+    zelrun("sec:minsi12maxsi20self30incr75minfo5god40drift2glob6dglob3rou9 xss 4-6+7 gocom50fuse8;");
+    ASSERT_FALSE(zelfailed());
+    for (auto [value, wanted] : std::vector<std::pair<int, int>>{
+             { ssminsize, 12 }, { ssmaxsize, 20 }, { ssmaxsubfactor, 70 }, { ssgrowfactor, 75 }, { ssminfork, 5 }, { ssgotodrift, 40 },
+             { ssdriftcycles, 2 }, { ssglobaltbr, 6 }, { ss_large_globaltbr, 3 }, { ssnumrounds, 9 }, { ss_type, SS_EXCLUSIVE },
+             { serial_xss_chunkbeg, 4 }, { serial_xss_chunkend, 6 }, { serial_xss_numrounds, 7 }, { ssgotocomb, 50 }, { num_fuses_all_starts, 8 } })
+        EXPECT_EQ(value, wanted);
+}
+
 TEST_F(SectorSettings, DivideByChunksRoundsAndGlobalSwaps)
 {
     zelrun("sectsch: xss 5;");

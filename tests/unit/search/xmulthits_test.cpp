@@ -253,6 +253,22 @@ TEST(ConsensusOfHits, LeavesTaxaOut)
     set_collapsing_rule(rule);
 }
 
+// Trees are in packed numbers when the taxa are read.
+TEST(Xmult, LeavesOutOfTheConsensusTheTaxaOfACladeOfATreeInMemory)
+{
+    zelrun("mxram 64;");
+    xmultsettings saved;
+    int rule = current_collapsing_rule();
+    zelrun("xread 4 6 a 0000 b 1100 c 1100 d 0011 e 0011 f 0000; taxcode -2; outgroup 1; tread (1 (0 ((5 3) 4)));");
+    zelrun("xmult= replications 1 hits 1 consense 1 conbase 1 / @0 9;");       // nodes from 7 on, as taxa 0, 3, 4 meet them
+    EXPECT_FALSE(zelfailed());
+    EXPECT_EQ(contaxex, (std::vector<uint8_t>{ 0, 0, 0, 1, 1, 1 }));
+    zelrun("xmult= hits 1 / @0 14;");
+    EXPECT_TRUE(zelfailed());
+    zelrun("outgroup 0; taxcode +2;");
+    set_collapsing_rule(rule);
+}
+
 TEST(ConsensusOfHits, IsNotSavedInAFullBuffer)
 {
     zelrun("mxram 64;");

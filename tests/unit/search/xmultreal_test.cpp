@@ -87,6 +87,45 @@ TEST(XmultOfRealData, PicksFusingOrHybridizationAsTheTreesAre)
     zelrun("keep 0;hold 100;");
 }
 
+TEST(XmultOfRealData, MultipliesTheTreesThatHitTheScore)
+{
+    zelrun("");
+    xmultsettings saved;
+    const realset many = { "morph-mpts/Stevens_etal_2013a.xread", 843 };
+    if (!readset(many)) GTEST_SKIP() << "the shared test data are not here";
+    int trees[2] = {};
+    for (int multiply : { 0, 1 })
+        for (int seed : { 1, 2, 3 }) {
+            std::string report = zelrun("keep 0;rseed " + std::to_string(seed) + ";xmult=targetscore 843 hits 3 " + (multiply ? "multiply;" : "nomultiply;"));
+            EXPECT_TRUE(says(report, "Target score 843 hit 3 times")) << report;
+            for (int t = 0; t < trees_in_mem; ++t) EXPECT_EQ(reportscore(t), many.length);
+            trees[multiply] += trees_in_mem;
+        }
+    EXPECT_GT(trees[1], trees[0]);
+    zelrun("xmult:notarget;keep 0;hold 100;rseed 1;");
+}
+
+// The target cannot be reached.  Trees of all scores fill the buffer sooner than those of the best one.
+TEST(XmultOfRealData, FiltersTheTreesOfAHitThatMissesItsTarget)
+{
+    zelrun("");
+    xmultsettings saved;
+    const realset many = { "morph-mpts/Stevens_etal_2013a.xread", 843 };
+    if (!readset(many)) GTEST_SKIP() << "the shared test data are not here";
+    zelrun("hold 30;xmult:targetscore 800 repl 2 nomultiply norss nocss noautoconst;");
+    long examined[2];
+    for (int filter : { 0, 1 }) {
+        std::string report = zelrun("keep 0;xmult=filter " + std::to_string(filter) + ";");
+        EXPECT_TRUE(says(report, "No space to store more trees!") && says(report, "Target score 800 hit 0 times")) << report;
+        size_t at = report.find("examined: ");
+        ASSERT_NE(at, std::string::npos) << report;
+        examined[filter] = std::stol(report.substr(at + 10));
+        for (int t = 0; t < trees_in_mem; ++t) EXPECT_EQ(reportscore(t), many.length);
+    }
+    EXPECT_GT(examined[1], 2 * examined[0]);
+    zelrun("xmult:notarget filter 0;keep 0;hold 100;");
+}
+
 // What all shortest trees share is never lost in the estimate.
 TEST(XmultOfRealData, EstimatesTheConsensusOfAllShortestTrees)
 {
