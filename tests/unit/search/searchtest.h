@@ -8,7 +8,9 @@
 #include "kernel/below.h"
 #include "kernel/commands.h"
 #include "kernel/driver.h"
+#include "kernel/window.h"
 #include "search/moves.h"
+#include "search/status.h"
 #include "trees/collapse.h"
 #include "trees/treebuf.h"
 #include "trees/treemodel.h"
@@ -22,6 +24,43 @@ constexpr int atmost(int trials) { return trials / 3; }
 #else
 constexpr int atmost(int trials) { return trials; }
 #endif
+
+// What a poll sees while it stands: searches poll at every clip.
+struct watching {
+    decltype(window.zel_app_window_getKeyPressed) was = window.zel_app_window_getKeyPressed;
+    double interval = polling_interval;
+    int cuts = user_cuts_for_report;
+    explicit watching(int (*look)())
+    {
+        window.zel_app_window_getKeyPressed = look;
+        polling_interval = -1;
+        user_cuts_for_report = 1;
+    }
+    ~watching()
+    {
+        window.zel_app_window_getKeyPressed = was;
+        polling_interval = interval;
+        user_cuts_for_report = cuts;
+    }
+    watching(const watching &) = delete;
+    watching &operator=(const watching &) = delete;
+};
+
+// How often a stage of a search has begun since.
+struct stagewatch : watching {
+    static inline int stage, begun, last;
+    explicit stagewatch(int which) : watching(look)
+    {
+        stage = which;
+        begun = last = 0;
+    }
+    static int look()
+    {
+        begun += curalg == stage && last != stage;
+        last = curalg;
+        return 0;
+    }
+};
 
 // Puts the matrix in memory.
 inline void use(const plain::data &m)

@@ -7,46 +7,17 @@
 #include "search/sectsel.h"
 #include "search/setup.h"
 #include "search/status.h"
-#include "kernel/window.h"
 
 using namespace sectors;
 
 namespace {
 
-// Searches poll at every clip, and the stage tells where they are: sectors are swapped in theirs.
-int swapsbegun, laststage;
-int look()
-{
-    swapsbegun += curalg == ALG_TBR && laststage != ALG_TBR;
-    laststage = curalg;
-    return 0;
-}
-
-struct countingswaps {
-    decltype(window.zel_app_window_getKeyPressed) key = window.zel_app_window_getKeyPressed;
-    double interval = polling_interval;
-    int cuts = user_cuts_for_report;
-    countingswaps()
-    {
-        swapsbegun = laststage = 0;
-        window.zel_app_window_getKeyPressed = look;
-        polling_interval = -1;
-        user_cuts_for_report = 1;
-    }
-    ~countingswaps()
-    {
-        window.zel_app_window_getKeyPressed = key;
-        polling_interval = interval;
-        user_cuts_for_report = cuts;
-    }
-};
-
 int swapsof(const std::string &command)
 {
-    countingswaps now;
+    stagewatch swaps(ALG_TBR);               // sectors are swapped in a stage of their own
     std::string said = zelrun(command);
     EXPECT_FALSE(zelfailed()) << said;
-    return swapsbegun;
+    return swaps.begun;
 }
 
 struct engine { const char *what; double (*search)(int *tree); };
@@ -197,10 +168,10 @@ TEST(ExclusiveSectors, SwapTheWholeTreeOnlyForWhatChangedSinceTheLastTime)
         }
         std::vector<int> end(anx, anx + hinod);
         srand(unsigned(trial + 1));
-        countingswaps now;
+        stagewatch swaps(ALG_TBR);
         EXPECT_EQ(serial_xss(start.data()), score);
         EXPECT_EQ(start, end);
-        EXPECT_EQ(swapsbegun, wanted) << "trial " << trial;
+        EXPECT_EQ(swaps.begun, wanted) << "trial " << trial;
         done += wanted;
     }
     EXPECT_GT(spared, 0);

@@ -7,31 +7,6 @@
 
 namespace {
 
-// What a run sets before its first replications.
-struct replicating {
-    hiscratch memory;
-    double limit = suboptimal_limit;
-    replicating(int seed)
-    {
-        xm = {};
-        xm.target = xm.bescore = overall_bestscore = suboptimal_limit = NOSCORE;
-        xm.prevtsp = zhi<int>(size_t(nodz));
-        xm.seed = seed;
-        realmaxtrees = maxtrees;
-        xmulting = 1;
-        trees_in_mem = 0;
-        rebuild_treechklist();
-    }
-    ~replicating()
-    {
-        xmulting = autoxmulting = 0;
-        trees_in_mem = 0;
-        rebuild_treechklist();
-        suboptimal_limit = limit;
-        ranseed = 1;
-    }
-};
-
 // Only Wagner trees and swapping.
 void plainreplications()
 {

@@ -1,8 +1,11 @@
 // xmulttest.h: the settings of driven searches, as tests find them and leave them.
 #pragma once
 #include "perturbtest.h"
+#include "search/keeptrees.h"
 #include "search/sectset.h"
 #include "search/xmult.h"
+#include "trees/scratch.h"
+#include "trees/treebuf.h"
 
 // Everything that the levels set, and what tests change.
 struct xmultsettings {
@@ -23,5 +26,29 @@ struct xmultsettings {
         for (size_t i = 0; i < where.size(); ++i) *where[i] = was[i];
         xmult_targetscore = target, xmult_giveupscore = giveup, curlevel = level, level_change_val = change;
         contaxex.clear();
+    }
+};
+
+// What a run sets before its first replications.
+struct replicating {
+    hiscratch memory;
+    double limit = suboptimal_limit;
+    explicit replicating(int seed)
+    {
+        xm = {};
+        xm.target = xm.bescore = overall_bestscore = suboptimal_limit = NOSCORE;
+        xm.prevtsp = zhi<int>(size_t(nodz));
+        xm.seed = seed;
+        realmaxtrees = maxtrees;
+        xmulting = 1;
+        trees_in_mem = 0;
+        rebuild_treechklist();
+    }
+    ~replicating()
+    {
+        xmulting = autoxmulting = trees_in_mem = userstop = 0;
+        rebuild_treechklist();
+        suboptimal_limit = limit;
+        ranseed = 1;
     }
 };

@@ -15,25 +15,6 @@ bool less(fraction a, fraction b) { return a.over * b.under < b.over * a.under; 
 fraction least(fraction a, fraction b) { return less(b, a) ? b : a; }
 int nearest(fraction f) { return int((2 * f.over + f.under) / (2 * f.under)); }
 
-// What a poll sees: the search polls at every clip.
-struct watching {
-    decltype(window.zel_app_window_getKeyPressed) was = window.zel_app_window_getKeyPressed;
-    double interval = polling_interval;
-    int cuts = user_cuts_for_report;
-    explicit watching(int (*look)())
-    {
-        window.zel_app_window_getKeyPressed = look;
-        polling_interval = -1;
-        user_cuts_for_report = 1;
-    }
-    ~watching()
-    {
-        window.zel_app_window_getKeyPressed = was;
-        polling_interval = interval;
-        user_cuts_for_report = cuts;
-    }
-};
-
 const char *const swaponly = " norss nocss noxss nofuse nomultiply nodrift noratchet ";
 
 // Before any data are read.
@@ -408,19 +389,10 @@ namespace {
 // Random trees and those that swapping makes of them, kept as those of a hit; those before first belong to others.
 struct ahit {
     packing image;
-    hiscratch memory;
-    double limit = suboptimal_limit;
+    replicating run;
     int trees;
-    ahit(const plain::data &m, int count, int seed) : image(m), trees(count)
+    ahit(const plain::data &m, int count, int seed) : image(m), run(seed), trees(count)
     {
-        xm = {};
-        xm.target = xm.bescore = overall_bestscore = suboptimal_limit = NOSCORE;
-        xm.prevtsp = zhi<int>(size_t(nodz));
-        xm.seed = seed;
-        realmaxtrees = maxtrees;
-        xmulting = 1;
-        trees_in_mem = 0;
-        rebuild_treechklist();
         std::vector<int> tree(size_t(nodz), 0);
         for (int i = 0; i < count; ++i) {
             wagner(tree.data(), seed + i);
@@ -428,13 +400,6 @@ struct ahit {
             if (i % 2) tbrswap(tree.data(), 0, 0);
             force_store_tree(tree.data(), trees_in_mem);
         }
-    }
-    ~ahit()
-    {
-        xmulting = autoxmulting = trees_in_mem = userstop = 0;
-        rebuild_treechklist();
-        suboptimal_limit = limit;
-        ranseed = 1;
     }
     double best(int from) const
     {
@@ -530,16 +495,6 @@ TEST(GeneticStages, RetouchingImprovesTheTreesOfTheHit)
     EXPECT_EQ(maxtrees, 100);
 }
 
-namespace {
-int hybridizations, stagebefore;
-int lookforhybrids()
-{
-    hybridizations += curalg == ALG_HYBRID && stagebefore != ALG_HYBRID;
-    stagebefore = curalg;
-    return 0;
-}
-}
-
 TEST(Hits, AreHybridizedAllTogetherEverySoMany)
 {
     zelrun("mxram 64;");
@@ -548,11 +503,10 @@ TEST(Hits, AreHybridizedAllTogetherEverySoMany)
     readmatrix(rng, 14, 30);
     zelrun("hold 500;");
     for (int hits : { 4, 5, 11 }) {
-        hybridizations = stagebefore = 0;
-        watching now(lookforhybrids);
+        stagewatch hybridizations(ALG_HYBRID);
         std::string said = zelrun("keep 0;rseed 3;xmult=repl 2 noupdate keepall hfuse 5 hits " + std::to_string(hits) + swaponly + ";");
         ASSERT_FALSE(zelfailed()) << said;
-        EXPECT_EQ(hybridizations, hits / 5) << hits;
+        EXPECT_EQ(hybridizations.begun, hits / 5) << hits;
     }
     zelrun("keep 0;hold 100;rseed 1;");
 }
