@@ -59,10 +59,7 @@ static void store(const cyclerun &r, const int *tree, double score, bool better)
         full_store_tree(tree, trees_in_mem);
         return;
     }
-    if (!better || r.storebase >= trees_in_mem) return;
-    auto worse = [](const treechkrec &a, const treechkrec &b) { return a.score < b.score; };
-    const treechkrec *worst = std::max_element(treechk + r.storebase, treechk + trees_in_mem, worse);
-    if (lessthan(score, worst->score)) replace_kept_tree(tree, int(worst - treechk), score);
+    if (better) replace_worst_tree(tree, r.storebase, score);
 }
 
 static void keep(cyclerun &r, double score)

@@ -219,6 +219,14 @@ int replace_kept_tree(const int *tree, int slot, double score)
     return isnew;
 }
 
+void replace_worst_tree(const int *tree, int first, double score)
+{
+    if (first >= trees_in_mem) return;
+    auto longer = [](const treechkrec &a, const treechkrec &b) { return a.score < b.score; };
+    const treechkrec *worst = std::max_element(treechk + first, treechk + trees_in_mem, longer);
+    if (lessthan(score, worst->score)) replace_kept_tree(tree, int(worst - treechk), score);
+}
+
 // --- sweeps -------------------------------------------------------------------------------
 
 // Drops the trees marked TREE_DEAD and links the others anew.

@@ -28,6 +28,7 @@ double force_store_tree(const int *tree, int slot);   // the same, be an equal t
 int check_if_nutree(const int *tree, int slot);   // 1 for a tree not kept yet; does not link it (slot is scratch)
 int link_if_new(int slot, double score);          // the tree in slot, not canonical yet, just optimized when collapse_level: the core of full_store_tree
 int replace_kept_tree(const int *tree, int slot, double score);   // in place of the tree in slot; 0 when it equals another (nothing changes)
+void replace_worst_tree(const int *tree, int first, double score);   // in place of the worst tree from slot first on, if it is better
 
 bool is_kept_tree(const int *tree, double score);  // an equal tree is kept; optimizes a copy when collapse_level
 

@@ -40,13 +40,6 @@ static double runswapper(int first, int mulpars)
     return mults.swapper == MULT_TBR ? tbrswap(anx, first, mulpars) : sprswap(anx, first, mulpars);
 }
 
-// A tree better than any other was found when the room of the replication was full, as it may be of suboptimal trees.
-static void keep_instead_of_worst(int first, double score)
-{
-    auto longer = [](const treechkrec &a, const treechkrec &b) { return a.score < b.score; };
-    replace_kept_tree(anx, int(std::max_element(treechk + first, treechk + trees_in_mem, longer) - treechk), score);
-}
-
 // Swaps every tree of the replication, those that turn up meanwhile too, until its room is full.
 // The limit is that of the replication: a suboptimal tree does not bring in its own neighbours as
 // far again.
@@ -59,7 +52,7 @@ static double swapmany(int first, double score)
         double now = runswapper(first, 1);
         if (lessthan(now, score)) {             // the trees from first on are new
             score = now;
-            if (bufferfull()) keep_instead_of_worst(first, score);
+            if (bufferfull()) replace_worst_tree(anx, first, score);       // of suboptimal trees, perhaps
             t = swapped_slot == first ? first : first - 1;
         }
         if (bufferfull()) break;
