@@ -1,6 +1,7 @@
 // Expressions, one a line, with data and trees in memory: each is the right side of an assignment to an
 // array, an operation on whole arrays, or a regression.
 #include "fuzzing.h"
+#include "kernel/commands.h"
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "script/macmem.h"
@@ -31,7 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         std::string line = text.substr(at, end - at);
         at = end + 1;
         if (!harmless(line)) continue;
-        zelpivot(("set " + line + " ;").c_str());
+        line += " ;";
+        fuzzread(setcom, "", reinterpret_cast<const uint8_t *>(line.data()), line.size());
         if (!macros_are_on()) return 0;
         checkmacros();
     }

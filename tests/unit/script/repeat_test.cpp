@@ -134,6 +134,7 @@ TEST(SwapCommands, EndWhenTheDataChange)
 
 TEST(SwapCommands, SayWhenTheyAreInterrupted)
 {
+    zelrun("mxram 64;");
     sixtaxa();
     zelrun("report =;");
     static bool pressed;
