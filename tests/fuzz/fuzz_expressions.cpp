@@ -2,10 +2,12 @@
 // array, an operation on whole arrays, or a regression.
 #include "fuzzing.h"
 #include "kernel/commands.h"
+#include "kernel/dispatch.h"
 #include "kernel/driver.h"
 #include "kernel/input.h"
 #include "script/macmem.h"
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 // Only signs of expressions; no endless counts, and nothing that waits for an answer.
@@ -18,6 +20,14 @@ static bool harmless(const std::string &line)
         if (digits > 4 || c < 32 || c == ';' || c == '@' || c > 126) return false;
     }
     return true;
+}
+
+// The command with its word, as the driver would have read it.
+static void setalone()
+{
+    name_command("set");
+    strcpy(cmdname, "set");
+    setcom();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -33,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         at = end + 1;
         if (!harmless(line)) continue;
         line += " ;";
-        fuzzread(setcom, "", reinterpret_cast<const uint8_t *>(line.data()), line.size());
+        fuzzread(setalone, "", reinterpret_cast<const uint8_t *>(line.data()), line.size());
         if (!macros_are_on()) return 0;
         checkmacros();
     }
