@@ -282,11 +282,13 @@ class zel:
             until(lambda: self.idle() and self.typed() == "", "the end of " + text)
 
     def choose(self, *path):
-        """Clicks through the menus."""
-        for depth in range(len(path)):
-            item = self.menuitem(*path[:depth + 1])
-            until(lambda: has(item, "SHOWING"), "%s shown" % (path[:depth + 1],))
-            click(item)
+        """Clicks through the menus; the last word may be a function that finds the item.  What has a submenu below
+        the bar is only pointed at: a click closes what has opened by itself meanwhile."""
+        for depth, name in enumerate(path):
+            find = name if callable(name) else lambda: self.menuitem(*path[:depth + 1])
+            point(find, "%s of %s" % (name, path))
+            if depth in (0, len(path) - 1):
+                xdo("click", "1")
 
     def press(self, dialog, button):
         for thing in descendants(dialog):
@@ -303,15 +305,21 @@ class zel:
         return until(lambda: self.process.poll() is not None, "the end of the program") and self.process.returncode
 
 
+def point(find, what):
+    """Moves the mouse to the middle of what the function finds, found anew until it stays in its place."""
+    x, y, width, height = until(lambda: settled(find()), "a place for " + what)
+    xdo("mousemove", str(x + width // 2), str(y + height // 2))
+
+
 def click(thing, times=1):
-    """The middle of it, with the mouse."""
-    place = until(lambda: settled(thing), "a place for " + thing.get_name())
-    xdo("mousemove", str(place[0] + place[2] // 2), str(place[1] + place[3] // 2), "click", "--repeat",
-        str(times), "1")
+    point(lambda: thing, thing.get_name())
+    xdo("click", "--repeat", str(times), "1")
 
 
 def settled(thing):
-    thing.clear_cache()
+    """The place (x, y, width, height) of something shown, once it stays there."""
+    if not thing or not has(thing, "SHOWING"):
+        return None
     first = Atspi.Component.get_extents(thing, Atspi.CoordType.SCREEN)
     time.sleep(0.05)
     thing.clear_cache()

@@ -28,15 +28,12 @@ z = start("bees.zel", "bees_ten.tre", "has blanks.run")
 z.until(lambda: "\nwith blanks\n" in z.text() and "10 trees" in z.labels())
 
 # What was read is among the recent files, and can be read again from there.
-g.click(z.menuitem("File"))
-g.click(z.menuitem("File", "Recent files"))
-
-
 def recent():
-    return [t for t in g.children(z.menuitem("File", "Recent files")) if "bees.zel" in t.get_name()]
+    """The menu makes its items anew whenever the list of recent files has changed."""
+    return next((t for t in g.children(z.menuitem("File", "Recent files")) if "bees.zel" in t.get_name()), None)
 
 
-g.click(z.until(recent)[0])
+z.choose("File", "Recent files", recent)
 z.until(lambda: z.text().count("20x14") == 2 or z.find("alert", "WARNING"))
 if z.find("alert", "WARNING"):                               # data and trees will be replaced
     z.dialog("WARNING")
