@@ -64,9 +64,10 @@ void layclusters()
     deslist = lo<int>(hinod + 1);
     ed.isinclu = isinclu;
     ed.dirty = zlo<int>(maxclustnum);
-    ed.dirtylist = lo<int>(maxclustnum);
+    ed.dirtylist = lo<int>(maxclustnum + 1);
     ed.lowcell = lo<int>(maxclustnum);
-    ed.hicell = lo<int>(maxclustnum);
+    ed.hicell = zlo<int>(maxclustnum);
+    std::fill_n(ed.lowcell, maxclustnum, NOCELL);
     ed.ndirty = 0;
     ownroom = nodesacluster() + CLUSTERROOM;
     ownlists = lo<int>(size_t(maxclustnum) * ownroom);
@@ -79,6 +80,17 @@ void layclusters()
     clipstamp = ntouched = numclusters = 0;
     tree_start = -1;
     nodeisfix = nullptr;
+}
+
+// All unions are as when they were made.
+static void cleanclusters()
+{
+    for (int i = 0; i < ed.ndirty; ++i) {
+        int k = ed.dirtylist[i];
+        ed.dirty[k] = ed.hicell[k] = 0;
+        ed.lowcell[k] = NOCELL;
+    }
+    ed.ndirty = 0;
 }
 
 static void makeunion(int k)
@@ -158,8 +170,8 @@ void assign_clusters(int flag)
         for (int d : { lef[optlist[i]], rig[optlist[i]] }) put(d);
     for (int k = 0; k < numclusters; ++k) wholelists(k);
     ntouched = 0;
-    for (int k = 0; k < numclusters; ++k) ed.dirty[k] = 0;
-    ed.ndirty = movessince = 0;
+    cleanclusters();
+    movessince = 0;
     if (flag)
         for (int k = 0; k < numclusters; ++k) makeunion(k);
 }
@@ -170,9 +182,8 @@ void recheck_clusters()
         int k = ed.dirtylist[i], from = ed.lowcell[k], n = ed.hicell[k] - from;
         if (n > 0) memcpy(clusmat[k].uni + from, clusmat[k].backup + from, n * sizeof(uint32_t));
         if (n > 0 && ands_on) recheck_intersections(k, from, n);
-        ed.dirty[k] = 0;
     }
-    ed.ndirty = 0;
+    cleanclusters();
 }
 
 void rebuild_clusters()
@@ -182,11 +193,8 @@ void rebuild_clusters()
         assign_clusters(1);
         return;
     }
-    for (int i = 0; i < ed.ndirty; ++i) {
-        makeunion(ed.dirtylist[i]);
-        ed.dirty[ed.dirtylist[i]] = 0;
-    }
-    ed.ndirty = 0;
+    for (int i = 0; i < ed.ndirty; ++i) makeunion(ed.dirtylist[i]);
+    cleanclusters();
 }
 
 // The n nodes in visit and all below them, breadth first; the first is entered even when it is fixed.

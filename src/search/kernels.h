@@ -13,8 +13,15 @@ enum kernelweights { KW_UNIT, KW_CELL, KW_FIELD, KW_FIT, KERNELWEIGHTS };   // i
 
 constexpr int WIDESTVECTOR = 16;                 // cells
 constexpr long NOLIMIT = 1L << 62;               // a bound that everything passes
+constexpr int BLOCK = 4;                         // vectors that are looked at together
+constexpr int LOGSLACK = 4, LOGCELLS = BLOCK * WIDESTVECTOR;
 constexpr int NOCELL = 2147483647;               // above every cell
 constexpr long TOOMANY = NOLIMIT;                // what a check returns when its bound was passed
+
+struct logentry {             // part of a row
+    uint32_t *where;
+    int vectors;
+};
 
 // What the loops work on.  Rows have `row` cells, at multiples of 64 bytes; cells from `cells` up to
 // the next multiple of the widest vector hold every state everywhere and never cost anything.
@@ -34,21 +41,22 @@ struct evaldata {
     int byteshift;                // a byte counts 1 << byteshift
     int twobits;                  // cells before it may have 2-bit fields; those of wider fields need rows 1 and 3 only
     int *fieldchanges;            // what an exchange of subtrees adds to fieldsteps; null while there is none
-    uint32_t *walk;               // per node three rows: first-pass set, union of the descendants, final set
+    uint32_t *walk;               // per node three rows: first-pass set, union of the descendants (of terminals: no state), final set
     uint32_t *branch;             // per node its branch set
     int ntax;                     // terminals are below; the root is ntax
     const int *anc, *lef, *rig;   // of the tree
-    int *path, *stack;            // room for all nodes each
+    int *path, *stack, *changed;  // room for all nodes each, and one more
     // Clusters: null unions while they are not maintained.
     uint32_t *unions;             // a row each
     uint32_t *inters;             // intersections, a row each; null without and-lists
     const int *isinclu;           // cluster of each node
-    int *dirtylist, ndirty;       // clusters with a node whose branch set changed
+    int *dirtylist, ndirty;       // clusters with a node whose branch set changed; room for one more than all
     int *dirty;                   // per cluster: 1 if it is in dirtylist
-    int *lowcell, *hicell;        // per dirty cluster: its union was widened in cells lowcell..hicell - 1 only
+    int *lowcell, *hicell;        // per cluster: its union was widened in cells lowcell..hicell - 1 only; NOCELL and 0: nowhere
     // What a clip overwrites; nlog above maxlog means that not all was kept.
     int logging, nlog, maxlog;
-    uint32_t **logged, *logcells; // where each stretch of a row lay, and its cells as they were; room for maxlog of the widest
+    logentry *logged;             // room for maxlog of them, and for LOGSLACK more, which are written before they count
+    uint32_t *logcells;           // the cells of each as they were: LOGCELLS apart for the widest vectors
 };
 
 struct kernelset {

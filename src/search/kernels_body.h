@@ -88,7 +88,6 @@ template<int W> constexpr bool hasbytes = W == KW_FIELD || W == KW_FIT;
 // ---- Rows ----------------------------------------------------------------------------------
 // Adding up the lanes of a vector takes as long as finding the empty fields, and a branch that goes now this way and
 // now that way takes longer than both.  So with unit weights it is done, and the bound asked, once for BLOCK vectors.
-constexpr int BLOCK = 4;
 
 // Tops of K vectors from cell c on, counted.
 template<int K, class F> inline long counttops(F tops, int c)
@@ -329,195 +328,249 @@ void up(const evaldata *d, const int *list, int n, int terminals)
 }
 
 // ---- Incremental passes --------------------------------------------------------------------
-// They run through the tree once for each vector of cells, over the nodes where something in those
-// cells changes; most vectors die after a few nodes.
+// They run through the tree once for each stretch of up to BLOCK vectors, over the nodes where something in those
+// cells changes; most stretches die after a few nodes.  Each node waits for its neighbour, and whether it changes
+// cannot be foretold: so the vectors of a stretch go together, and what is written counts only when it has changed.
 
-struct stretch {             // cells c .. c + N - 1 of all rows, with what is read again and again at hand
-    evaldata *d;
-    const int *anc, *lef, *rig, *isinclu;
-    uint32_t *walk, *branch, *unions;
-    size_t row;
-    int ntax, c;
-    vec low, shift;
-    uint32_t **logged, *logcells;
-    int nlog, maxlog;
-    bool logging;
-    uint32_t *dn(int n) const { return walk + n * 3 * row; }
+template<int K> struct vectors {
+    vec v[K];
 };
 
-inline stretch firststretch(evaldata *d)
+template<int K> inline vectors<K> loadall(const uint32_t *p)
 {
-    return { d, d->anc, d->lef, d->rig, d->isinclu, d->walk, d->branch, d->unions, d->row, d->ntax, 0, load(d->low), load(d->shift),
-             d->logged, d->logcells, d->nlog, d->maxlog, d->logging != 0 };
+    vectors<K> x;
+    for (int k = 0; k < K; ++k) x.v[k] = load(p + k * N);
+    return x;
 }
 
-inline void nextstretch(stretch &s)
+template<int K> inline void storeall(uint32_t *p, const vectors<K> &x)
 {
-    s.c += N;
-    s.walk += N;
-    s.branch += N;
-    if (s.unions) s.unions += N;
-    s.low = load(s.d->low + s.c);
-    s.shift = load(s.d->shift + s.c);
+    for (int k = 0; k < K; ++k) store(p + k * N, x.v[k]);
 }
 
-inline void keeplog(const stretch &s)
+template<int K> inline bool differ(const vectors<K> &a, const vectors<K> &b)
 {
-    if (s.logging) s.d->nlog = s.nlog;
+    vec x = a.v[0] ^ b.v[0];
+    for (int k = 1; k < K; ++k) x |= a.v[k] ^ b.v[k];
+    return anybit(x);
 }
 
-inline void change(stretch &s, uint32_t *where, vec old, vec now)
-{
-    if (s.logging) {
-        if (s.nlog < s.maxlog) {
-            s.logged[s.nlog] = where;
-            store(s.logcells + s.nlog++ * size_t(N), old);
-        } else
-            s.nlog = s.maxlog + 1;
+template<int K> struct stretch {         // K vectors of all rows, with what is read again and again at hand
+    const int *lef, *rig;
+    uint32_t *walk, *branch;
+    size_t row;
+    int ntax;
+    vectors<K> low, shift;
+    logentry *logged;
+    uint32_t *logcells;
+    int nlog, maxlog;
+    int *queue, *changed;    // internal nodes whose final set has changed, and nodes whose branch set has
+    int nqueue = 0, nchanged = 0;
+    uint32_t *dn(int n) const { return walk + n * 3 * row; }
+
+    stretch(const evaldata *d, int c)
+        : lef(d->lef), rig(d->rig), walk(d->walk + c), branch(d->branch + c), row(d->row), ntax(d->ntax), low(loadall<K>(d->low + c)),
+          shift(loadall<K>(d->shift + c)), logged(d->logged), logcells(d->logcells), nlog(d->nlog), maxlog(d->maxlog), queue(d->stack),
+          changed(d->changed)
+    {
     }
-    store(where, now);
+};
+
+template<int K, bool LOG> inline void change(stretch<K> &s, uint32_t *where, const vectors<K> &old, const vectors<K> &now, bool changed)
+{
+    if constexpr (LOG) {
+        s.logged[s.nlog] = { where, K };
+        storeall(s.logcells + s.nlog * size_t(BLOCK * N), old);
+        s.nlog += changed;
+    }
+    storeall(where, now);
 }
 
-inline void widen(const stretch &s, int k, vec now)
+// To be called after two entries at most; the log has room for them behind its end.
+template<int K, bool LOG> inline void checklog(stretch<K> &s)
 {
-    evaldata *d = s.d;
-    uint32_t *u = s.unions + k * s.row;
-    vec was = load(u), wider = was | now;
-    if (!d->dirty[k]) {
-        d->dirty[k] = 1;
-        d->dirtylist[d->ndirty++] = k;
-        d->lowcell[k] = NOCELL;
-        d->hicell[k] = 0;
-    }
-    bool changed = anybit(was ^ wider);
-    if (d->inters) {
-        uint32_t *p = d->inters + k * s.row + s.c;
-        vec before = load(p), narrower = before & now;
-        changed |= anybit(before ^ narrower);
-        store(p, narrower);
-    }
-    if (!changed) return;
-    store(u, wider);
-    if (s.c < d->lowcell[k]) d->lowcell[k] = s.c;
-    if (s.c + N > d->hicell[k]) d->hicell[k] = s.c + N;
-}
-
-inline void setbranch(stretch &s, int n, vec now)
-{
-    uint32_t *br = s.branch + n * s.row;
-    vec old = load(br);
-    if (!anybit(old ^ now)) return;
-    change(s, br, old, now);
-    if (s.unions) widen(s, s.isinclu[n], now);
+    if constexpr (LOG) s.nlog = s.nlog > s.maxlog ? s.maxlog + 1 : s.nlog;
 }
 
 // First-pass sets of an internal node from its descendants: 0 nothing changed, 1 only the union
 // of the descendants (no concern of the ancestor), 2 the set itself.
-inline int downchange(stretch &s, int n)
+template<int K, bool LOG> inline int downchange(stretch<K> &s, int n)
 {
-    firstsets f = firstpass(load(s.dn(s.lef[n])), load(s.dn(s.rig[n])), s.low, s.shift);
+    const uint32_t *a = s.dn(s.lef[n]), *b = s.dn(s.rig[n]);
     uint32_t *to = s.dn(n);
-    vec olddn = load(to), oldeither = load(to + s.row);
-    int what = 0;
-    if (anybit(oldeither ^ f.either)) {
-        change(s, to + s.row, oldeither, f.either);
-        what = 1;
+    vectors<K> olddn = loadall<K>(to), oldeither = loadall<K>(to + s.row), dn, either;
+    for (int k = 0; k < K; ++k) {
+        firstsets f = firstpass(load(a + k * N), load(b + k * N), s.low.v[k], s.shift.v[k]);
+        dn.v[k] = f.dn;
+        either.v[k] = f.either;
     }
-    if (anybit(olddn ^ f.dn)) {
-        change(s, to, olddn, f.dn);
-        what = 2;
+    bool dnchanged = differ(olddn, dn), eitherchanged = differ(oldeither, either);
+    change<K, LOG>(s, to + s.row, oldeither, either, eitherchanged);
+    change<K, LOG>(s, to, olddn, dn, dnchanged);
+    checklog<K, LOG>(s);
+    return dnchanged ? 2 : eitherchanged;
+}
+
+// From the node n to the root, as long as something changes; k nodes of the path are there.  Returns how many there are then.
+template<int K, bool LOG> inline int downpath(stretch<K> &s, const int *anc, int *path, int n, int k)
+{
+    for (int what = 2; what == 2 && n != s.ntax; ) {
+        n = anc[n];
+        what = downchange<K, LOG>(s, n);
+        path[k] = n;
+        k += what != 0;
     }
-    return what;
+    return k;
 }
 
 // The root, and a clip, which is the root of a tree of its own, take their first-pass set as the final one.  True if
 // the descendants must follow.
-inline bool upchangeroot(stretch &s, int n)
+template<int K, bool LOG> inline bool upchangeroot(stretch<K> &s, int n)
 {
     uint32_t *dn = s.dn(n), *fin = dn + 2 * s.row;
-    vec now = load(dn);
-    if (n < s.ntax) {
-        setbranch(s, n, now);
-        return false;
-    }
-    vec old = load(fin);
-    if (!anybit(old ^ now)) return false;
-    change(s, fin, old, now);
-    return true;
+    vectors<K> now = loadall<K>(dn), old = loadall<K>(fin);
+    bool changed = differ(old, now);
+    change<K, LOG>(s, fin, old, now, changed);
+    checklog<K, LOG>(s);
+    return changed;
 }
 
-// Final and branch set of a node from its ancestor's final set.  True if the descendants must follow.
-inline bool upchange(stretch &s, int n)
+template<int K, bool LOG> inline void setbranch(stretch<K> &s, int n, const vectors<K> &now)
+{
+    uint32_t *br = s.branch + n * s.row;
+    vectors<K> old = loadall<K>(br);
+    bool changed = differ(old, now);
+    change<K, LOG>(s, br, old, now, changed);
+    s.changed[s.nchanged] = n;
+    s.nchanged += changed;
+}
+
+// Final and branch set of a node from its ancestor's final set f.  True if descendants must follow.  A terminal has no
+// final set but room for one, and no states in the union of its descendants: what comes out is its branch set.
+template<int K, bool LOG> __attribute__((always_inline)) inline bool upchange(stretch<K> &s, int n, const vectors<K> &f)
 {
     uint32_t *dn = s.dn(n), *fin = dn + 2 * s.row;
-    vec f = load(s.dn(s.anc[n]) + 2 * s.row);
-    if (n < s.ntax) {
-        setbranch(s, n, terminalbranch(f, load(dn), s.low, s.shift));
-        return false;
+    vectors<K> old = loadall<K>(fin), now, both;
+    for (int k = 0; k < K; ++k) {
+        now.v[k] = finalset(f.v[k], load(dn + k * N), load(dn + s.row + k * N), s.low.v[k], s.shift.v[k]);
+        both.v[k] = now.v[k] | f.v[k];
     }
-    vec old = load(fin), now = finalset(f, load(dn), load(dn + s.row), s.low, s.shift);
-    bool changed = anybit(old ^ now);
-    if (changed) change(s, fin, old, now);
-    setbranch(s, n, now | f);
-    return changed;
+    bool must = differ(old, now) & (n >= s.ntax);
+    change<K, LOG>(s, fin, old, now, must);
+    setbranch<K, LOG>(s, n, both);
+    checklog<K, LOG>(s);
+    return must;
+}
+
+template<int K> inline void follow(stretch<K> &s, int n, bool must)
+{
+    s.queue[s.nqueue] = n;
+    s.nqueue += must;
 }
 
 // Final sets of path[k - 1] .. path[0], each the ancestor of the next, and of all that hangs from
 // them and must follow; force: the descendants of path[0] must follow in any case.
-__attribute__((always_inline)) inline void uppath(stretch &s, int k, bool force, int sp)
+template<int K, bool LOG> inline void uppath(stretch<K> &s, const int *anc, const int *path, int k, bool force)
 {
-    int *path = s.d->path, *stack = s.d->stack;
-    while (k--) {
-        int n = path[k];
-        bool follow = n == s.ntax ? upchangeroot(s, n) : upchange(s, n);
-        if (!k) follow |= force;
-        if (!follow || n < s.ntax) continue;
+    int n = path[k - 1];
+    bool must = n == s.ntax ? upchangeroot<K, LOG>(s, n) : upchange<K, LOG>(s, n, loadall<K>(s.dn(anc[n]) + 2 * s.row));
+    while (--k) {
+        int below = path[k - 1], beside = s.lef[n] == below ? s.rig[n] : s.lef[n];
+        vectors<K> f = loadall<K>(s.dn(n) + 2 * s.row);
+        if (beside != below) follow(s, beside, upchange<K, LOG>(s, beside, f));
+        must = upchange<K, LOG>(s, below, f);
+        n = below;
+    }
+    follow(s, n, must | force);
+    for (int i = 0; i < s.nqueue; ++i) {
+        n = s.queue[i];
+        vectors<K> f = loadall<K>(s.dn(n) + 2 * s.row);
         int l = s.lef[n], r = s.rig[n];
-        if (!k || l != path[k - 1]) stack[sp++] = l;
-        if ((!k || r != path[k - 1]) && r != l) stack[sp++] = r;
+        follow(s, l, upchange<K, LOG>(s, l, f));
+        follow(s, r, upchange<K, LOG>(s, r, f));
     }
-    while (sp) {
-        int n = stack[--sp];
-        if (upchange(s, n)) {
-            stack[sp++] = s.lef[n];
-            stack[sp++] = s.rig[n];
+}
+
+// The unions of the clusters of all nodes whose branch set has changed; c is the first cell of the stretch.
+template<int K> inline void widen(evaldata *d, const stretch<K> &s, int c)
+{
+    int *dirty = d->dirty, *dirtylist = d->dirtylist, *lowcell = d->lowcell, *hicell = d->hicell, ndirty = d->ndirty;
+    for (int i = 0; i < s.nchanged; ++i) {
+        int n = s.changed[i], cluster = d->isinclu[n];
+        uint32_t *u = d->unions + cluster * s.row + c;
+        const uint32_t *br = s.branch + n * s.row;
+        vec wider = {};
+        for (int k = 0; k < K; ++k) {
+            vec now = load(br + k * N), was = load(u + k * N);
+            wider |= now & ~was;
+            store(u + k * N, was | now);
         }
+        if (d->inters)
+            for (int k = 0; k < K; ++k) {
+                uint32_t *p = d->inters + cluster * s.row + c + k * N;
+                vec now = load(br + k * N), was = load(p);
+                wider |= was & ~now;
+                store(p, was & now);
+            }
+        bool changed = anybit(wider);
+        dirtylist[ndirty] = cluster;
+        ndirty += !dirty[cluster];
+        dirty[cluster] = 1;
+        int first = lowcell[cluster], from = changed ? c : NOCELL, end = hicell[cluster];
+        lowcell[cluster] = from < first ? from : first;
+        hicell[cluster] = changed ? c + K * N : end;
     }
+    d->ndirty = ndirty;
+}
+
+template<int K, bool LOG> void clippasses(evaldata *d, int sister, int x, int c)
+{
+    stretch<K> s(d, c);
+    d->path[0] = sister;
+    int k = downpath<K, LOG>(s, d->anc, d->path, sister, 1);
+    if (x < s.ntax) setbranch<K, LOG>(s, x, loadall<K>(s.dn(x)));
+    else follow(s, x, upchangeroot<K, LOG>(s, x));
+    uppath<K, LOG>(s, d->anc, d->path, k, false);
+    if (d->unions) widen(d, s, c);
+    if constexpr (LOG) d->nlog = s.nlog;
+}
+
+template<int K> void joinpasses(evaldata *d, int a, int c)
+{
+    stretch<K> s(d, c);
+    downchange<K, false>(s, a);
+    d->path[0] = a;
+    int k = downpath<K, false>(s, d->anc, d->path, a, 1);
+    uppath<K, false>(s, d->anc, d->path, k, true);
+    if (d->unions) widen(d, s, c);
+}
+
+// Calls f with the number of vectors of each stretch, as a constant, and its first cell.
+template<class F> inline void eachstretch(const evaldata *d, F f)
+{
+    int left = (d->cells + N - 1) / N, stretches = (left + BLOCK - 1) / BLOCK, c = 0;
+    do {
+        int k = stretches ? (left + stretches - 1) / stretches : 1;
+        switch (k) {
+        case 1: f.template operator()<1>(c); break;
+        case 2: f.template operator()<2>(c); break;
+        case 3: f.template operator()<3>(c); break;
+        default: f.template operator()<BLOCK>(c);
+        }
+        c += k * N;
+        left -= k;
+    } while (--stretches > 0);
 }
 
 void afterclip(evaldata *d, int sister, int x)
 {
-    for (stretch s = firststretch(d); ; nextstretch(s)) {
-        int k = 0, sp = 0;
-        d->path[k++] = sister;
-        for (int n = sister, what = 2; what == 2 && n != s.ntax; ) {
-            n = s.anc[n];
-            what = downchange(s, n);
-            if (what) d->path[k++] = n;
-        }
-        if (upchangeroot(s, x)) {
-            d->stack[sp++] = s.lef[x];
-            d->stack[sp++] = s.rig[x];
-        }
-        uppath(s, k, false, sp);
-        if (s.c + N >= d->cells) return keeplog(s);
-    }
+    if (d->logging) eachstretch(d, [=]<int K>(int c) { clippasses<K, true>(d, sister, x, c); });
+    else eachstretch(d, [=]<int K>(int c) { clippasses<K, false>(d, sister, x, c); });
 }
 
 void afterjoin(evaldata *d, int a)
 {
-    for (stretch s = firststretch(d); ; nextstretch(s)) {
-        int k = 0;
-        downchange(s, a);
-        d->path[k++] = a;
-        for (int n = a, what = 2; what == 2 && n != s.ntax; ) {
-            n = s.anc[n];
-            what = downchange(s, n);
-            if (what) d->path[k++] = n;
-        }
-        uppath(s, k, true, 0);
-        if (s.c + N >= d->cells) return keeplog(s);
-    }
+    eachstretch(d, [=]<int K>(int c) { joinpasses<K>(d, a, c); });
 }
 
 void redopath(const evaldata *d, int top, int x)
@@ -563,7 +616,11 @@ int renew(const evaldata *d, const int *list, int n, int sure)
 
 void restore(evaldata *d)
 {
-    for (int i = 0; i < d->nlog; ++i) store(d->logged[i], load(d->logcells + i * size_t(N)));
+    for (int i = 0; i < d->nlog; ++i) {
+        uint32_t *where = d->logged[i].where;
+        const uint32_t *cells = d->logcells + i * size_t(BLOCK * N);
+        for (int k = 0; k < d->logged[i].vectors; ++k) store(where + k * N, load(cells + k * N));
+    }
     d->nlog = 0;
 }
 

@@ -10,6 +10,7 @@
 #include "trees/imagevars.h"
 #include "trees/packlist.h"
 #include "trees/reduce.h"
+#include <algorithm>
 #include <initializer_list>
 
 evaldata ed;
@@ -19,11 +20,16 @@ goodmove *gooddest;
 [[maybe_unused]] static const keptwithimage ofimage(ed, cladsz, tnodsize, reoplist, distoroot, tmptbuf, bufnodsize, nodsuprt,
     tmpsuprt, xrandseq, gooddest);
 
+// A clip changes the four sets of all nodes at most, and few of them mostly.
+static int logsize(int nodes, int cells)
+{
 #ifdef ZEL_TINY
-constexpr int logsize(int) { return 6; }         // most clips overflow it
-#else
-constexpr int logsize(int nodes) { return 4 * nodes + 1024; }
+    return 6;                                    // most clips overflow it
 #endif
+    constexpr long USUAL = 1024;
+    long stretches = cells / (BLOCK * kernel->width) + 1, all = 4L * nodes * stretches;
+    return int(std::min(all, 2 * nodes + USUAL));
+}
 
 void reduced_search_mem(const reduction *reduced)
 {
@@ -45,13 +51,14 @@ void reduced_search_mem(const reduction *reduced)
     for (int t = 0; t < ntax; ++t) cladsz[t] = tnodsize[t] = 1;
     ed.path = lo<int>(hinod + 2);
     ed.stack = reoplist;
+    ed.changed = lo<int>(hinod + 2);
     gooddest = zlo<goodmove>(hinod + 2);
     nodsuprt = zlo<int>(reduced ? hinod + 2 : nodz);
     tmpsuprt = zlo<int>(reduced ? hinod + 2 : nodz);
     xrandseq = zlo<int>(ntax + 1);
-    ed.maxlog = logsize(hinod);
-    ed.logged = lo<uint32_t *>(ed.maxlog);
-    ed.logcells = alignedrows(size_t(ed.maxlog) * WIDESTVECTOR);
+    ed.maxlog = logsize(hinod, foldcells);
+    ed.logged = lo<logentry>(ed.maxlog + LOGSLACK);
+    ed.logcells = alignedrows(size_t(ed.maxlog + LOGSLACK) * LOGCELLS);
     layclusters();
     andmem();
     fitmem(reduced);
@@ -71,7 +78,7 @@ size_t search_bytes()
 {
     size_t nodes = size_t(hinod) + 2, row = size_t(rowlength(char_cells)), ups = size_t(sankrow) + 2 * size_t(controw);
     size_t down = 2 * size_t(sankrow + controw), slow = size_t(nsank + num_cont), clusters = size_t(clusternumber());
-    size_t bytes = nodes * (40 * sizeof(int) + sizeof(goodmove)) + size_t(logsize(hinod)) * (sizeof(uint32_t *) + WIDESTVECTOR * sizeof(uint32_t));
+    size_t bytes = nodes * (40 * sizeof(int) + sizeof(goodmove)) + size_t(logsize(hinod, char_cells) + LOGSLACK) * (sizeof(logentry) + LOGCELLS * sizeof(uint32_t));
     bytes += clusters * (row * 4 * sizeof(uint32_t) + sizeof(clusrec) + 48 * sizeof(int)) + row * 40 * sizeof(uint32_t);
     if (dopiwe) bytes += row * 16 * (9 * sizeof(int64_t)) + size_t(fitsets + 2) * 9 * sizeof(double);
     if (packweightkind() >= WT_FIELD) bytes += row * 4 * sizeof(uint32_t);

@@ -128,7 +128,7 @@ uint32_t rootstatesof(int c);            // states that the root may have: all, 
 
 // The four sets of a node.  dnset, orset and upset of a node are neighbours (the walks of
 // reoptimization read them together); branch sets lie in an array of their own (what a check of a
-// destination reads).  Terminals have a dnset (the observed states) and a branchset only.
+// destination reads).  Terminals have a dnset (the observed states) and a branchset; their orset holds no state.
 extern uint32_t *walkrows;      // hinod rows of three sets
 extern uint32_t *branchrows;    // hinod rows
 inline uint32_t *dnset(int n)     { return walkrows + size_t(n) * 3 * rowcells; }      // first-pass set

@@ -59,6 +59,7 @@ void layrows(int slack)
     branchrows = alignedrows(hinod * row);
     memset(walkrows, 255, hinod * 3 * row * sizeof(uint32_t));
     memset(branchrows, 255, hinod * row * sizeof(uint32_t));
+    for (int t = 0; t < ntax; ++t) memset(orset(t), 0, row * sizeof(uint32_t));
     globwts = alignedrows(row);
     celllow = alignedrows(row);
     cellshift = alignedrows(row);

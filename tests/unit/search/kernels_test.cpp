@@ -21,10 +21,11 @@ struct rows {
     int bits[ROW], cells = 0;
     int anc[NODES] = { 5, 6, 7, 8, 8, NODES, 5, 6, 7 };
     int lef[NODES] = { -1, -1, -1, -1, -1, 0, 1, 2, 3 }, rig[NODES] = { -1, -1, -1, -1, -1, 6, 7, 8, 4 };
-    int path[NODES], stack[NODES], isinclu[NODES] = {}, dirtylist[4], dirty[4] = {}, lowcell[4], hicell[4];
+    int path[NODES + 1], stack[NODES + 1], changed[NODES + 1];
+    int isinclu[NODES] = {}, dirtylist[5], dirty[4] = {}, lowcell[4] = { NOCELL, NOCELL, NOCELL, NOCELL }, hicell[4] = {};
     static constexpr int LOGGED = 1200;
-    uint32_t *logged[LOGGED];
-    alignas(64) uint32_t logcells[LOGGED * WIDESTVECTOR];
+    logentry logged[LOGGED + LOGSLACK];
+    alignas(64) uint32_t logcells[(LOGGED + LOGSLACK) * LOGCELLS];
     int64_t fieldfits[ROW * 16];
     uint32_t fieldsteps[ROW * 16] = {};
     evaldata d = {};
@@ -57,7 +58,10 @@ struct rows {
         }
         if (kind >= KW_FIELD && rng() % 2) roundweights(int(rng() % 3));
         for (int t = 0; t < TAXA; ++t)
-            for (c = 0; c < cells; ++c) dn(t)[c] = randomsets(rng, bits[c]);
+            for (c = 0; c < ROW; ++c) {
+                if (c < cells) dn(t)[c] = randomsets(rng, bits[c]);
+                dn(t)[ROW + c] = 0;
+            }
         for (int n = 0; n < NODES; ++n)
             for (c = 0; c < cells; ++c) branch[n * ROW + c] = randomsets(rng, bits[c]);
         d.cells = cells;
@@ -77,6 +81,7 @@ struct rows {
         d.rig = rig;
         d.path = path;
         d.stack = stack;
+        d.changed = changed;
         d.isinclu = isinclu;
         d.dirtylist = dirtylist;
         d.dirty = dirty;
@@ -299,7 +304,7 @@ TEST(Kernels, PaddingStaysFullAndTailsSpoilNothing)
             for (int n = 0; n < NODES; ++n)
                 for (int c = r.cells; c < ROW; ++c) {
                     EXPECT_EQ(fast->branch[n * ROW + c], ~0u);
-                    for (int which = 0; which < 3; ++which) EXPECT_EQ(fast->dn(n)[which * ROW + c], ~0u);
+                    for (int which = 0; which < 3; which += n < TAXA ? 2 : 1) EXPECT_EQ(fast->dn(n)[which * ROW + c], ~0u);
                 }
         });
     });
@@ -333,6 +338,7 @@ TEST(Kernels, AClipAndItsUndoingGiveTheSetsOfACompleteOptimization)
                 q->d.rig = q->rig;
                 q->d.path = q->path;
                 q->d.stack = q->stack;
+                q->d.changed = q->changed;
                 q->anc[2] = 6;
                 q->lef[6] = 2;
                 q->rig[6] = 1;
@@ -348,9 +354,9 @@ TEST(Kernels, AClipAndItsUndoingGiveTheSetsOfACompleteOptimization)
             auto undone = std::make_unique<rows>(*fast);
             undone->d.walk = undone->walk;
             for (int i = 0; i < undone->d.nlog; ++i) {          // the log points into the rows of fast
-                uint32_t *w = fast->logged[i];
+                uint32_t *w = fast->logged[i].where;
                 bool inwalk = w >= fast->walk && w < fast->walk + NODES * 3 * ROW;
-                undone->logged[i] = inwalk ? undone->walk + (w - fast->walk) : undone->branch + (w - fast->branch);
+                undone->logged[i].where = inwalk ? undone->walk + (w - fast->walk) : undone->branch + (w - fast->branch);
             }
             undone->d.logged = undone->logged;
             undone->d.logcells = undone->logcells;
