@@ -24,7 +24,7 @@ static void take(swapping *sw, int root, int dest)
     sw->bestroot = root;
     sw->bestdest = dest;
     movebest = movesteps;
-    movebound = movesteps + moveslack;
+    movebound = std::min(movebound, movesteps + moveslack);
 }
 
 // The worse the move, relative to what it costs and to what speaks for it, the less often.

@@ -67,6 +67,14 @@ struct rows {
         d.cells = cells;
         d.twobits = int(std::count(bits, bits + ROW, 2));
         d.row = ROW;
+        d.ntax = TAXA;
+        d.maxlog = LOGGED;
+        own();
+    }
+
+    // What is worked on is in these rows, not in those that they were copied from.
+    void own()
+    {
         d.low = low;
         d.shift = shift;
         d.cellwts = cellwts;
@@ -75,7 +83,6 @@ struct rows {
         d.fieldsteps = fieldsteps;
         d.walk = walk;
         d.branch = branch;
-        d.ntax = TAXA;
         d.anc = anc;
         d.lef = lef;
         d.rig = rig;
@@ -89,7 +96,6 @@ struct rows {
         d.hicell = hicell;
         d.logged = logged;
         d.logcells = logcells;
-        d.maxlog = LOGGED;
     }
 
     void roundweights(int shift)
@@ -329,16 +335,7 @@ TEST(Kernels, AClipAndItsUndoingGiveTheSetsOfACompleteOptimization)
         eachkernel([&](const kernelset &k) {
             auto whole = std::make_unique<rows>(r), fast = std::make_unique<rows>(r), plain = std::make_unique<rows>(r);
             for (rows *q : { fast.get(), plain.get() }) {
-                q->d.walk = q->walk;
-                q->d.branch = q->branch;
-                q->d.logged = q->logged;
-                q->d.logcells = q->logcells;
-                q->d.anc = q->anc;
-                q->d.lef = q->lef;
-                q->d.rig = q->rig;
-                q->d.path = q->path;
-                q->d.stack = q->stack;
-                q->d.changed = q->changed;
+                q->own();
                 q->anc[2] = 6;
                 q->lef[6] = 2;
                 q->rig[6] = 1;
@@ -368,6 +365,68 @@ TEST(Kernels, AClipAndItsUndoingGiveTheSetsOfACompleteOptimization)
             fast->rig[7] = 8;
             k.afterjoin(&fast->d, 7);
             same(*fast, *whole);
+        });
+    });
+}
+
+TEST(Kernels, AClipWidensTheUnionsOfClustersWithChangedBranchSetsAndTellsWhere)
+{
+    eachlength(18, [](std::mt19937 &, rows &r, int) {
+        r.optimize(5, order, 4);
+        eachkernel([&](const kernelset &k) {
+            auto q = std::make_unique<rows>(r);
+            q->own();
+            std::fill(q->unions, q->unions + 4 * ROW, 0);
+            auto include = [](rows &of, uint32_t *unions) {
+                for (int n = 0; n < NODES; ++n)
+                    for (int c = 0; c < ROW; ++c) unions[n % 4 * ROW + c] |= of.branch[n * ROW + c];
+            };
+            for (int n = 0; n < NODES; ++n) q->isinclu[n] = n % 4;
+            include(*q, q->unions);
+            auto before = std::make_unique<rows>(*q);
+            q->d.unions = q->unions;
+            q->anc[2] = 6;
+            q->lef[6] = 2;
+            q->rig[6] = 1;
+            k.afterclip(&q->d, 2, 8);
+            include(*q, before->unions);                        // which are those expected now
+            bool changed[4] = {};
+            for (int n = 0; n < NODES; ++n)
+                changed[n % 4] |= !std::equal(q->branch + n * ROW, q->branch + n * ROW + r.cells, before->branch + n * ROW);
+            EXPECT_EQ(q->d.ndirty, std::count(changed, changed + 4, true));
+            for (int u = 0; u < 4; ++u) {
+                EXPECT_EQ(q->dirty[u], changed[u]);
+                EXPECT_EQ(std::count(q->dirtylist, q->dirtylist + q->d.ndirty, u), changed[u]);
+                for (int c = 0; c < ROW; ++c) {
+                    ASSERT_EQ(q->unions[u * ROW + c], before->unions[u * ROW + c]) << u << " " << c;
+                    uint32_t was = 0;
+                    for (int n = u; n < NODES; n += 4) was |= before->branch[n * ROW + c];
+                    if (q->unions[u * ROW + c] != was) { EXPECT_TRUE(q->lowcell[u] <= c && c < q->hicell[u]) << u << " " << c; }
+                }
+            }
+        });
+    });
+}
+
+TEST(Kernels, AFullLogTellsThatNotAllWasKept)
+{
+    eachlength(19, [](std::mt19937 &, rows &r, int) {
+        r.optimize(5, order, 4);
+        eachkernel([&](const kernelset &k) {
+            int all = 0;
+            for (int room : { rows::LOGGED, 0, 1, 2, 3, 4, 5 }) {
+                auto q = std::make_unique<rows>(r);
+                q->own();
+                q->anc[2] = 6;
+                q->lef[6] = 2;
+                q->rig[6] = 1;
+                q->d.maxlog = room;
+                q->d.logging = 1;
+                k.afterclip(&q->d, 2, 8);
+                if (room == rows::LOGGED) all = q->d.nlog;
+                EXPECT_EQ(q->d.nlog > room, all > room);
+                EXPECT_EQ(q->d.nlog, std::min(all, room + 1));
+            }
         });
     });
 }
