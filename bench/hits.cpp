@@ -2,7 +2,7 @@
 // of seeds.  Times are of the processor.  A length better than the known one, met on the way, is the goal from then on.
 //
 //     hits DATADIR [SEEDS] [SET...]     the sets below; "growth": 500 to 4,000 taxa; all when none is given
-//                                       (gene500b to gene500e are made as gene500 is, and so on, since such data differ much in difficulty)
+//                                       (five genes of each size, since such data differ much in difficulty)
 //
 // SEEDS is 10 when not given.  Hits differ so much that the median of 10 may be a third off; that of 40 is steadier.
 // Shares of the time are those of the stages under way, outermost first ("rss>swap": the swap of a random sector;

@@ -78,7 +78,8 @@ size_t search_bytes()
 {
     size_t nodes = size_t(hinod) + 2, row = size_t(rowlength(char_cells)), ups = size_t(sankrow) + 2 * size_t(controw);
     size_t down = 2 * size_t(sankrow + controw), slow = size_t(nsank + num_cont), clusters = size_t(clusternumber());
-    size_t bytes = nodes * (40 * sizeof(int) + sizeof(goodmove)) + size_t(logsize(hinod, char_cells) + LOGSLACK) * (sizeof(logentry) + LOGCELLS * sizeof(uint32_t));
+    size_t logged = size_t(logsize(hinod, char_cells)) + LOGSLACK;
+    size_t bytes = nodes * (40 * sizeof(int) + sizeof(goodmove)) + logged * (sizeof(logentry) + LOGCELLS * sizeof(uint32_t));
     bytes += clusters * (row * 4 * sizeof(uint32_t) + sizeof(clusrec) + 48 * sizeof(int)) + row * 40 * sizeof(uint32_t);
     if (dopiwe) bytes += row * 16 * (9 * sizeof(int64_t)) + size_t(fitsets + 2) * 9 * sizeof(double);
     if (packweightkind() >= WT_FIELD) bytes += row * 4 * sizeof(uint32_t);
