@@ -6,6 +6,7 @@
 #include <ctime>
 #include <random>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 inline double cpu()
@@ -76,7 +77,7 @@ inline std::vector<std::string> generated(const model &m)
 inline std::string modelfile(const model &m)
 {
     std::vector<std::string> rows = generated(m);
-    std::string file = "/tmp/zel_bench.xread";
+    std::string file = "/tmp/zel_bench" + std::to_string(getpid()) + ".xread";
     if (FILE *f = fopen(file.c_str(), "w")) {
         fprintf(f, "xread %i %i\n", m.chars, m.taxa);
         for (int t = 0; t < m.taxa; ++t) fprintf(f, "t%i %s\n", t, rows[size_t(t)].c_str());

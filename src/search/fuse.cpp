@@ -3,6 +3,7 @@
 #include "search/fuseval.h"
 #include "search/keeptrees.h"
 #include "search/moves.h"
+#include "search/setup.h"
 #include "search/status.h"
 #include "search/tbr.h"
 #include "search/wagner.h"
@@ -40,10 +41,11 @@ void chkfusing()
     if (disable_tfusing()) errmsg("Sorry, not enough RAM allocated for tree-fusing under implied weights", nullptr);
 }
 
-int fusetwotrees(int *work, int *other)
+// work was started, and has the score; when exchanges are made it must be started again.
+static int exchange(int *work, const int *other, double score)
 {
     hiscratch scratch;
-    double score = start_pair(work, other);
+    start_pair(work, other);
     int *accepted = hi<int>(nfuse_list + 1), n = 0, examined = 0;
     for (int i = nfuse_list - 1; i >= 0; --i) {
         int a = fuse_list[i];
@@ -60,8 +62,14 @@ int fusetwotrees(int *work, int *other)
     }
     for (int i = 0; i < n; ++i) cladzert(partner[accepted[i]], accepted[i], work);
     add_rearrangs(examined);
-    changed_sets_elsewhere();
     return n;
+}
+
+int fusetwotrees(int *work, const int *other)
+{
+    hiscratch scratch;
+    pairmemory();
+    return exchange(work, other, start_work(work));
 }
 
 int test_number_of_fuses(const int *t1, const int *t2)
@@ -96,6 +104,65 @@ double calculate_fuse_props(int count, int **trees)
     return sum / pairs;
 }
 
+// --- pairs in vain ------------------------------------------------------------------------------
+
+// In a driven search the same trees meet again and again.  A pair that had nothing to exchange is known by the
+// groups of both; the last one of each place in the table is remembered.
+static constexpr size_t PLACES = 1 << 16;
+static uint64_t vainpairs[PLACES];
+
+void forget_pairs() { std::fill(vainpairs, vainpairs + PLACES, 0); }
+
+static bool remembers() { return xmulting && ntax == realntax && !fusetakequals && !fusereroots; }
+
+static uint64_t mixed(uint64_t x)        // Steele, Lea & Flood 2014
+{
+    x += 0x9E3779B97F4A7C15;
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EB;
+    return x ^ (x >> 31);
+}
+
+// Of the groups of the tree last optimized.
+static uint64_t grouphash()
+{
+    hiscratch scratch;
+    uint64_t *of = hi<uint64_t>(hinod), all = 0;
+    for (int t = 0; t < ntax; ++t) of[t] = mixed(uint64_t(t));
+    for (int i = noptlist - 1; i >= 0; --i) {
+        int n = optlist[i];
+        of[n] = of[lef[n]] ^ of[rig[n]];
+        all += mixed(of[n]);
+    }
+    return all;
+}
+
+namespace {
+struct pairkey {
+    uint64_t key;
+    pairkey(uint64_t work, uint64_t other) : key(mixed(work + mixed(other))) {}
+    bool invain() const { return vainpairs[key % PLACES] == key; }
+    void remember() const { vainpairs[key % PLACES] = key; }
+};
+
+// A tree that takes clades of others.
+struct taker {
+    int *tree;
+    double score = 0;
+    uint64_t groups = 0;
+    explicit taker(int *work) : tree(work)
+    {
+        pairmemory();
+        start();
+    }
+    void start()                         // again when it was changed
+    {
+        score = start_work(tree);
+        if (remembers()) groups = grouphash();
+    }
+};
+}
+
 // --- a tree with another, as the settings have it ---------------------------------------------
 
 namespace {
@@ -127,11 +194,18 @@ static int fuse_at_random_roots(int *work, int *other)
     return n;
 }
 
-static int fuse_into(int *work, int *other)
+// groups: the hash of the other.
+static int fuse_into(taker *work, int *other, uint64_t groups)
 {
     int all = 0, n;
-    do all += n = fusereroots ? fuse_at_random_roots(work, other) : fusetwotrees(work, other);
-    while (fuse_repeat && n && !userstop);
+    do {
+        pairkey pair(work->groups, groups);
+        if (remembers() && pair.invain()) return all;
+        n = fusereroots ? fuse_at_random_roots(work->tree, other) : exchange(work->tree, other, work->score);
+        if (n) work->start();
+        else if (remembers()) pair.remember();
+        all += n;
+    } while (fuse_repeat && n && !userstop);
     return all;
 }
 
@@ -165,7 +239,7 @@ static void note_score(int slot, double score)
     if (treechkshift >= 0) treechk[treechkshift + slot].score = score;
 }
 
-int clean_and_score(int count, int **trees, double *best)
+int clean_and_score(int count, int **trees, double *best, uint64_t *groups)
 {
     int first = 0;
     changed_sets_elsewhere();
@@ -174,6 +248,7 @@ int clean_and_score(int count, int **trees, double *best)
             if (n != ntax) trees[i][n] &= NODEBITS;
         nodreset(trees[i], nullptr);
         double score = schoptimize(trees[i], 1);
+        if (groups) groups[i] = grouphash();
         note_score(i, score);
         if (lessthan(score, *best)) first = i;
         note_best_score(score, best);
@@ -197,22 +272,23 @@ static void mark_sources(int start, int partner)
 }
 
 // The tree in trees[start] with exchanges from all others, in trees[count].  False: nothing was exchanged.
-static bool fuse_with_all(int start, int count, int **trees, double stopscore, double *best)
+static bool fuse_with_all(int start, int count, int **trees, const uint64_t *groups, double stopscore, double *best)
 {
     hiscratch scratch;
-    int *order = hi<int>(count), *work = trees[count], any = 0;
+    int *order = hi<int>(count), any = 0;
     ranseed = std::max(1, rand());
     randomlist(count, order, -1, nullptr);
     ranseed = -1;
-    treecopy(trees[start], work);
+    treecopy(trees[start], trees[count]);
+    taker work(trees[count]);
     for (int i = 0; i < count && !userstop; ++i) {
         if (order[i] == start) continue;
         current_treenum = order[i];
-        int n = fuse_into(work, trees[order[i]]);
+        int n = fuse_into(&work, trees[order[i]], groups[order[i]]);
         if (n) {
             any += n;
             mark_sources(start, order[i]);
-            note_best_score(schoptimize(work, 1), best);
+            note_best_score(work.score, best);
             if (reached_score(*best, stopscore)) break;
         }
         report_search_status(*best);
@@ -238,22 +314,26 @@ static int another(int start, int count)
 double dofuse(int *count, int **trees, int rounds, double stopscore)
 {
     callersown kept;
+    hiscratch scratch;
     double best = NOSCORE;
+    uint64_t *groups = hi<uint64_t>(size_t(*count) + size_t(rounds));
     fusesdone = 0;
     if (!skip_seed_nit) randinit();
-    int start = clean_and_score(*count, trees, &best);
+    int start = clean_and_score(*count, trees, &best, groups);
     if (*count < 2) return best;
     if (!fusebeststart) start = rand() % *count;
     if (full_data()) curalg = ALG_FUSING;
     while (fusesdone < rounds && !userstop) {
         if (change_trees_in_mem < 0) change_trees_in_mem = kept.inmem;
         trees_in_mem = *count;
-        if (fuse_with_all(start, *count, trees, stopscore, &best)) {
+        if (fuse_with_all(start, *count, trees, groups, stopscore, &best)) {
             int *work = trees[*count];
             double score = finish(work, stopscore, best);
             note_best_score(score, &best);
             note_score(*count, score);
             nodreset(work, nullptr);
+            schoptimize(work, 1);
+            groups[*count] = grouphash();
             if (isnewtree(work, trees, *count)) ++*count;
         }
         if (!userstop) ++fusesdone;

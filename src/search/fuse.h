@@ -28,13 +28,14 @@ extern int fusesdone;        // rounds that the last dofuse completed
 // time.  Returns the best score.  ranseed, current_treenum, trees_in_mem and change_trees_in_mem stay.
 double dofuse(int *count, int **trees, int rounds, double stopscore);
 // Marks of collapsed nodes cleared, canonical numbers, scores (as treechkshift says); lowers *best to the best score.
-// Returns the place of the first tree that has it.
-int clean_and_score(int count, int **trees, double *best);
+// groups, if wanted: a hash of the groups of each tree.  Returns the place of the first tree that has the best score.
+int clean_and_score(int count, int **trees, double *best, uint64_t *groups = nullptr);
+void forget_pairs();         // with nothing to exchange, which driven searches remember while they run
 void note_best_score(double score, double *best);      // lowers *best, and overall_bestscore with the full data
 bool reached_score(double score, double stopscore);    // stopscore 0: never
 bool isnewtree(const int *tree, int *const *trees, int n);   // canonical trees of which nothing is collapsed
 bool disable_tfusing();      // under implied weights memory is left for the image, but not for fusing
 void chkfusing();            // refuses to fuse then
-int fusetwotrees(int *work, int *other);               // returns exchanges accepted
+int fusetwotrees(int *work, const int *other);         // returns exchanges accepted
 int test_number_of_fuses(const int *t1, const int *t2);   // groups where the two could be exchanged
 double calculate_fuse_props(int count, int **trees);   // their mean in pairs of trees, per hundred taxa

@@ -1,18 +1,16 @@
 // Scores of exchanges.  Of each node, work has its first-pass sets and costs where every search has
-// them; those of the other tree are in the rows that final sets take at other times, and its costs in rows
-// of their own.
+// them.  The other tree has its own in the rows that final sets take at other times, and costs in rows of their
+// own, but only of nodes below which it is not the same; work is optimized once for all trees it is paired with.
 #include "search/fuseval.h"
 #include "search/evaldata.h"
 #include "search/fits.h"
 #include "search/fitsets.h"
-#include "search/grouptree.h"
 #include "search/keeptrees.h"
 #include "search/slowopt.h"
 #include "search/wagner.h"
 #include "kernel/arena.h"
 #include "trees/scratch.h"
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <iterator>
@@ -25,37 +23,81 @@ static double score;                     // of work with the exchanges settled
 static int *worklef, *workrig, *otherlef, *otherrig;
 static long *fuse_steps_a, *fuse_steps_b;            // per node, steps of the cells below it; null under implied weights
 static long *contfuse_steps_a, *contfuse_steps_b;    // of characters that are in no cells, weighted, in thousandths; null without them
-static int *otherslow;                   // rows of costs of the other
+static const uint32_t **otherrow;        // per node: first-pass set of the other
+static int **othercostrow, *otherslow;   // the same for costs, and room for those that are not those of work
 static long *slowlist;                   // of the exchange asked for last
-static int *exchanged;                   // work with the exchanges settled; null when they need not be made to be scored
+static int *exchangedroom, *exchanged;   // work with the exchanges settled; null when they need not be made to be scored
 
 // ---- The groups in common ----------------------------------------------------------------------------
 
-static void copylinks(int *left, int *right)
+// Terminals are ranked as a walk of work meets them, so those of a group follow one another.  A node is found at
+// the last rank of its group or, if it is the second descendant, at the first, where no other can be (Day 1985).
+static int *firstrank, *held, *nodeat;               // per node: its first rank, its terminals; by rank
+
+static void rankwork()
 {
-    std::copy(lef, lef + hinod, left);
-    std::copy(rig, rig + hinod, right);
+    std::fill(held, held + ntax, 1);
+    std::fill(nodeat, nodeat + ntax, -1);
+    for (int i = noptlist - 1; i >= 0; --i) held[optlist[i]] = held[lef[optlist[i]]] + held[rig[optlist[i]]];
+    firstrank[ntax] = 0;
+    for (int i = 0; i < noptlist; ++i) {
+        int n = optlist[i], l = lef[n], r = rig[n];
+        firstrank[l] = firstrank[n];
+        firstrank[r] = firstrank[n] + held[l];
+        if (l > ntax) nodeat[firstrank[r] - 1] = l;
+        if (r > ntax) nodeat[firstrank[r]] = r;
+    }
 }
 
-static void matchtrees(const int *work, const int *other)
+static int nodewith(int first, int last)             // these ranks
+{
+    for (int n : { nodeat[first], nodeat[last] })
+        if (n >= 0 && firstrank[n] == first && held[n] == last - first + 1) return n;
+    return -1;
+}
+
+static int nodesbelow(const int *tree, int *left, int *right, int *list)     // of all internal nodes, each before its descendants
+{
+    int count = 0;
+    std::fill(left, left + hinod, -1);
+    auto hang = [&](int n) {
+        right[tree[n]] = n;              // the second one comes last
+        left[tree[n]] = left[tree[n]] < 0 ? n : left[tree[n]];
+    };
+    for (int n = 0; n < ntax; ++n) hang(n);
+    for (int n = ntax + 1; n < hinod; ++n) hang(n);
+    list[count++] = ntax;
+    for (int i = 0; i < count; ++i)
+        for (int d : { left[list[i]], right[list[i]] })
+            if (d > ntax) list[count++] = d;
+    return count;
+}
+
+// f(b, a): for each node b of the other but the root, descendants first, with its partner or -1.
+template<class F> static void matchtrees(const int *other, F f)
 {
     hiscratch scratch;
-    grouptree g;
-    makegrouptree(&g, other, ntax, hinod, hiram);
-    enteralltaxa(&g);
-    matchgroups(&g, work, optlist, noptlist, partner);
-    int m = ntax + 1;                            // all but the terminal at the root: too large a group to be listed
-    while (other[m] != ntax) ++m;
-    partner[optlist[1]] = m;
+    struct ranks { int first, last, count; } *of = hi<ranks>(hinod);
+    int *order = hi<int>(hinod), n = nodesbelow(other, otherlef, otherrig, order);
+    std::fill(partner, partner + hinod, -1);
+    std::fill(samebelow, samebelow + hinod, 0);
+    std::fill(otherbelow, otherbelow + ntax, 1);
+    for (int t = 0; t < ntax; ++t) of[t] = { firstrank[t], firstrank[t], 1 };
+    while (--n) {
+        int b = order[n], l = otherlef[b], r = otherrig[b], a = -1;
+        of[b] = { std::min(of[l].first, of[r].first), std::max(of[l].last, of[r].last), of[l].count + of[r].count };
+        if (of[b].last - of[b].first + 1 == of[b].count) a = nodewith(of[b].first, of[b].last);
+        otherbelow[b] = a >= 0 && otherbelow[l] && otherbelow[r];
+        if (a >= 0) {
+            partner[a] = b;
+            samebelow[a] = otherbelow[b];
+        }
+        f(b, a);
+    }
 }
 
-void make_fuse_guide(const int *work, const int *other)
+static void listguide(const int *work)
 {
-    for (int **list : { &fuse_guide, &partner, &fuse_list }) *list = hi<int>(hinod);
-    samebelow = hi<uint8_t>(hinod);
-    binmksis(work);
-    noptlist = binoptlist(optlist);
-    matchtrees(work, other);
     hiscratch scratch;
     int *place = hi<int>(hinod), *first = hi<int>(hinod), *next = hi<int>(hinod);
     std::fill(first, first + hinod, -1);
@@ -79,10 +121,22 @@ void make_fuse_guide(const int *work, const int *other)
     for (int i = -1; i < nfuse_list; ++i)
         for (int n = first[i < 0 ? ntax : fuse_list[i]]; n >= 0; n = next[n])
             if (n > ntax) fuse_list[nfuse_list++] = n;
-    std::fill(samebelow, samebelow + hinod, 0);
-    for (int i = 0; i < nfuse_list; ++i) samebelow[fuse_list[i]] = ladd[fuse_list[i]] == 2;
-    for (int i = nfuse_list - 1; i >= 0; --i)
-        if (!samebelow[fuse_list[i]]) samebelow[fuse_guide[fuse_list[i]]] = 0;
+}
+
+static void guidememory()
+{
+    for (int **list : { &firstrank, &held, &nodeat, &otherlef, &otherrig, &fuse_guide, &partner, &fuse_list }) *list = hi<int>(hinod);
+    for (uint8_t **list : { &samebelow, &otherbelow }) *list = hi<uint8_t>(hinod);
+}
+
+void make_fuse_guide(const int *work, const int *other)
+{
+    guidememory();
+    binmksis(work);
+    noptlist = binoptlist(optlist);
+    rankwork();
+    matchtrees(other, [](int, int) {});
+    listguide(work);
 }
 
 void bar_ancestors(int a)
@@ -92,82 +146,109 @@ void bar_ancestors(int a)
 
 // ---- Both trees optimized ------------------------------------------------------------------------------
 
-static double fusoptimize(int *tree, long *fuse_steps, long *contfuse_steps)
+static const uint32_t *otherset(int n) { return n < ntax ? dnset(n) : otherrow[n]; }
+static int *othercosts(int n)          { return n < ntax ? slowcosts(n) : othercostrow[n]; }
+
+static long slowstepsof(const int *a, const int *b)
 {
-    double length = schoptimize(tree, 1);
-    if (fuse_steps) std::fill(fuse_steps, fuse_steps + ntax, 0L);
-    if (contfuse_steps) std::fill(contfuse_steps, contfuse_steps + ntax, 0L);
+    std::fill(slowlist, slowlist + slowentries(), 0L);
+    slowjoin(a, b, 1, slowlist);
+    return slowweighted(slowlist);
+}
+
+static void stepsofwork()
+{
+    if (!fuse_steps_a) return;
     for (int i = noptlist - 1; i >= 0; --i) {
         int n = optlist[i], l = lef[n], r = rig[n];
-        if (fuse_steps)
-            fuse_steps[n] = fuse_steps[l] + fuse_steps[r] + kernel->check[packweightkind()](&ed, dnset(l), dnset(r), NOLIMIT);
-        if (!contfuse_steps) continue;
-        std::fill(slowlist, slowlist + slowentries(), 0L);
-        slowjoin(slowcosts(l), slowcosts(r), 1, slowlist);
-        contfuse_steps[n] = contfuse_steps[l] + contfuse_steps[r] + slowweighted(slowlist);
-    }
-    return length;
-}
-
-static const uint32_t *otherset(int n) { return n < ntax ? dnset(n) : upset(n); }
-static int *othercosts(int n)          { return n < ntax ? slowcosts(n) : otherslow + size_t(n - ntax) * slowrow; }
-
-static void setaside()
-{
-    for (int i = 0; i < noptlist; ++i) {
-        int n = optlist[i];
-        memcpy(upset(n), dnset(n), size_t(rowcells) * sizeof(uint32_t));
-        if (have_unpacked) memcpy(othercosts(n), slowcosts(n), size_t(slowrow) * sizeof(int));
+        fuse_steps_a[n] = fuse_steps_a[l] + fuse_steps_a[r] + kernel->check[packweightkind()](&ed, dnset(l), dnset(r), NOLIMIT);
+        if (contfuse_steps_a) contfuse_steps_a[n] = contfuse_steps_a[l] + contfuse_steps_a[r] + slowstepsof(slowcosts(l), slowcosts(r));
     }
 }
 
-static void pairmemory()
+// The node b of the other, whose descendants are done, and its partner or -1.
+static void optimizeother(int b, int a)
 {
-    for (int **list : { &worklef, &workrig, &otherlef, &otherrig }) *list = hi<int>(hinod);
-    otherbelow = zhi<uint8_t>(hinod);
+    int l = otherlef[b], r = otherrig[b];
+    if (otherbelow[b]) {
+        otherrow[b] = dnset(a);
+        if (have_unpacked) othercostrow[b] = slowcosts(a);
+        if (fuse_steps_b) fuse_steps_b[b] = fuse_steps_a[a];
+        if (contfuse_steps_b) contfuse_steps_b[b] = contfuse_steps_a[a];
+        return;
+    }
+    kernel->joinrow(&ed, upset(b), otherset(l), otherset(r));
+    otherrow[b] = upset(b);
+    if (have_unpacked) {
+        othercostrow[b] = otherslow + size_t(b - ntax) * slowrow;
+        slowjoinrow(othercosts(l), othercosts(r), othercostrow[b]);
+    }
+    if (fuse_steps_b)
+        fuse_steps_b[b] = fuse_steps_b[l] + fuse_steps_b[r] + kernel->check[packweightkind()](&ed, otherset(l), otherset(r), NOLIMIT);
+    if (contfuse_steps_b) contfuse_steps_b[b] = contfuse_steps_b[l] + contfuse_steps_b[r] + slowstepsof(othercosts(l), othercosts(r));
+}
+
+static long *nosteps() { return zhi<long>(hinod); }
+
+void pairmemory()
+{
+    for (int **list : { &worklef, &workrig }) *list = hi<int>(hinod);
+    guidememory();
     fuse_steps_a = fuse_steps_b = contfuse_steps_a = contfuse_steps_b = nullptr;
-    otherslow = nullptr;
+    exchangedroom = hi<int>(hinod);
+    otherrow = hi<const uint32_t *>(hinod);
     slowlist = hi<long>(slowentries() + 1);
-    if (have_unpacked) otherslow = hi<int>(size_t(ntax) * slowrow);
+    if (have_unpacked) {
+        othercostrow = hi<int *>(hinod);
+        otherslow = hi<int>(size_t(ntax) * slowrow);
+    }
     if (dopiwe) {
         ed.fieldchanges = hi<int>(size_t(rowcells) * 16);
         return;
     }
-    fuse_steps_a = hi<long>(hinod);
-    fuse_steps_b = hi<long>(hinod);
+    fuse_steps_a = nosteps();
+    fuse_steps_b = nosteps();
     if (!have_unpacked) return;
-    contfuse_steps_a = hi<long>(hinod);
-    contfuse_steps_b = hi<long>(hinod);
+    contfuse_steps_a = nosteps();
+    contfuse_steps_b = nosteps();
 }
 
 size_t pair_memory()
 {
-    constexpr size_t LISTS = 40;                         // of a number a node, in this file and of the groups of a tree
-    size_t words = size_t(rowcells) * 16 + size_t(ntax) * (slowrow + std::bit_width(unsigned(ntax))) + 2 * slowentries();
+    constexpr size_t LISTS = 40;                         // of a number a node, in this file
+    size_t words = size_t(rowcells) * 16 + size_t(ntax) * slowrow + 2 * slowentries();
     return (LISTS * hinod + words) * sizeof(int);
 }
 
-double start_pair(int *work, int *other)
+static void listwork(const int *work)
 {
-    pairmemory();
-    make_fuse_guide(work, other);
-    for (int n = ntax + 1; n < hinod; ++n)
-        if (partner[n] >= 0) otherbelow[partner[n]] = samebelow[n];
+    binmksis(work);
+    noptlist = binoptlist(optlist);
+    std::copy(lef, lef + hinod, worklef);
+    std::copy(rig, rig + hinod, workrig);
+    rankwork();
+}
+
+double start_work(int *work)
+{
     changed_sets_elsewhere();
-    fusoptimize(other, fuse_steps_b, contfuse_steps_b);
-    copylinks(otherlef, otherrig);
-    setaside();
-    score = fusoptimize(work, fuse_steps_a, contfuse_steps_a);
-    copylinks(worklef, workrig);
-    exchanged = nullptr;
-    if (!asymmetric_fields || work[0] == ntax) return score;
-    exchanged = hi<int>(hinod);
-    treecopy(work, exchanged);
-    hiscratch scratch;
-    int *rooted = hi<int>(hinod);
-    treecopy(work, rooted);
-    fix_outgroup(rooted);
-    return score = schoptimize(rooted, 1);
+    exchanged = asymmetric_fields && work[0] != ntax ? exchangedroom : nullptr;
+    if (exchanged) {
+        treecopy(work, exchanged);
+        fix_outgroup(exchanged);
+        score = schoptimize(exchanged, 1);
+        treecopy(work, exchanged);
+    } else score = schoptimize(work, 1);
+    listwork(work);
+    if (!exchanged) stepsofwork();
+    return score;
+}
+
+void start_pair(const int *work, const int *other)
+{
+    if (exchanged) matchtrees(other, [](int, int) {});
+    else matchtrees(other, optimizeother);
+    listguide(work);
 }
 
 // ---- One exchange ----------------------------------------------------------------------------------------

@@ -366,6 +366,16 @@ void slowjoin(const int *a, const int *b, int sign, long *list)
     for (int c = 0; c < num_cont; ++c) list[nsank + c] += sign * apart(a + 2 * sankrow, b + 2 * sankrow, c);
 }
 
+void slowjoinrow(const int *a, const int *b, int *to)
+{
+    for (int k = 0; k < nsank; ++k) {
+        const sankfield &f = sankfields[k];
+        joincosts(f, a + sankrow + f.at, b + sankrow + f.at, to + f.at);
+        mincosts(f, f.to, to + f.at, to + sankrow + f.at);
+    }
+    joinranges(a + 2 * sankrow, b + 2 * sankrow, to + 2 * sankrow);
+}
+
 static int fieldabove(const sankfield &f, int n, const int *edge)
 {
     int added = 0, *now = pairrow;

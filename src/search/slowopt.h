@@ -47,6 +47,7 @@ void slowshares(double *plus, double *minus);    // as do_post_clip_fits does fo
 // list, per field and then per continuous character in thousandths.
 int  slowentries();               // of such a list
 void slowjoin(const int *a, const int *b, int sign, long *steps);         // adds the steps between two sisters
+void slowjoinrow(const int *a, const int *b, int *to);                    // the row of a node, not the root, with these two below it
 void slowabove(int n, const int *row, long *steps);                       // adds what the row in place of n's adds above n
 void slowsetabove(int n, const int *row);
 long slowweighted(const long *steps);                                     // weighted, in thousandths

@@ -215,8 +215,10 @@ namespace {
 struct settingsguard {
     double subopt = suboptimal, limit = suboptimal_limit, rstop = ratstop, dstop = dftstop;
     int seed = ranseed;
+    settingsguard() { forget_pairs(); }
     ~settingsguard()
     {
+        forget_pairs();
         suboptimal = subopt;
         suboptimal_limit = limit;
         ratstop = rstop;

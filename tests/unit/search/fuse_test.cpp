@@ -3,6 +3,7 @@
 #include "perturbtest.h"
 #include "kernel/random.h"
 #include "search/constraints.h"
+#include "search/setup.h"
 #include "search/status.h"
 #include "trees/scratch.h"
 
@@ -191,6 +192,8 @@ TEST(Fusing, RepeatedEndsWhereNoExchangeIsBetter)
             std::vector<int> nu = work;
             {
                 hiscratch scratch;
+                pairmemory();
+                start_work(work.data());
                 start_pair(work.data(), pair[1].data());
                 if (partner[n] < 0 || fuse_guide[n] == ntax || ladd[n] < fuseminfork) continue;
                 cladzert(partner[n], n, nu.data());
@@ -198,6 +201,45 @@ TEST(Fusing, RepeatedEndsWhereNoExchangeIsBetter)
             EXPECT_GE(rescored(nu), score);
         }
     }
+}
+
+TEST(Fusing, InDrivenSearchesLeavesOutPairsThatHadNothingToExchange)
+{
+    settings standard;
+    struct driven { ~driven() { xmulting = 0; forget_pairs(); } } undo;
+    std::mt19937 rng(499);
+    unsigned long leftout = 0;
+    for (int trial = 0; trial < atmost(40); ++trial) {
+        plain::data m = matrixof(rng, 8 + trial % 12, 25);
+        packing image(m);
+        auto trees = family(rng, m, 5);
+        fuse_repeat = trial % 2;
+        fusereroots = trial % 5 == 4;
+        fusetakequals = trial % 3 == 2;
+        struct result { std::vector<std::vector<int>> trees; double score; unsigned long examined; };
+        auto run = [&](bool remembers) {
+            xmulting = remembers;
+            treelist list(trees, 4);
+            clear_rearrangs();
+            ranseed = 1 + trial;
+            double score = list.fuse(4);
+            list.trees.resize(size_t(list.count));
+            return result{ list.trees, score, numrearrangs };
+        };
+        forget_pairs();
+        result plain = run(false), first = run(true), second = run(true);
+        forget_pairs();
+        result again = run(true);
+        for (const result &r : { first, second, again }) {
+            EXPECT_EQ(r.trees, plain.trees);
+            EXPECT_EQ(r.score, plain.score);
+            EXPECT_LE(r.examined, plain.examined);
+        }
+        EXPECT_EQ(again.examined, first.examined);
+        if (fusereroots || fusetakequals) { EXPECT_EQ(second.examined, plain.examined); }
+        leftout += plain.examined - second.examined;
+    }
+    EXPECT_GT(leftout, 0u);
 }
 
 TEST(Fusing, OfIdenticalTreesChangesNothing)

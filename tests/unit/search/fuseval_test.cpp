@@ -22,14 +22,17 @@ std::vector<int> groups()            // that may be exchanged, the deepest first
     return list;
 }
 
+struct single { std::vector<int> tree; double value; };
+
 // Each exchange by itself, with bounds around its score.
 int checksingly(std::vector<int> a, std::vector<int> b)
 {
-    struct single { std::vector<int> tree; double value; };
     std::vector<single> made;
     {
         hiscratch scratch;
-        expectsame(start_pair(a.data(), b.data()), rescored(a));
+        pairmemory();
+        expectsame(start_work(a.data()), rescored(a));
+        start_work(a.data());
         start_pair(a.data(), b.data());
         for (int g : groups()) {
             double value = fuseval(g, partner[g], NOBOUND), step = leastgain();
@@ -44,6 +47,27 @@ int checksingly(std::vector<int> a, std::vector<int> b)
     return int(made.size());
 }
 
+// With one other after the other, a being optimized once.
+int checkinturn(std::vector<int> a, const std::vector<std::vector<int>> &others)
+{
+    std::vector<single> made;
+    {
+        hiscratch scratch;
+        pairmemory();
+        start_work(a.data());
+        for (const auto &b : others) {
+            hiscratch ofpair;
+            start_pair(a.data(), b.data());
+            for (int g : groups()) {
+                made.push_back({ a, fuseval(g, partner[g], NOBOUND) });
+                cladzert(partner[g], g, made.back().tree.data());
+            }
+        }
+    }
+    for (single &s : made) expectsame(s.value, rescored(s.tree));
+    return int(made.size());
+}
+
 // Exchanges made one on top of the other.
 void checktogether(std::mt19937 &rng, std::vector<int> a, std::vector<int> b)
 {
@@ -51,6 +75,8 @@ void checktogether(std::mt19937 &rng, std::vector<int> a, std::vector<int> b)
     std::vector<double> values;
     {
         hiscratch scratch;
+        pairmemory();
+        start_work(a.data());
         start_pair(a.data(), b.data());
         std::vector<int> now = a;
         for (int g : groups()) {
@@ -71,7 +97,7 @@ TEST(ExchangeScores, AreThoseOfTheTreesExchanged)
 {
     plainweights undo;
     std::mt19937 rng(471);
-    int exchanges = 0;
+    int exchanges = 0, inturn = 0;
     for (const char *weights : weightings) {
         SCOPED_TRACE(weights);
         mixed::moresettings = weights;
@@ -91,11 +117,13 @@ TEST(ExchangeScores, AreThoseOfTheTreesExchanged)
                     hang_from(b.data(), root);
                 }
                 exchanges += checksingly(a, b);
+                if (trial % 2 == 0 || !asymmetric_fields) inturn += checkinturn(a, { b, relative(rng, a, 2), a, relative(rng, b, 1) });
                 checktogether(rng, a, b);
             }
         }
     }
     EXPECT_GT(exchanges, 500);
+    EXPECT_GT(inturn, 2000);
 }
 
 TEST(ExchangeScores, AreTheSameWithEveryKernel)
