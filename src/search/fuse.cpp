@@ -187,7 +187,7 @@ static int fuse_at_random_roots(int *work, int *other)
     for (int i = 0; i < fusereroots && !userstop; ++i) {
         {
             setrootforfuse rooted(work, other, rand() % ntax);
-            n += fusetwotrees(work, other);
+            n += exchange(work, other, start_work(work));
         }
         report_search_status(overall_bestscore);
     }
