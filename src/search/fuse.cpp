@@ -69,7 +69,7 @@ int fusetwotrees(int *work, const int *other)
 {
     hiscratch scratch;
     pairmemory();
-    return exchange(work, other, start_work(work));
+    return exchange(work, other, fusoptimize(work));
 }
 
 int test_number_of_fuses(const int *t1, const int *t2)
@@ -157,7 +157,7 @@ struct taker {
     }
     void start()                         // again when it was changed
     {
-        score = start_work(tree);
+        score = fusoptimize(tree);
         if (remembers()) groups = grouphash();
     }
 };
@@ -187,7 +187,7 @@ static int fuse_at_random_roots(int *work, int *other)
     for (int i = 0; i < fusereroots && !userstop; ++i) {
         {
             setrootforfuse rooted(work, other, rand() % ntax);
-            n += exchange(work, other, start_work(work));
+            n += exchange(work, other, fusoptimize(work));
         }
         report_search_status(overall_bestscore);
     }

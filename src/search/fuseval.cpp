@@ -96,7 +96,7 @@ template<class F> static void matchtrees(const int *other, F f)
     }
 }
 
-static void listguide(const int *work)
+static void prepare_fuse_guide(const int *work)
 {
     hiscratch scratch;
     int *place = hi<int>(hinod), *first = hi<int>(hinod), *next = hi<int>(hinod);
@@ -136,7 +136,7 @@ void make_fuse_guide(const int *work, const int *other)
     noptlist = binoptlist(optlist);
     rankwork();
     matchtrees(other, [](int, int) {});
-    listguide(work);
+    prepare_fuse_guide(work);
 }
 
 void bar_ancestors(int a)
@@ -229,7 +229,7 @@ static void listwork(const int *work)
     rankwork();
 }
 
-double start_work(int *work)
+double fusoptimize(int *work)
 {
     changed_sets_elsewhere();
     exchanged = asymmetric_fields && work[0] != ntax ? exchangedroom : nullptr;
@@ -248,7 +248,7 @@ void start_pair(const int *work, const int *other)
 {
     if (exchanged) matchtrees(other, [](int, int) {});
     else matchtrees(other, optimizeother);
-    listguide(work);
+    prepare_fuse_guide(work);
 }
 
 // ---- One exchange ----------------------------------------------------------------------------------------

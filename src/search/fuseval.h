@@ -6,7 +6,7 @@
 // the node follow from the set of the new clade, in most cells after a few nodes.
 //
 //   pairmemory();
-//   start_work(work);                     // again after exchanges were made on its array
+//   fusoptimize(work);                    // again after exchanges were made on its array
 //   start_pair(work, other);              // both rooted on the same terminal; any number of others
 //   for each group, the deepest first:
 //       value = fuseval(a, partner[a], limit);     // score of work with the clade of other at its node a
@@ -33,7 +33,7 @@ constexpr double WORSE = 2e10;   // what fuseval returns for what is above the l
 void make_fuse_guide(const int *work, const int *other);   // the above alone; counts descendants in ladd
 void bar_ancestors(int a);       // they have no descendants any more
 void pairmemory();               // for all of the following, from the high end of the arena
-double start_work(int *work);    // optimizes it; returns its score
+double fusoptimize(int *work);   // optimizes it; returns its score
 void start_pair(const int *work, const int *other);        // all for fuseval, until one of the two is optimized elsewhere
 double fuseval(int a, int b, double limit);                // an exact score when it is limit or less, else that or WORSE
 void settle_exchange(int a, int b, double value);          // right after fuseval gave the value

@@ -193,7 +193,7 @@ TEST(Fusing, RepeatedEndsWhereNoExchangeIsBetter)
             {
                 hiscratch scratch;
                 pairmemory();
-                start_work(work.data());
+                fusoptimize(work.data());
                 start_pair(work.data(), pair[1].data());
                 if (partner[n] < 0 || fuse_guide[n] == ntax || ladd[n] < fuseminfork) continue;
                 cladzert(partner[n], n, nu.data());

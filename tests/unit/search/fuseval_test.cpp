@@ -31,8 +31,8 @@ int checksingly(std::vector<int> a, std::vector<int> b)
     {
         hiscratch scratch;
         pairmemory();
-        expectsame(start_work(a.data()), rescored(a));
-        start_work(a.data());
+        expectsame(fusoptimize(a.data()), rescored(a));
+        fusoptimize(a.data());
         start_pair(a.data(), b.data());
         for (int g : groups()) {
             double value = fuseval(g, partner[g], NOBOUND), step = leastgain();
@@ -54,7 +54,7 @@ int checkinturn(std::vector<int> a, const std::vector<std::vector<int>> &others)
     {
         hiscratch scratch;
         pairmemory();
-        start_work(a.data());
+        fusoptimize(a.data());
         for (const auto &b : others) {
             hiscratch ofpair;
             start_pair(a.data(), b.data());
@@ -76,7 +76,7 @@ void checktogether(std::mt19937 &rng, std::vector<int> a, std::vector<int> b)
     {
         hiscratch scratch;
         pairmemory();
-        start_work(a.data());
+        fusoptimize(a.data());
         start_pair(a.data(), b.data());
         std::vector<int> now = a;
         for (int g : groups()) {
