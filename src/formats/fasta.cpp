@@ -19,6 +19,7 @@
 namespace {
 struct fastafile {
     std::vector<std::string> names, seqs;
+    size_t positions = 0;        // of each, once they are known to be so many, or to be filled up with gaps
 };
 }
 
@@ -94,19 +95,19 @@ static void equalize(fastafile *f, size_t wanted)
         if (has > wanted)
             errmsg("Cannot equalize to", intvert(long(wanted)), "positions -", f->names[t].c_str(), "has more than",
                    intvert(long(wanted)), nullptr);
-        f->seqs[t].append(wanted - has, '-');
     }
+    f->positions = wanted;
 }
 
-static void checkaligned(const fastafile &f)
+static void checkaligned(fastafile *f)
 {
-    size_t first = positions(f.seqs[0]);
-    for (size_t t = 1; t < f.seqs.size(); ++t) {
-        size_t has = positions(f.seqs[t]);
+    size_t first = f->positions = positions(f->seqs[0]);
+    for (size_t t = 1; t < f->seqs.size(); ++t) {
+        size_t has = positions(f->seqs[t]);
         if (has == first) continue;
         std::string a = std::to_string(first), b = std::to_string(has);
-        errmsg("Sequences in FASTA file seem not to be aligned!\n", f.names[0].c_str(), "has", a.c_str(), "positions,",
-               f.names[t].c_str(), b.c_str(), nullptr);
+        errmsg("Sequences in FASTA file seem not to be aligned!\n", f->names[0].c_str(), "has", a.c_str(), "positions,",
+               f->names[t].c_str(), b.c_str(), nullptr);
     }
     if (!first) errmsg("Sequences in FASTA file are empty", nullptr);
 }
@@ -126,7 +127,7 @@ static void numerichint()
 
 static uint32_t onecell(int t, int c)
 {
-    int symbol = nextsymbol();
+    int symbol = sourceat < source->size() ? nextsymbol() : '-';
     if (symbol != '.') return rddiscrete(symbol, t, c);
     if (!t) errmsg("The match symbol ('.') cannot be used for taxon 0", nullptr);
     return cell(0, c);
@@ -162,7 +163,7 @@ static void makedata(const fastafile &f)
     askreplace(name.c_str());
     unread guard;
     if (data_type == DATA_PROT && celldim < 4) set_celldim(32);
-    beginmatrix(long(positions(f.seqs[0])), long(f.seqs.size()));
+    beginmatrix(long(f.positions), long(f.seqs.size()));
     for (int t = 0; t < nt; ++t) strcpy(taxname[t], names[size_t(t)].c_str());
     set_fasta_seqs(f);
     erdil();
@@ -177,7 +178,7 @@ void read_fasta_file(long equal)
     readseqs(&f);
     if (f.names.size() < LEASTTAXA) errmsg("Sorry, can't read less than 4 taxa", nullptr);
     if (equal > 0 || inside > 0) equalize(&f, size_t(equal > 0 ? equal : inside));
-    checkaligned(f);
+    else checkaligned(&f);
     makedata(f);
     closeproc();
 }

@@ -55,6 +55,24 @@ TEST(Fasta, ShorterSequencesArePaddedOnRequest)
     expectrefused(text, "Sequences in FASTA file seem not to be aligned!\n a has 3 positions, b 2", "&");
 }
 
+TEST(Fasta, MorePositionsThanThereIsMemoryForAreRefusedAtOnce)
+{
+    std::string text = ">a\nACG\n>b\nAC\n>c\nA\n>d\nACGT\n";
+    for (const char *most : { "=500000000", "=2000000000", "=5010119999991", "=999999999999999" }) {
+        fresh("nstates dna;");
+        expectrefused(text, "out of ram", std::string("&") + most + " ");
+        expectrefused(most + ("\n" + text), "out of ram", "&");
+    }
+}
+
+TEST(Fasta, StatesInBracketsThatTheFileDoesNotCloseArePaddedBehindThem)
+{
+    fresh("nstates num 8; nstates gaps;");
+    fasta(">a\n01\n>b\n0[01\n>c\n11\n>d\n1", "&=4 ");
+    EXPECT_FALSE(zelfailed());
+    EXPECT_EQ(matrixtext(), "a 01--\nb 0[01]--\nc 11--\nd 1---\n");
+}
+
 TEST(Fasta, EveryFaultHasItsWords)
 {
     fresh("nstates dna;");
