@@ -160,18 +160,22 @@ static outcome search(int seed, const std::string &options)
 
 static std::string options(const char *word, double score) { return std::string(word) + " " + std::to_string(long(score)); }
 
-template<class F> static double spread(const char *what, std::vector<outcome> runs, F f)
+template<class F> static void spread(const char *what, std::vector<outcome> runs, F f)
 {
     std::sort(runs.begin(), runs.end(), [&](auto &a, auto &b) { return f(a) < f(b); });
-    double median = f(runs[runs.size() / 2]);
-    printf("  %s %.3g (%.3g-%.3g)", what, median, double(f(runs.front())), double(f(runs.back())));
-    return median;
+    printf("  %s %.3g (%.3g-%.3g)", what, double(f(runs[runs.size() / 2])), double(f(runs.front())), double(f(runs.back())));
 }
 
 static int seeds = 10;
 
-// Returns the median of the seconds; 0: not every search came to a hit.
-static double hits(const char *name, double known, const char *wanted)
+static double middle(std::vector<double> list)
+{
+    std::sort(list.begin(), list.end());
+    return list[list.size() / 2];
+}
+
+// Adds the seconds of each hit to *all, if wanted; nothing when not every search came to a hit.
+static void hits(const char *name, double known, const char *wanted, std::vector<double> *all = nullptr)
 {
     double goal = known;
     std::vector<outcome> runs;
@@ -181,7 +185,7 @@ static double hits(const char *name, double known, const char *wanted)
         outcome o = search(seed, "hits 1 " + options("target", goal));
         if (o.score > goal) {                                    // stopped, or out of room for trees
             printf("  %s: seed %i ended at %.0f, which is no hit\n", name, seed, o.score);
-            return 0;
+            return;
         }
         if (o.score < goal) {
             goal = o.score;
@@ -190,12 +194,13 @@ static double hits(const char *name, double known, const char *wanted)
     }
     printf("  %-16s %5i taxa %5i chars  length %.0f", name, nt, nc, goal);
     if (known) printf(" (known %.0f)", known);
-    double median = spread("seconds", runs, [](auto &o) { return o.secs; });
+    spread("seconds", runs, [](auto &o) { return o.secs; });
     spread("replications", runs, [](auto &o) { return o.replications; });
     printf("  wanted %s\n", wanted);
     tellstages();
     fflush(stdout);
-    return median;
+    for (const outcome &o : runs)
+        if (all) all->push_back(o.secs);
 }
 
 static void growth()
@@ -240,19 +245,16 @@ static bool wanted(const std::string &name)
 
 static void hitsofgenes(const genes &g)
 {
-    std::vector<double> medians;
+    std::vector<double> all;
     for (unsigned seed = 1; seed <= g.sets; ++seed) {
         std::string name = "gene" + std::to_string(g.taxa) + "-" + std::to_string(seed);
         if (!wanted(name)) continue;
         std::string file = modelfile({ g.taxa, 1400, 4, 4, 0.02, seed, 0.2 });
         command("xwipe;nstates num 8;procedure " + file + ";hold 10000;");
         remove(file.c_str());
-        if (double secs = hits(name.c_str(), 0, g.wanted)) medians.push_back(secs);
+        hits(name.c_str(), 0, g.wanted, &all);
     }
-    if (medians.size() < 2) return;
-    std::sort(medians.begin(), medians.end());
-    printf("  %zu genes of %i taxa: median of their medians %.3g seconds, wanted %s\n", medians.size(), g.taxa,
-           medians[medians.size() / 2], g.wanted);
+    if (!all.empty()) printf("  genes of %i taxa: median of %zu hits %.3g seconds, wanted %s\n", g.taxa, all.size(), middle(all), g.wanted);
 }
 
 int main(int argc, char **argv)
