@@ -4,7 +4,7 @@
 //     hits DATADIR [SEEDS] [SET...]     the sets below; "growth": 500 to 4,000 taxa; all when none is given
 //
 // Genes are generated ("gene350-1" .. "gene350-15", "gene500-1" .. "gene500-9"; "gene350": all of them), and so many
-// since they differ a hundredfold in difficulty.  Their best length is that of 20 hits.
+// since they differ fortyfold in difficulty.  Their best length is that of 20 hits.
 //
 // SEEDS is 10 when not given.  Hits differ so much that the median of 10 may be a third off; that of 40 is steadier.
 // Shares of the time are those of the stages under way, outermost first ("rss>swap": the swap of a random sector;
@@ -15,7 +15,6 @@
 #include "search/xmult.h"
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 
 // --- stages -------------------------------------------------------------------------------

@@ -129,11 +129,16 @@ static void guidememory()
     for (uint8_t **list : { &samebelow, &otherbelow }) *list = hi<uint8_t>(hinod);
 }
 
+static void listnodes(const int *tree)
+{
+    binmksis(tree);
+    noptlist = binoptlist(optlist);
+}
+
 void make_fuse_guide(const int *work, const int *other)
 {
     guidememory();
-    binmksis(work);
-    noptlist = binoptlist(optlist);
+    listnodes(work);
     rankwork();
     matchtrees(other, [](int, int) {});
     prepare_fuse_guide(work);
@@ -220,15 +225,6 @@ size_t pair_memory()
     return (LISTS * hinod + words) * sizeof(int);
 }
 
-static void listwork(const int *work)
-{
-    binmksis(work);
-    noptlist = binoptlist(optlist);
-    std::copy(lef, lef + hinod, worklef);
-    std::copy(rig, rig + hinod, workrig);
-    rankwork();
-}
-
 double fusoptimize(int *work)
 {
     changed_sets_elsewhere();
@@ -238,9 +234,14 @@ double fusoptimize(int *work)
         fix_outgroup(exchanged);
         score = schoptimize(exchanged, 1);
         treecopy(work, exchanged);
-    } else score = schoptimize(work, 1);
-    listwork(work);
-    if (!exchanged) stepsofwork();
+        listnodes(work);
+    } else {
+        score = schoptimize(work, 1);
+        stepsofwork();
+    }
+    std::copy(lef, lef + hinod, worklef);
+    std::copy(rig, rig + hinod, workrig);
+    rankwork();
     return score;
 }
 
